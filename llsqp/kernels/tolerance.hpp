@@ -1,0 +1,23 @@
+// llsqp/kernels/tolerance.hpp - per-type tolerances, each with its reason.
+#pragma once
+
+namespace tabfit {
+
+template <class Real>
+struct Tolerance;
+
+template <>
+struct Tolerance<float> {
+  /// Tables: least width of an interval, and slack outside the ends, in the unit of the abscissae.
+  /// A float abscissa near 100 is known to 8e-6.
+  static constexpr double node = 2e-5;
+};
+
+template <>
+struct Tolerance<double> {
+  /// Tables: least width of an interval, and slack outside the ends, in the unit of the abscissae.
+  /// A double abscissa near 1e6 is known to 1e-10.
+  static constexpr double node = 2e-9;
+};
+
+}  // namespace tabfit
