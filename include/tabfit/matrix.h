@@ -1,12 +1,386 @@
-/* tabfit/matrix.h - dense matrix algebra (prefix M_).
+/* tabfit/matrix.h - dense matrix algebra (prefix M_): storage, copying, transposition and reordering.
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
- * ending in d on double elements.
+ * ending in d on double elements. Twins run the same steps and return the same statuses; where they
+ * differ on purpose, the comment says so.
  *
- * This version declares no function of the family yet. */
+ * Two shapes of matrix
+ *
+ *   Column table: an array of pointers, one to each column. Element (row i, column j) of A is A[j][i].
+ *   Columns are separate blocks, so two columns change places by exchanging two pointers. The array may
+ *   have spare slots behind the columns, null until a column is attached. A 3 by 2 matrix with a
+ *   capacity of 4:
+ *
+ *        A ---> +------+------+------+------+
+ *               | A[0] | A[1] | null | null |          A[0][0]  A[1][0]
+ *               +--|---+--|---+------+------+    is    A[0][1]  A[1][1]
+ *                  v      v                            A[0][2]  A[1][2]
+ *               +-----+ +-----+
+ *               | 0,0 | | 0,1 |
+ *               | 1,0 | | 1,1 |
+ *               | 2,0 | | 2,1 |
+ *               +-----+ +-----+
+ *
+ *   Triangle table: a symmetric or upper-triangular matrix of order n as n pointers; T[j] leads to the
+ *   j+1 elements of column j down to the diagonal. Element (i, j) with i <= j is T[j][i]; for a
+ *   symmetric matrix, (i, j) with i > j is T[i][j]. Order 3:
+ *
+ *        T ---> +------+------+------+
+ *               | T[0] | T[1] | T[2] |
+ *               +--|---+--|---+--|---+
+ *                  v      v      v
+ *               +-----+-----+-----+
+ *               | 0,0 | 0,1 | 0,2 |
+ *               +-----+ 1,1 | 1,2 |
+ *                     +-----+ 2,2 |
+ *                           +-----+
+ *
+ *   An operation that takes a triangle table reads and writes only those places, so a full column table
+ *   serves wherever a triangle table is asked for.
+ *
+ *   Packed triangles, n (n+1) / 2 elements, as M_fillsc and M_fillsr read them; order 3, numbered in
+ *   the order of the vector:
+ *
+ *        by columns (M_fillsc)     by rows (M_fillsr)
+ *             0  1  3                  0  1  2
+ *                2  4                     3  4
+ *                   5                        5
+ *
+ * Conventions of the family
+ *   - Counts and indices are int; indices start at 0; a row count comes before a column count.
+ *   - A table that is only read, or whose columns are written in place, is `T *const *`; one whose
+ *     pointers are changed is `T **`.
+ *   - Pointers are not checked for null and arrays are trusted to be as long as the counts say.
+ *   - Nothing is printed, logged or thrown. A failing call keeps what it has written so far.
+ *   - Nothing here keeps state: calls on disjoint data may run concurrently.
+ */
 #ifndef TABFIT_MATRIX_H
 #define TABFIT_MATRIX_H
 
 #include "tabfit/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* -- Storage ------------------------------------------------------------------------------------- */
+
+/** Makes a column table of m by n zeros with room for nmax columns.
+ *
+ *  @param[in] m     rows, m >= 2
+ *  @param[in] n     columns, n >= 2
+ *  @param[in] nmax  slots, nmax >= n; slots n..nmax-1 are null
+ *
+ *  @return the table, owned by the caller until M_dealloc; null if m < 2, n < 2, nmax < n or memory ran
+ *          out, with nothing left allocated
+ *
+ *  Memory: array new, once for the slots and once a column; a caller may attach further columns made
+ *  with array new of the same element type.
+ */
+/**@{*/
+TABFIT_API float **M_allocf(int m, int n, int nmax) TABFIT_NOEXCEPT;
+TABFIT_API double **M_allocd(int m, int n, int nmax) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Releases a table of M_alloc or M_allocs.
+ *
+ *  @param[in] A      the table
+ *  @param[in] m      not used; stands for symmetry with M_alloc
+ *  @param[in] count  slots whose columns are released, null ones skipped. The capacity releases every
+ *                    attached column; the number of columns leaves those attached behind it to the
+ *                    caller; less than 1 releases the slots alone.
+ */
+/**@{*/
+TABFIT_API void M_deallocf(float **A, int m, int count) TABFIT_NOEXCEPT;
+TABFIT_API void M_deallocd(double **A, int m, int count) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Makes a triangle table of order n, all zeros.
+ *
+ *  @param[in] n  order, n >= 2
+ *
+ *  @return the table, owned by the caller until M_dealloc with count n; null if n < 2 or memory ran
+ *          out, with nothing left allocated
+ *
+ *  Memory: array new, once for the slots and once a column.
+ */
+/**@{*/
+TABFIT_API float **M_allocsf(int n) TABFIT_NOEXCEPT;
+TABFIT_API double **M_allocsd(int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of the four fillers.
+ *  @note Deliberate: a bad size is a positive code here; see docs/deliberate.md. */
+enum { M_FILL_OK = 0, M_FILL_BAD_SIZE = 1 };
+
+/** Fills a column table from a column-major block: A[j][i] = data[m j + i].
+ *
+ *  @param[out] A     column table, m by n
+ *  @param[in]  data  m n elements; must not overlap A
+ *  @param[in]  m     rows, m >= 2
+ *  @param[in]  n     columns, n >= 2
+ *
+ *  @retval M_FILL_OK        A is filled
+ *  @retval M_FILL_BAD_SIZE  m < 2 or n < 2; nothing is written
+ */
+/**@{*/
+TABFIT_API int M_fillcf(float *const *A, const float *data, int m, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_fillcd(double *const *A, const double *data, int m, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Fills a column table from a row-major block: A[j][i] = data[n i + j].
+ *
+ *  @param[out] A     column table, m by n
+ *  @param[in]  data  m n elements; must not overlap A
+ *  @param[in]  m     rows, m >= 2
+ *  @param[in]  n     columns, n >= 2
+ *
+ *  @retval M_FILL_OK        A is filled
+ *  @retval M_FILL_BAD_SIZE  m < 2 or n < 2; nothing is written
+ */
+/**@{*/
+TABFIT_API int M_fillrf(float *const *A, const float *data, int m, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_fillrd(double *const *A, const double *data, int m, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Lays a column table over a contiguous column-major block: table[j] = data + m j. Copies nothing.
+ *
+ *  @param[in]  data   the block; borrowed by the table, which lives as long as it does
+ *  @param[in]  m      elements of a column
+ *  @param[in]  n      columns; n < 1 writes nothing
+ *  @param[out] table  n slots of the caller's; never passed to M_dealloc
+ */
+/**@{*/
+TABFIT_API void M_storecf(float *data, int m, int n, float **table) TABFIT_NOEXCEPT;
+TABFIT_API void M_storecd(double *data, int m, int n, double **table) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Fills a triangle table from a triangle packed by columns: T[j][i] = data[j (j+1) / 2 + i], i <= j.
+ *  For a symmetric matrix that is also its lower triangle by rows.
+ *
+ *  @param[out] T     triangle table of order n
+ *  @param[in]  data  n (n+1) / 2 elements; must not overlap T
+ *  @param[in]  n     order, n >= 2
+ *
+ *  @retval M_FILL_OK        T is filled
+ *  @retval M_FILL_BAD_SIZE  n < 2; nothing is written
+ */
+/**@{*/
+TABFIT_API int M_fillscf(float *const *T, const float *data, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_fillscd(double *const *T, const double *data, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Fills a triangle table from a triangle packed by rows:
+ *  T[j][i] = data[i n - i (i+1) / 2 + j], i <= j.
+ *  For a symmetric matrix that is also its lower triangle by columns.
+ *
+ *  @param[out] T     triangle table of order n
+ *  @param[in]  data  n (n+1) / 2 elements; must not overlap T
+ *  @param[in]  n     order, n >= 2
+ *
+ *  @retval M_FILL_OK        T is filled
+ *  @retval M_FILL_BAD_SIZE  n < 2; nothing is written
+ */
+/**@{*/
+TABFIT_API int M_fillsrf(float *const *T, const float *data, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_fillsrd(double *const *T, const double *data, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Copying -------------------------------------------------------------------------------------
+ *
+ * The letters: cop copy; ss from a triangle table to a triangle table; sr from a symmetric triangle to
+ * a full (rectangular) table; tr from an upper-triangular one to a full table. None of these checks its
+ * arguments; a count below 1 does nothing. Each allocates nothing and touches every element once.
+ */
+
+/** Copies a matrix: B = A.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[out] B  column table, m by n; a column may be the one of A, none may overlap otherwise
+ *  @param[in]  m  rows
+ *  @param[in]  n  columns
+ */
+/**@{*/
+TABFIT_API void M_copf(float *const *A, float *const *B, int m, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_copd(double *const *A, double *const *B, int m, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Copies a triangle: T[j][i] = S[j][i], i <= j.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[out] T  triangle table of order n
+ *  @param[in]  n  order
+ */
+/**@{*/
+TABFIT_API void M_copssf(float *const *S, float *const *T, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_copssd(double *const *S, double *const *T, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Copies a symmetric matrix in full: B[j][i] = S[j][i] for i <= j and S[i][j] for i > j.
+ *
+ *  @param[in]  S  triangle table of order n; only its triangle is read
+ *  @param[out] B  column table, n by n; may be S itself if S is a full table
+ *  @param[in]  n  order
+ */
+/**@{*/
+TABFIT_API void M_copsrf(float *const *S, float *const *B, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_copsrd(double *const *S, double *const *B, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Copies an upper-triangular matrix in full: B[j][i] = U[j][i] for i <= j and 0 for i > j.
+ *
+ *  @param[in]  U  triangle table of order n; only its triangle is read
+ *  @param[out] B  column table, n by n; may be U itself if U is a full table
+ *  @param[in]  n  order
+ */
+/**@{*/
+TABFIT_API void M_coptrf(float *const *U, float *const *B, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_coptrd(double *const *U, double *const *B, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Transposition ------------------------------------------------------------------------------- */
+
+/** Status of M_transpf() and M_transpd(). */
+enum { M_TRANSP_OK = 0, M_TRANSP_BAD_SIZE = -1 };
+
+/** Transposes into another table: B = A^T.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  m  rows of A
+ *  @param[in]  n  columns of A
+ *  @param[out] B  column table, n by m; must not overlap A
+ *
+ *  @retval M_TRANSP_OK        B is written; with one size below 1 there is nothing to write
+ *  @retval M_TRANSP_BAD_SIZE  both sizes are below 1
+ *
+ *  Allocates nothing. Touches each element once.
+ *  @note Deliberate: a 1 by 1 matrix is not copied, B keeps what it held; see docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_transpf(float *const *A, int m, int n, float *const *B) TABFIT_NOEXCEPT;
+TABFIT_API int M_transpd(double *const *A, int m, int n, double *const *B) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_transpaf() and M_transpad(). */
+enum { M_TRANSPA_OK = 0, M_TRANSPA_BAD_SIZE = -1 };
+
+/** Transposes a p by q matrix within its table: rows 0..q-1 of columns 0..p-1 hold it afterwards.
+ *
+ *  @param[in,out] A  column table of at least k columns of at least k elements, k = max(p, q)
+ *  @param[in]     p  rows
+ *  @param[in]     q  columns
+ *
+ *  @retval M_TRANSPA_OK        done; nothing to do for p = q = 1
+ *  @retval M_TRANSPA_BAD_SIZE  both sizes are below 1
+ *
+ *  Allocates nothing. Touches each element of the k by k block once.
+ *  @note Deliberate: for p != q the other places of the k by k block do not keep what they held;
+ *  docs/deliberate.md gives the steps.
+ */
+/**@{*/
+TABFIT_API int M_transpaf(float *const *A, int p, int q) TABFIT_NOEXCEPT;
+TABFIT_API int M_transpad(double *const *A, int p, int q) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_tranf() and M_trand(). */
+enum { M_TRAN_OK = 0, M_TRAN_NO_MEMORY = -1, M_TRAN_BAD_SIZE = -2 };
+
+/** Transposes a contiguous column-major r by c block in place into a column-major c by r one, with
+ *  scratch for one row.
+ *
+ *  @param[in,out] a  r c elements
+ *  @param[in]     r  rows
+ *  @param[in]     c  columns
+ *
+ *  @retval M_TRAN_OK         done; with c = 0, or r < 2 and c >= 2, nothing changes
+ *  @retval M_TRAN_NO_MEMORY  the scratch could not be had, or c < 0; a is unchanged
+ *  @retval M_TRAN_BAD_SIZE   r < 2 and c < 2; a is unchanged
+ *
+ *  Cost: O(r^2 c) moves; O(r c) for a square block. Memory: c elements from calloc, released.
+ *  @note Deliberate: a vacated place is marked with 0 in M_trand and with the greatest finite float in
+ *  M_tranf, and an element that equals the mark is taken for one: a double block with a zero in it may
+ *  come out scrambled. See docs/deliberate.md for what to call instead.
+ */
+/**@{*/
+TABFIT_API int M_tranf(float *a, int r, int c) TABFIT_NOEXCEPT;
+TABFIT_API int M_trand(double *a, int r, int c) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Exchange and reordering --------------------------------------------------------------------- */
+
+/** Negates a row: A[j][row] = -A[j][row], j < n. The sign of a zero flips too.
+ *
+ *  @param[in,out] A    column table
+ *  @param[in]     n    columns; less than 1 does nothing
+ *  @param[in]     row  the row
+ */
+/**@{*/
+TABFIT_API void M_lminusf(float *const *A, int n, int row) TABFIT_NOEXCEPT;
+TABFIT_API void M_lminusd(double *const *A, int n, int row) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Exchanges two rows in a range of columns.
+ *
+ *  @param[in,out] A   column table
+ *  @param[in]     j1  first column
+ *  @param[in]     j2  last column, inclusive; j1 > j2 does nothing
+ *  @param[in]     r1  one row
+ *  @param[in]     r2  the other
+ */
+/**@{*/
+TABFIT_API void M_swapf(float *const *A, int j1, int j2, int r1, int r2) TABFIT_NOEXCEPT;
+TABFIT_API void M_swapd(double *const *A, int j1, int j2, int r1, int r2) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_rowsortf() and M_rowsortd(). */
+enum { M_ROWSORT_OK = 0, M_ROWSORT_BAD_INDEX = -1 };
+
+/** Reorders rows: row p goes to place idx[p].
+ *
+ *  @param[in,out] A    column table, m by n
+ *  @param[in]     m    rows; less than 2 does nothing
+ *  @param[in]     n    columns; with less than 1 only idx is sorted
+ *  @param[in,out] idx  a permutation of 0..m-1; consumed: holds 0, 1, ..., m-1 afterwards
+ *
+ *  @retval M_ROWSORT_OK         done
+ *  @retval M_ROWSORT_BAD_INDEX  one of 0..m-2 is missing from idx; A and idx are partly reordered, both
+ *                               as far as the first missing index
+ *
+ *  Cost: O(m n) moves and O(m^2) comparisons of int. Allocates nothing.
+ *  @note Deliberate: M_colsort goes the other way; and the last index is not searched, so any value
+ *  passes there. See docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_rowsortf(float *const *A, int m, int n, int *idx) TABFIT_NOEXCEPT;
+TABFIT_API int M_rowsortd(double *const *A, int m, int n, int *idx) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_colsortf() and M_colsortd(). */
+enum { M_COLSORT_OK = 0, M_COLSORT_BAD_INDEX = -1, M_COLSORT_NO_MEMORY = -2 };
+
+/** Reorders the columns of a contiguous column-major block: column j becomes the old column idx[j].
+ *
+ *  @param[in,out] a    m n elements
+ *  @param[in]     m    elements of a column
+ *  @param[in]     n    columns; less than 1 does nothing
+ *  @param[in]     idx  a permutation of 0..n-1, unchanged
+ *
+ *  @retval M_COLSORT_OK         done
+ *  @retval M_COLSORT_BAD_INDEX  idx[0] is none of 0..n-1; a is unchanged
+ *  @retval M_COLSORT_NO_MEMORY  the scratch could not be had; a is unchanged
+ *
+ *  Cost: O(m n) moves and O(n^2) comparisons of int. Memory: n ints from malloc (0 bytes for n < 1).
+ *  @note Deliberate: M_colsortd never releases that scratch, M_colsortf does; an index other than the
+ *  first that does not occur is not reported, the columns at its place and before it change places;
+ *  M_rowsort goes the other way. See docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_colsortf(float *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
+TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
+/**@}*/
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif /* TABFIT_MATRIX_H */
