@@ -1,4 +1,5 @@
-/* tabfit/matrix.h - dense matrix algebra (prefix M_): storage, copying, transposition and reordering.
+/* tabfit/matrix.h - dense matrix algebra (prefix M_): storage, copying, transposition, reordering,
+ * products, triangular solves and inverses.
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
  * ending in d on double elements. Twins run the same steps and return the same statuses; where they
@@ -6,10 +7,10 @@
  *
  * Two shapes of matrix
  *
- *   Column table: an array of pointers, one to each column. Element (row i, column j) of A is A[j][i].
- *   Columns are separate blocks, so two columns change places by exchanging two pointers. The array may
- *   have spare slots behind the columns, null until a column is attached. A 3 by 2 matrix with a
- *   capacity of 4:
+ *   Column table: an array of pointers, one to each column. Element (row i, column j) of A is
+ *   A[j][i]. Columns are separate blocks, so two columns change places by exchanging two pointers.
+ *   The array may have spare slots behind the columns, null until a column is attached. A 3 by 2
+ *   matrix with a capacity of 4:
  *
  *        A ---> +------+------+------+------+
  *               | A[0] | A[1] | null | null |          A[0][0]  A[1][0]
@@ -21,8 +22,8 @@
  *               | 2,0 | | 2,1 |
  *               +-----+ +-----+
  *
- *   Triangle table: a symmetric or upper-triangular matrix of order n as n pointers; T[j] leads to the
- *   j+1 elements of column j down to the diagonal. Element (i, j) with i <= j is T[j][i]; for a
+ *   Triangle table: a symmetric or upper-triangular matrix of order n as n pointers; T[j] leads to
+ *   the j+1 elements of column j down to the diagonal. Element (i, j) with i <= j is T[j][i]; for a
  *   symmetric matrix, (i, j) with i > j is T[i][j]. Order 3:
  *
  *        T ---> +------+------+------+
@@ -35,11 +36,11 @@
  *                     +-----+ 2,2 |
  *                           +-----+
  *
- *   An operation that takes a triangle table reads and writes only those places, so a full column table
- *   serves wherever a triangle table is asked for.
+ *   An operation that takes a triangle table reads and writes only those places, so a full column
+ *   table serves wherever a triangle table is asked for.
  *
- *   Packed triangles, n (n+1) / 2 elements, as M_fillsc and M_fillsr read them; order 3, numbered in
- *   the order of the vector:
+ *   Packed triangles, n (n+1) / 2 elements, as M_fillsc and M_fillsr read them; order 3, numbered
+ *   in the order of the vector:
  *
  *        by columns (M_fillsc)     by rows (M_fillsr)
  *             0  1  3                  0  1  2
@@ -71,11 +72,12 @@ extern "C" {
  *  @param[in] n     columns, n >= 2
  *  @param[in] nmax  slots, nmax >= n; slots n..nmax-1 are null
  *
- *  @return the table, owned by the caller until M_dealloc; null if m < 2, n < 2, nmax < n or memory ran
+ *  @return the table, owned by the caller until M_dealloc; null if m < 2, n < 2, nmax < n or memory
+ *  ran
  *          out, with nothing left allocated
  *
- *  Memory: array new, once for the slots and once a column; a caller may attach further columns made
- *  with array new of the same element type.
+ *  Memory: array new, once for the slots and once a column; a caller may attach further columns
+ *  made with array new of the same element type.
  */
 /**@{*/
 TABFIT_API float **M_allocf(int m, int n, int nmax) TABFIT_NOEXCEPT;
@@ -86,9 +88,9 @@ TABFIT_API double **M_allocd(int m, int n, int nmax) TABFIT_NOEXCEPT;
  *
  *  @param[in] A      the table
  *  @param[in] m      not used; stands for symmetry with M_alloc
- *  @param[in] count  slots whose columns are released, null ones skipped. The capacity releases every
- *                    attached column; the number of columns leaves those attached behind it to the
- *                    caller; less than 1 releases the slots alone.
+ *  @param[in] count  slots whose columns are released, null ones skipped. The capacity releases
+ *                    every attached column; the number of columns leaves those attached behind it
+ *                    to the caller; less than 1 releases the slots alone.
  */
 /**@{*/
 TABFIT_API void M_deallocf(float **A, int m, int count) TABFIT_NOEXCEPT;
@@ -155,8 +157,8 @@ TABFIT_API void M_storecf(float *data, int m, int n, float **table) TABFIT_NOEXC
 TABFIT_API void M_storecd(double *data, int m, int n, double **table) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Fills a triangle table from a triangle packed by columns: T[j][i] = data[j (j+1) / 2 + i], i <= j.
- *  For a symmetric matrix that is also its lower triangle by rows.
+/** Fills a triangle table from a triangle packed by columns: T[j][i] = data[j (j+1) / 2 + i], i <=
+ *  j. For a symmetric matrix that is also its lower triangle by rows.
  *
  *  @param[out] T     triangle table of order n
  *  @param[in]  data  n (n+1) / 2 elements; must not overlap T
@@ -188,9 +190,10 @@ TABFIT_API int M_fillsrd(double *const *T, const double *data, int n) TABFIT_NOE
 
 /* -- Copying -------------------------------------------------------------------------------------
  *
- * The letters: cop copy; ss from a triangle table to a triangle table; sr from a symmetric triangle to
- * a full (rectangular) table; tr from an upper-triangular one to a full table. None of these checks its
- * arguments; a count below 1 does nothing. Each allocates nothing and touches every element once.
+ * The letters: cop copy; ss from a triangle table to a triangle table; sr from a symmetric triangle
+ * to a full (rectangular) table; tr from an upper-triangular one to a full table. None of these
+ * checks its arguments; a count below 1 does nothing. Each allocates nothing and touches every
+ * element once.
  */
 
 /** Copies a matrix: B = A.
@@ -297,9 +300,9 @@ enum { M_TRAN_OK = 0, M_TRAN_NO_MEMORY = -1, M_TRAN_BAD_SIZE = -2 };
  *  @retval M_TRAN_BAD_SIZE   r < 2 and c < 2; a is unchanged
  *
  *  Cost: O(r^2 c) moves; O(r c) for a square block. Memory: c elements from calloc, released.
- *  @note Deliberate: a vacated place is marked with 0 in M_trand and with the greatest finite float in
- *  M_tranf, and an element that equals the mark is taken for one: a double block with a zero in it may
- *  come out scrambled. See docs/deliberate.md for what to call instead.
+ *  @note Deliberate: a vacated place is marked with 0 in M_trand and with the greatest finite float
+ *  in M_tranf, and an element that equals the mark is taken for one: a double block with a zero in
+ *  it may come out scrambled. See docs/deliberate.md for what to call instead.
  */
 /**@{*/
 TABFIT_API int M_tranf(float *a, int r, int c) TABFIT_NOEXCEPT;
@@ -343,8 +346,8 @@ enum { M_ROWSORT_OK = 0, M_ROWSORT_BAD_INDEX = -1 };
  *  @param[in,out] idx  a permutation of 0..m-1; consumed: holds 0, 1, ..., m-1 afterwards
  *
  *  @retval M_ROWSORT_OK         done
- *  @retval M_ROWSORT_BAD_INDEX  one of 0..m-2 is missing from idx; A and idx are partly reordered, both
- *                               as far as the first missing index
+ *  @retval M_ROWSORT_BAD_INDEX  one of 0..m-2 is missing from idx; A and idx are partly reordered,
+ *                               both as far as the first missing index
  *
  *  Cost: O(m n) moves and O(m^2) comparisons of int. Allocates nothing.
  *  @note Deliberate: M_colsort goes the other way; and the last index is not searched, so any value
@@ -369,14 +372,604 @@ enum { M_COLSORT_OK = 0, M_COLSORT_BAD_INDEX = -1, M_COLSORT_NO_MEMORY = -2 };
  *  @retval M_COLSORT_BAD_INDEX  idx[0] is none of 0..n-1; a is unchanged
  *  @retval M_COLSORT_NO_MEMORY  the scratch could not be had; a is unchanged
  *
- *  Cost: O(m n) moves and O(n^2) comparisons of int. Memory: n ints from malloc (0 bytes for n < 1).
- *  @note Deliberate: M_colsortd never releases that scratch, M_colsortf does; an index other than the
- *  first that does not occur is not reported, the columns at its place and before it change places;
- *  M_rowsort goes the other way. See docs/deliberate.md.
+ *  Cost: O(m n) moves and O(n^2) comparisons of int. Memory: n ints from malloc (0 bytes for n <
+ *  1).
+ *  @note Deliberate: M_colsortd never releases that scratch, M_colsortf does; an index other than
+ *  the first that does not occur is not reported, the columns at its place and before it change
+ *  places; M_rowsort goes the other way. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_colsortf(float *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
 TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Products ------------------------------------------------------------------------------------
+ *
+ * The names read left to right:
+ *
+ *   m  a general matrix in a column table          v  a vector
+ *   s  a symmetric matrix in a triangle table      u  an upper-triangular matrix in a triangle
+ *   table t  transposition of the general or triangular factor beside it: mtv is A^T x, mmt is A
+ *   B^T trailing s after two factors   the result is symmetric, in a triangle table: mmts, mtms
+ *   trailing b                     the result replaces the second operand B: mmb, mtmb, mmtb
+ *   trailing a, or a further u     the result replaces the general, or the triangular, operand:
+ *   smma,
+ *                                  uma, uuu, utuu, uutu
+ *
+ * Common to all
+ *   - Every sum starts at 0 and runs over the summation index in ascending order, in one double,
+ *   with a
+ *     fused multiply-add a step; it is rounded once, to the element type. Both twins.
+ *   - A count of 0 or less of the result's rows or columns writes nothing; one of the summation
+ *   index
+ *     stores zeros. Counts are not checked otherwise, and nothing but the in-place products can
+ *     fail.
+ *   - Results must not overlap operands, but for the operand that an in-place product replaces.
+ *   - Symmetric and triangular factors are read, and triangular results written, on and above the
+ *     diagonal only.
+ *   - Nothing is allocated, but for one scratch column by each in-place product, released before it
+ *     returns. The scratch has no element if its count is negative.
+ *   - Cost: two operations a term; triangular factors have only the terms of their triangle.
+ *   - Method: Golub and Van Loan, Matrix Computations, section 1.1.
+ */
+
+/** y = A x.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  x  n elements
+ *  @param[in]  m  rows
+ *  @param[in]  n  columns
+ *  @param[out] y  m elements
+ */
+/**@{*/
+TABFIT_API void M_mvf(float *const *A, const float *x, int m, int n, float *y) TABFIT_NOEXCEPT;
+TABFIT_API void M_mvd(double *const *A, const double *x, int m, int n, double *y) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** y = A^T x.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  x  m elements
+ *  @param[in]  m  rows
+ *  @param[in]  n  columns
+ *  @param[out] y  n elements
+ */
+/**@{*/
+TABFIT_API void M_mtvf(float *const *A, const float *x, int m, int n, float *y) TABFIT_NOEXCEPT;
+TABFIT_API void M_mtvd(double *const *A, const double *x, int m, int n, double *y) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** y = S x.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  x  n elements
+ *  @param[in]  n  order
+ *  @param[out] y  n elements
+ */
+/**@{*/
+TABFIT_API void M_smvf(float *const *S, const float *x, int n, float *y) TABFIT_NOEXCEPT;
+TABFIT_API void M_smvd(double *const *S, const double *x, int n, double *y) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** r = A x + b, A x - b or b - A x. The product is rounded to the element type before b is combined
+ *  with it.
+ *
+ *  @param[in]  A     column table, m by n
+ *  @param[in]  x     n elements
+ *  @param[in]  b     m elements
+ *  @param[in]  m     rows
+ *  @param[in]  n     columns
+ *  @param[in]  mode  0: A x + b; 1 and every negative value: A x - b; 2 and above: b - A x
+ *  @param[out] r     m elements, an array of its own: with b for r, the product would be combined
+ *                    with itself
+ */
+/**@{*/
+TABFIT_API void M_ltvf(float *const *A, const float *x, const float *b, int m, int n, int mode,
+                       float *r) TABFIT_NOEXCEPT;
+TABFIT_API void M_ltvd(double *const *A, const double *x, const double *b, int m, int n, int mode,
+                       double *r) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A B.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  B  column table, n by p
+ *  @param[in]  m  rows of A
+ *  @param[in]  n  columns of A
+ *  @param[in]  p  columns of B
+ *  @param[out] C  column table, m by p
+ */
+/**@{*/
+TABFIT_API void M_mmf(float *const *A, float *const *B, int m, int n, int p,
+                      float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mmd(double *const *A, double *const *B, int m, int n, int p,
+                      double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of the in-place products M_mmb, M_mtmb, M_mmtb, M_smma, M_smtma, M_utuu, M_uutu, M_utma.
+ *  */
+enum { M_INPLACE_OK = 0, M_INPLACE_NO_MEMORY = 1, M_INPLACE_BAD_SIZE = -1 };
+
+/** B := A B.
+ *
+ *  @param[in]     A  column table, m by n
+ *  @param[in,out] B  column table, in: n by p, out: m by p; columns of at least max(m, n) elements
+ *  @param[in]     m  rows of A
+ *  @param[in]     n  columns of A
+ *  @param[in]     p  columns of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is unchanged
+ *
+ *  Memory: m elements from malloc; with m = 0, a block of 0 bytes is asked for all the same.
+ */
+/**@{*/
+TABFIT_API int M_mmbf(float *const *A, float *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_mmbd(double *const *A, double *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A^T B.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  B  column table, m by p
+ *  @param[in]  m  rows of A and B
+ *  @param[in]  n  columns of A
+ *  @param[in]  p  columns of B
+ *  @param[out] C  column table, n by p
+ */
+/**@{*/
+TABFIT_API void M_mtmf(float *const *A, float *const *B, int m, int n, int p,
+                       float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mtmd(double *const *A, double *const *B, int m, int n, int p,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := A^T B.
+ *
+ *  @param[in]     A  column table, m by n
+ *  @param[in,out] B  column table, in: m by p, out: n by p; columns of at least max(m, n) elements
+ *  @param[in]     m  rows of A
+ *  @param[in]     n  columns of A
+ *  @param[in]     p  columns of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is unchanged
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_mtmbf(float *const *A, float *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_mtmbd(double *const *A, double *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A B^T.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  B  column table, p by n
+ *  @param[in]  m  rows of A
+ *  @param[in]  n  columns of A and B
+ *  @param[in]  p  rows of B
+ *  @param[out] C  column table, m by p
+ */
+/**@{*/
+TABFIT_API void M_mmtf(float *const *A, float *const *B, int m, int n, int p,
+                       float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mmtd(double *const *A, double *const *B, int m, int n, int p,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := A B^T: M_transpa(B, p, n), then M_mmb(A, B, m, n, p).
+ *
+ *  @param[in]     A  column table, m by n
+ *  @param[in,out] B  in: p by n; out: m by p; square storage of side at least max(m, n, p)
+ *  @param[in]     m  rows of A
+ *  @param[in]     n  columns of A and B
+ *  @param[in]     p  rows of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_BAD_SIZE   n < 1 and p < 1, from the transposition; nothing is changed
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is left transposed
+ *
+ *  Memory: m elements from malloc.
+ */
+/**@{*/
+TABFIT_API int M_mmtbf(float *const *A, float *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_mmtbd(double *const *A, double *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** S = A A^T.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  m  rows
+ *  @param[in]  n  columns
+ *  @param[out] S  triangle table of order m
+ */
+/**@{*/
+TABFIT_API void M_mmtsf(float *const *A, int m, int n, float *const *S) TABFIT_NOEXCEPT;
+TABFIT_API void M_mmtsd(double *const *A, int m, int n, double *const *S) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** S = A^T A.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  m  rows
+ *  @param[in]  n  columns
+ *  @param[out] S  triangle table of order n
+ */
+/**@{*/
+TABFIT_API void M_mtmsf(float *const *A, int m, int n, float *const *S) TABFIT_NOEXCEPT;
+TABFIT_API void M_mtmsd(double *const *A, int m, int n, double *const *S) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = S B.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  B  column table, n by p
+ *  @param[in]  n  order of S
+ *  @param[in]  p  columns of B
+ *  @param[out] C  column table, n by p
+ */
+/**@{*/
+TABFIT_API void M_smmf(float *const *S, float *const *B, int n, int p, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_smmd(double *const *S, double *const *B, int n, int p,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := S B.
+ *
+ *  @param[in]     S  triangle table of order n
+ *  @param[in,out] B  column table, n by p
+ *  @param[in]     n  order of S
+ *  @param[in]     p  columns of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is unchanged
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_smmaf(float *const *S, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_smmad(double *const *S, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A S. Note the counts: the order of S comes first.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  n  order of S
+ *  @param[in]  m  rows of A
+ *  @param[out] C  column table, m by n
+ */
+/**@{*/
+TABFIT_API void M_msmf(float *const *A, float *const *S, int n, int m, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_msmd(double *const *A, double *const *S, int n, int m,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = S B^T.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  B  column table, p by n
+ *  @param[in]  n  order of S
+ *  @param[in]  p  rows of B
+ *  @param[out] C  column table, n by p
+ */
+/**@{*/
+TABFIT_API void M_smtmf(float *const *S, float *const *B, int n, int p,
+                        float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_smtmd(double *const *S, double *const *B, int n, int p,
+                        double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := S B^T: M_transpa(B, p, n), then M_smma(S, B, n, p).
+ *
+ *  @param[in]     S  triangle table of order n
+ *  @param[in,out] B  in: p by n; out: n by p; square storage of side at least max(n, p)
+ *  @param[in]     n  order of S
+ *  @param[in]     p  rows of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_BAD_SIZE   n < 1 and p < 1, from the transposition; nothing is changed
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is left transposed
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_smtmaf(float *const *S, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_smtmad(double *const *S, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A^T S. Note the counts: the order of S comes first.
+ *
+ *  @param[in]  A  column table, n by m
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  n  order of S
+ *  @param[in]  m  columns of A
+ *  @param[out] C  column table, m by n
+ */
+/**@{*/
+TABFIT_API void M_tmsmf(float *const *A, float *const *S, int n, int m,
+                        float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_tmsmd(double *const *A, double *const *S, int n, int m,
+                        double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = S1 S2, a general matrix.
+ *
+ *  @param[in]  S1  triangle table of order n
+ *  @param[in]  S2  triangle table of order n
+ *  @param[in]  n   order
+ *  @param[out] C   column table, n by n
+ */
+/**@{*/
+TABFIT_API void M_smsmf(float *const *S1, float *const *S2, int n, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_smsmd(double *const *S1, double *const *S2, int n, double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Triangular products: see the conventions above ---------------------------------------------- */
+
+/** C = U1 U2, upper triangular.
+ *
+ *  @param[in]  U1  triangle table of order n
+ *  @param[in]  U2  triangle table of order n
+ *  @param[in]  n   order
+ *  @param[out] C   triangle table of order n
+ */
+/**@{*/
+TABFIT_API void M_uuf(float *const *U1, float *const *U2, int n, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_uud(double *const *U1, double *const *U2, int n, double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** U2 := U1 U2.
+ *
+ *  @param[in]     U1  triangle table of order n; not the storage of U2
+ *  @param[in,out] U2  triangle table of order n; unchanged if the scratch could not be had
+ *  @param[in]     n   order
+ *
+ *  @return 1, always
+ *
+ *  Memory: n elements from array new.
+ *  @note Deliberate: the result tells nothing, a success gives 1 too; see docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_uuuf(float *const *U1, float *const *U2, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_uuud(double *const *U1, double *const *U2, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** S = U^T U.
+ *
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  n  order
+ *  @param[out] S  triangle table of order n
+ */
+/**@{*/
+TABFIT_API void M_utuf(float *const *U, int n, float *const *S) TABFIT_NOEXCEPT;
+TABFIT_API void M_utud(double *const *U, int n, double *const *S) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** U := U^T U, a symmetric matrix in the place of U.
+ *
+ *  @param[in,out] U  triangle table of order n
+ *  @param[in]     n  order
+ *
+ *  @retval M_INPLACE_OK         U holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; U is unchanged
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_utuuf(float *const *U, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_utuud(double *const *U, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** S = U U^T.
+ *
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  n  order
+ *  @param[out] S  triangle table of order n
+ */
+/**@{*/
+TABFIT_API void M_uutf(float *const *U, int n, float *const *S) TABFIT_NOEXCEPT;
+TABFIT_API void M_uutd(double *const *U, int n, double *const *S) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** U := U U^T, a symmetric matrix in the place of U.
+ *
+ *  @param[in,out] U  triangle table of order n
+ *  @param[in]     n  order
+ *
+ *  @retval M_INPLACE_OK         U holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; U is unchanged
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_uutuf(float *const *U, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_uutud(double *const *U, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = U B.
+ *
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  B  column table, n by p
+ *  @param[in]  n  order of U
+ *  @param[in]  p  columns of B
+ *  @param[out] C  column table, n by p
+ */
+/**@{*/
+TABFIT_API void M_umf(float *const *U, float *const *B, int n, int p, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_umd(double *const *U, double *const *B, int n, int p,
+                      double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := U B.
+ *
+ *  @param[in]     U  triangle table of order n
+ *  @param[in,out] B  column table, n by p; unchanged if the scratch could not be had
+ *  @param[in]     n  order of U
+ *  @param[in]     p  columns of B
+ *
+ *  @return 1, always
+ *
+ *  Memory: n elements from array new.
+ *  @note Deliberate: the result tells nothing, a success gives 1 too; see docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_umaf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_umad(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = U^T B.
+ *
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  B  column table, n by p
+ *  @param[in]  n  order of U
+ *  @param[in]  p  columns of B
+ *  @param[out] C  column table, n by p
+ */
+/**@{*/
+TABFIT_API void M_utmf(float *const *U, float *const *B, int n, int p, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_utmd(double *const *U, double *const *B, int n, int p,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := U^T B.
+ *
+ *  @param[in]     U  triangle table of order n
+ *  @param[in,out] B  column table, n by p
+ *  @param[in]     n  order of U
+ *  @param[in]     p  columns of B
+ *
+ *  @retval M_INPLACE_OK         B holds the product
+ *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is unchanged
+ *
+ *  Memory: n elements from array new.
+ */
+/**@{*/
+TABFIT_API int M_utmaf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API int M_utmad(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A U. Note the counts: the order of U comes first.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  n  order of U
+ *  @param[in]  m  rows of A
+ *  @param[out] C  column table, m by n
+ */
+/**@{*/
+TABFIT_API void M_muf(float *const *A, float *const *U, int n, int m, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mud(double *const *A, double *const *U, int n, int m,
+                      double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A U^T. Note the counts: the order of U comes first.
+ *
+ *  @param[in]  A  column table, m by n
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  n  order of U
+ *  @param[in]  m  rows of A
+ *  @param[out] C  column table, m by n
+ */
+/**@{*/
+TABFIT_API void M_mutf(float *const *A, float *const *U, int n, int m, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mutd(double *const *A, double *const *U, int n, int m,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** C = A^T U. Note the counts: the order of U comes first.
+ *
+ *  @param[in]  A  column table, n by m
+ *  @param[in]  U  triangle table of order n
+ *  @param[in]  n  order of U
+ *  @param[in]  m  columns of A
+ *  @param[out] C  column table, m by n
+ */
+/**@{*/
+TABFIT_API void M_mtuf(float *const *A, float *const *U, int n, int m, float *const *C) TABFIT_NOEXCEPT;
+TABFIT_API void M_mtud(double *const *A, double *const *U, int n, int m,
+                       double *const *C) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Triangular solves and inverses --------------------------------------------------------------
+ *
+ * Sums run in one double, with a fused multiply-add a step, and are divided in double; each unknown
+ * is rounded to the element type before it is used. There is no tolerance: a zero on the diagonal
+ * gives infinities or NaN by the rules of arithmetic, and only M_tinv looks for one. Nothing is
+ * allocated. Method: Golub and Van Loan, Matrix Computations, section 3.1.
+ */
+
+/** B := U^-1 B, back substitution: b(i) = (b(i) - u(i,i+1) b(i+1) - ... - u(i,n-1) b(n-1)) /
+ *  u(i,i), terms in that order.
+ *
+ *  @param[in]     U  triangle table of order n; must not overlap B
+ *  @param[in,out] B  p right-hand sides of n elements: a column table, or for one vector the
+ *                    address of a pointer to it; holds the solutions
+ *  @param[in]     n  order; less than 1 does nothing
+ *  @param[in]     p  right-hand sides. The diagonal of U is read even if p is 0.
+ */
+/**@{*/
+TABFIT_API void M_invtf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API void M_invtd(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** B := U^-T B, forward substitution: b(i) = (b(i) - (u(0,i) b(0) + ... + u(i-1,i) b(i-1))) /
+ *  u(i,i).
+ *
+ *  @param[in]     U  triangle table of order n; must not overlap B
+ *  @param[in,out] B  p right-hand sides of n elements, as for M_invt; holds the solutions
+ *  @param[in]     n  order; less than 1 does nothing
+ *  @param[in]     p  right-hand sides
+ */
+/**@{*/
+TABFIT_API void M_invutmf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
+TABFIT_API void M_invutmd(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** V := U^-1 V with V upper triangular.
+ *
+ *  @param[in]     U  triangle table of order n; must not overlap V
+ *  @param[in,out] V  triangle table of order n
+ *  @param[in]     n  order; less than 1 does nothing
+ */
+/**@{*/
+TABFIT_API void M_invuuf(float *const *U, float *const *V, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_invuud(double *const *U, double *const *V, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** X = U^-1.
+ *
+ *  @param[in]  U  triangle table of order n; must not overlap X
+ *  @param[out] X  triangle table of order n
+ *  @param[in]  n  order; less than 1 does nothing
+ */
+/**@{*/
+TABFIT_API void M_invuf(float *const *U, float *const *X, int n) TABFIT_NOEXCEPT;
+TABFIT_API void M_invud(double *const *U, double *const *X, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_tinvf() and M_tinvd(). A value k > 0 names the column, k-1, whose diagonal element
+ *  is zero. */
+enum { M_TINV_OK = 0, M_TINV_BAD_SIZE = -1 };
+
+/** T := T^-1 in place, T upper triangular in a full square table.
+ *
+ *  @param[in,out] T  column table, n by n; in: the matrix on and above the diagonal, anything below
+ *                    it; out: the inverse, and zeros below the diagonal
+ *  @param[in]     n  order, n >= 1
+ *
+ *  @retval M_TINV_OK        T holds the inverse
+ *  @retval M_TINV_BAD_SIZE  n < 1; nothing is written
+ *  @retval k                1 <= k <= n: element k-1 of the diagonal is the first that is exactly
+ *                           zero (a NaN is not); those before it are replaced by their reciprocals,
+ *                           nothing else is written
+ *
+ *  The lower triangle is the only working space.
+ */
+/**@{*/
+TABFIT_API int M_tinvf(float *const *T, int n) TABFIT_NOEXCEPT;
+TABFIT_API int M_tinvd(double *const *T, int n) TABFIT_NOEXCEPT;
 /**@}*/
 
 #ifdef __cplusplus
