@@ -1,5 +1,5 @@
 /* tabfit/matrix.h - dense matrix algebra (prefix M_): storage, copying, transposition, reordering,
- * products, triangular solves and inverses.
+ * products, triangular solves and inverses, decompositions.
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
  * ending in d on double elements. Twins run the same steps and return the same statuses; where they
@@ -970,6 +970,221 @@ enum { M_TINV_OK = 0, M_TINV_BAD_SIZE = -1 };
 /**@{*/
 TABFIT_API int M_tinvf(float *const *T, int n) TABFIT_NOEXCEPT;
 TABFIT_API int M_tinvd(double *const *T, int n) TABFIT_NOEXCEPT;
+/**@}*/
+
+/* -- Decompositions ------------------------------------------------------------------------------ */
+
+/** Status of M_qrdf() and M_qrdd(). A value l > 0 is a pseudo-rank. */
+enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 };
+
+/** QR decomposition with column pivoting and row interchange, A P = Q R, applied to k right-hand
+ *  sides.
+ *
+ *  One table holds the matrix and, behind it, the right-hand sides. On entry, and on return with
+ *  M_QRD_OK for m > n (R upper triangular, u remains of the reflections, c and r the rows of Q^T
+ *  B):
+ *
+ *            n       k                      n         k
+ *        +-------+-------+           +-----------+-------+
+ *        |       |       |           | R R R R R |   c   |  n
+ *      m |   A   |   B   |           | u R R R R |       |
+ *        |       |       |   --->    | u u R R R |       |
+ *        |       |       |           |     :     |       |
+ *        |       |       |           +-----------+-------+
+ *        +-------+-------+           | u u u u u |   r   |  m - n
+ *                                    +-----------+-------+
+ *
+ *  and with m < n, M_QRD_OK, and with a pseudo-rank l, which says that steps 0..l-1 are done and
+ *  step l is not begun (X what is left of the matrix, not reduced):
+ *
+ *           m       n - m    k             l       n - l    k
+ *        +-------+-------+-------+     +-------+-------+-------+
+ *        | R R R | R R R |       |     | R R R | R R R |       |  l
+ *      m | u R R | R R R | Q^T B |     | u R R | R R R | Q^T B |
+ *        | u u R | X X X |       |     +-------+-------+-------+
+ *        +-------+-------+-------+     | u u u |   X   | Q^T B |  m - l
+ *                                      +-------+-------+-------+
+ *
+ *  The sum of squares of r is the squared residual of the least-squares problem. Q cannot be
+ *  applied again: of each reflection the leading element is overwritten by R, and later row
+ *  interchanges move the rest.
+ *
+ *  @param[in,out] A   column table of n + k columns of m elements; the first n pointers are
+ *                     reordered
+ *  @param[in]     m   rows, m >= 1
+ *  @param[in]     n   columns of the matrix, n >= 1
+ *  @param[in]     k   right-hand sides, may be 0
+ *  @param[out]    ip  n elements; ip[j] is the column of the input that now stands at place j
+ *
+ *  @retval M_QRD_OK         all min(m, n) steps are done
+ *  @retval l                1 <= l < min(m, n): the largest remaining column norm is below tol
+ *                           times the largest norm of the input, or NaN; tol is 2e-5 (f), 2e-9 (d)
+ *  @retval M_QRD_ZERO       the largest squared norm of the input is exactly 0; ip is the identity,
+ *                           A is unchanged
+ *  @retval M_QRD_BAD_SIZE   m < 1 or n < 1; nothing is changed
+ *  @retval M_QRD_NO_MEMORY  the scratch could not be had; nothing is changed
+ *
+ *  What the pseudo-rank tells: a zero remaining norm is always found. The norms are downdated, not
+ *  formed anew, and carry a noise of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far
+ *  above tol squared: a column that depends on the others up to rounding is accepted about as often
+ *  as not, with a diagonal element that is noise. A host that must know compares the diagonal of R
+ *  with R(0,0) itself. Columns whose squares underflow (norms below about 1e-162) count as zero;
+ *  squares that overflow (norms above about 1e154) spoil the result. Scale such data.
+ *
+ *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, released. Sums run in double,
+ *  rows ascending; beta and the tolerance are evaluated in long double and rounded once. Method:
+ *  Businger and Golub, Linear least squares solutions by Householder transformations, Numerische
+ *  Mathematik 7 (1965); Golub and Van Loan, Matrix Computations, section 5.4.
+ *  @note Deliberate: the row that comes to the diagonal is chosen by a rule that keeps signs; a
+ *  zero diagonal element takes the negative sign; the last step leaves matrix columns to its right
+ *  as they are. See docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_qrdf(float **A, int m, int n, int k, int *ip) TABFIT_NOEXCEPT;
+TABFIT_API int M_qrdd(double **A, int m, int n, int k, int *ip) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_qrdeqf() and M_qrdeqd(): that of M_qrd. */
+enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMORY = -3 };
+
+/** Solves a square system for k right-hand sides, A X = B, through M_qrd and back substitution.
+ *
+ *  @param[in,out] A  column table of n + k columns of n elements: the matrix, then the right-hand
+ *                    sides. The matrix is destroyed and its pointers are reordered; the right-hand
+ *                    sides become the solutions, in the order of the unknowns.
+ *  @param[in]     n  order, n >= 1
+ *  @param[in]     k  right-hand sides
+ *
+ *  @retval M_QRDEQ_OK         the solutions are in columns n..n+k-1
+ *  @retval l                  1 <= l < n: the pseudo-rank at which M_qrd stopped; the right-hand
+ *                             sides are transformed, not solved
+ *  @retval M_QRDEQ_ZERO       the matrix is zero
+ *  @retval M_QRDEQ_BAD_SIZE   n < 1; nothing is changed
+ *  @retval M_QRDEQ_NO_MEMORY  the scratch of this operation or of M_qrd could not be had; nothing
+ *                             is changed
+ *
+ *  Memory: 2 n ints from array new and n doubles from calloc, released.
+ */
+/**@{*/
+TABFIT_API int M_qrdeqf(float **A, int n, int k) TABFIT_NOEXCEPT;
+TABFIT_API int M_qrdeqd(double **A, int n, int k) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_invGJf() and M_invGJd(). A value k > 0 names the step at which the matrix is
+ *  singular. */
+enum { M_INVGJ_OK = 0, M_INVGJ_ZERO = -1, M_INVGJ_BAD_SIZE = -2, M_INVGJ_NO_MEMORY = -3 };
+
+/** Inverse of a square matrix in place, with its determinant: Gauss-Jordan elimination with full
+ *  pivoting.
+ *
+ *  @param[in,out] A    column table, n by n; holds the inverse. Its pointers are exchanged: the
+ *                      column at place j may be another block than before.
+ *  @param[in]     n    order, n >= 1
+ *  @param[out]    det  the determinant, double in both twins
+ *
+ *  @retval M_INVGJ_OK         A holds the inverse
+ *  @retval k                  1 <= k < n: no element but 0 and NaN is left for pivot k; det is 0, A
+ *                             is neither the input nor an inverse
+ *  @retval M_INVGJ_ZERO       the same at the first step; det is 0, A is unchanged
+ *  @retval M_INVGJ_BAD_SIZE   n < 1; nothing is written, not even det
+ *  @retval M_INVGJ_NO_MEMORY  the scratch could not be had; det is 1, A is unchanged
+ *
+ *  There is no tolerance: only an exact zero is singular. Cost: 2 n^3 operations.
+ *  Memory: 2 n ints from calloc.
+ *  Method: Press et al., Numerical Recipes, section 2.1.
+ *  @note Deliberate: the 2 n ints are never released, on any path; the candidates for a pivot are
+ *  chosen by a rule that keeps signs; the pointers stay exchanged. See docs/deliberate.md.
+ */
+/**@{*/
+TABFIT_API int M_invGJf(float **A, int n, double *det) TABFIT_NOEXCEPT;
+TABFIT_API int M_invGJd(double **A, int n, double *det) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Status of M_chol, M_choleq, M_cholinv and M_invs. A value k > 0 names the column, k-1, whose
+ *  pivot failed. */
+enum { M_CHOL_OK = 0, M_CHOL_BAD_SIZE = -1, M_CHOL_NO_MEMORY = -2 };
+
+/** Cholesky factor of a symmetric positive definite matrix, S = U^T U.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  n  order, n >= 2
+ *  @param[out] U  triangle table of order n; may be S itself
+ *
+ *  @retval M_CHOL_OK        U holds the factor
+ *  @retval M_CHOL_BAD_SIZE  n < 2; nothing is written
+ *  @retval k                1 <= k <= n: pivot k-1 is not positive, or NaN; rows 0..k-2 of U are
+ *                           complete, nothing else is written
+ *
+ *  There is no tolerance. Cost: n^3 / 3 operations. Allocates nothing. Sums run in double, rows
+ *  ascending. Method: Golub and Van Loan, Matrix Computations, section 4.2.
+ *  @note Deliberate: the d twin divides row 0 by s(0,0), not by its root, so its factor, and what
+ *  is computed with it, is that of S only for s(0,0) = 1; docs/deliberate.md shows how a host
+ *  scales.
+ */
+/**@{*/
+TABFIT_API int M_cholf(float *const *S, int n, float *const *U) TABFIT_NOEXCEPT;
+TABFIT_API int M_chold(double *const *S, int n, double *const *U) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Solves S X = B for a symmetric positive definite matrix: M_chol, M_invutm, M_invt.
+ *
+ *  @param[in]     S  triangle table of order n
+ *  @param[in,out] B  column table, n by p; holds the solutions
+ *  @param[in]     n  order, n >= 2
+ *  @param[in]     p  right-hand sides
+ *  @param[out]    U  triangle table of order n, the factor; may be S itself
+ *
+ *  @retval M_CHOL_OK        B holds the solutions
+ *  @retval M_CHOL_BAD_SIZE  n < 2; nothing is written
+ *  @retval k                as for M_chol; B is unchanged
+ *
+ *  Allocates nothing.
+ *  @note Deliberate: see M_chol for the factor of the d twin.
+ */
+/**@{*/
+TABFIT_API int M_choleqf(float *const *S, float *const *B, int n, int p,
+                         float *const *U) TABFIT_NOEXCEPT;
+TABFIT_API int M_choleqd(double *const *S, double *const *B, int n, int p,
+                         double *const *U) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Inverse of a symmetric positive definite matrix, X = S^-1 = U^-1 U^-T.
+ *
+ *  @param[in]  S  triangle table of order n
+ *  @param[in]  n  order, n >= 2
+ *  @param[out] U  triangle table of order n, the factor; may be S itself
+ *  @param[out] X  triangle table of order n; not the storage of U
+ *
+ *  @retval M_CHOL_OK         X holds the inverse
+ *  @retval M_CHOL_BAD_SIZE   n < 2; nothing is written
+ *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; X holds U^-1
+ *  @retval k                 as for M_chol; X is unchanged
+ *
+ *  Memory: n elements from array new, released.
+ *  @note Deliberate: see M_chol for the factor of the d twin.
+ */
+/**@{*/
+TABFIT_API int M_cholinvf(float *const *S, int n, float *const *U, float *const *X) TABFIT_NOEXCEPT;
+TABFIT_API int M_cholinvd(double *const *S, int n, double *const *U, double *const *X) TABFIT_NOEXCEPT;
+/**@}*/
+
+/** Inverse of a symmetric positive definite matrix in place, S := S^-1.
+ *
+ *  @param[in,out] S  triangle table of order n
+ *  @param[in]     n  order, n >= 2
+ *  @param[out]    U  triangle table of order n, the factor; not the storage of S
+ *
+ *  @retval M_CHOL_OK         S holds the inverse
+ *  @retval M_CHOL_BAD_SIZE   n < 2; nothing is written
+ *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; S holds U^-1
+ *  @retval k                 as for M_chol; S is unchanged
+ *
+ *  Memory: n elements from array new, released.
+ *  @note Deliberate: see M_chol for the factor of the d twin.
+ */
+/**@{*/
+TABFIT_API int M_invsf(float *const *S, int n, float *const *U) TABFIT_NOEXCEPT;
+TABFIT_API int M_invsd(double *const *S, int n, double *const *U) TABFIT_NOEXCEPT;
 /**@}*/
 
 #ifdef __cplusplus

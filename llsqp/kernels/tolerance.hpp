@@ -11,6 +11,8 @@ struct Tolerance<float> {
   /// Tables: least width of an interval, and slack outside the ends, in the unit of the abscissae.
   /// A float abscissa near 100 is known to 8e-6.
   static constexpr double node = 2e-5;
+  /// M_qrd: least column norm relative to the greatest; a few hundred roundings of a float.
+  static constexpr double rank = 2e-5;
 };
 
 template <>
@@ -18,6 +20,8 @@ struct Tolerance<double> {
   /// Tables: least width of an interval, and slack outside the ends, in the unit of the abscissae.
   /// A double abscissa near 1e6 is known to 1e-10.
   static constexpr double node = 2e-9;
+  /// M_qrd: least column norm relative to the greatest; far above the roundings of its data.
+  static constexpr double rank = 2e-9;
 };
 
 }  // namespace tabfit
