@@ -1,0 +1,24 @@
+// tools/number.hpp - numbers from text and back.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tabfit::tool {
+
+enum class Reading { number, garbage, infinite, out_of_range };
+
+/// Reads all of text, but for blanks around it, as one finite number. Instantiated for float, double
+/// and long double.
+template <class Real>
+Reading read_number(std::string_view text, Real& value);
+
+/// The same, or throws BadInput: what is wrong with the text, then where it stands.
+template <class Real>
+Real number_or_throw(const std::string& text, const std::string& source, const std::string& where);
+
+/// The shortest text that reads back to the same value.
+std::string shortest(float value);
+std::string shortest(double value);
+
+}  // namespace tabfit::tool
