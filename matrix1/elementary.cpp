@@ -32,22 +32,22 @@ void M_swap(Real* const* A, int j1, int j2, int r1, int r2) noexcept {
 // exchange across all columns would touch two cache lines for two elements.
 template <class Real>
 int M_rowsort(Real* const* A, int m, int n, int* idx) noexcept {
+  if (m < 2) return M_ROWSORT_OK;
   constexpr int block = 1024;
   int partner[block];
-  for (int first = 0; first + 1 < m; first += block) {
-    const int last = std::min(first + block, m - 1);
-    int i = first;
-    for (; i < last; ++i) {
-      const int j = I_find(i, idx + i, m - i);
+  for (int first = 0, count = 0; first < m - 1; first += count) {
+    const int wanted = std::min(block, m - 1 - first);
+    for (count = 0; count < wanted; ++count) {
+      const int i = first + count, j = I_find(i, idx + i, m - i);
       if (j < 0) break;
       I_swap(idx + i, idx + i + j);
-      partner[i - first] = i + j;
+      partner[count] = i + j;
     }
     // Deliberate: row p goes to place idx[p], a scatter, where M_colsort gathers. The general solvers
     // put the rows of an inverse in order with it.
     for (int c = 0; c < n; ++c)
-      for (int k = first; k < i; ++k) E_swap(A[c] + k, A[c] + partner[k - first]);
-    if (i < last) return M_ROWSORT_BAD_INDEX;
+      for (int k = 0; k < count; ++k) E_swap(A[c] + first + k, A[c] + partner[k]);
+    if (count < wanted) return M_ROWSORT_BAD_INDEX;
   }
   return M_ROWSORT_OK;
 }
@@ -93,13 +93,14 @@ int M_colsort(Real* a, int m, int n, const int* idx) noexcept {
   // that a call leaves.
   if constexpr (is_double<Real>) (void)tags.release();
 
+  const std::ptrdiff_t length = std::max(m, 0);
   for (int p = 0; p < n; ++p) tag[p] = p;
   for (int j = 0; j < n; ++j) {
     const int k = I_find(idx[j], tag + j, n - j) + j;
     // Deliberate: tested after the addition, so only a missing idx[0] is reported; any other missing
     // index exchanges columns j-1 and j. Callers see such a sort end with 0.
     if (k < 0) return M_COLSORT_BAD_INDEX;
-    V_swap(a + std::ptrdiff_t(m) * j, a + std::ptrdiff_t(m) * k, m);
+    V_swap(a + length * j, a + length * k, m);
     I_swap(tag + j, tag + k);
   }
   return M_COLSORT_OK;

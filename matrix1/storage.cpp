@@ -78,8 +78,13 @@ int M_fillsc(Real* const* T, const Real* data, int n) noexcept {
 template <class Real>
 int M_fillsr(Real* const* T, const Real* data, int n) noexcept {
   if (n < 2) return M_FILL_BAD_SIZE;
-  for (int i = 0; i < n; ++i)
-    for (int j = i; j < n; ++j) T[j][i] = *data++;  // row i, columns i..n-1 in turn
+  for (int j = 0; j < n; ++j) {
+    const Real* element = data + j;  // (0, j); from (i, j) to (i+1, j) it is n-1-i places
+    for (int i = 0; i <= j; ++i) {
+      T[j][i] = *element;
+      element += n - 1 - i;
+    }
+  }
   return M_FILL_OK;
 }
 

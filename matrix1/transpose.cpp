@@ -83,6 +83,7 @@ int M_tran(Real* a, int r, int c) noexcept {
   if (r < 2 && c < 2) return M_TRAN_BAD_SIZE;
   const CArray<Real> row = c_array<Real>(c);
   if (!row) return M_TRAN_NO_MEMORY;
+  if (c < 1) return M_TRAN_OK;
 
   const std::ptrdiff_t width = c, size = std::max<std::ptrdiff_t>(r * width, 0);
   const bool plain = std::find(a, a + size, vacated<Real>) == a + size;
@@ -90,7 +91,7 @@ int M_tran(Real* a, int r, int c) noexcept {
     exchange_transposed(width, [=](std::ptrdiff_t j) { return a + width * j; });
     return M_TRAN_OK;
   }
-  for (std::ptrdiff_t s = 0; s < r - 1; ++s) {
+  for (std::ptrdiff_t s = 0; s + 1 < r; ++s) {
     Real* block = a + s * width;
     for (std::ptrdiff_t t = 0; t < width; ++t) {
       row[t] = block[(r - s) * t];

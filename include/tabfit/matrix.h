@@ -51,6 +51,7 @@
  *   - Counts and indices are int; indices start at 0; a row count comes before a column count.
  *   - A table that is only read, or whose columns are written in place, is `T *const *`; one whose
  *     pointers are changed is `T **`.
+ *   - No two columns of a table overlap, and no column stands in a table twice.
  *   - Pointers are not checked for null and arrays are trusted to be as long as the counts say.
  *   - Nothing is printed, logged or thrown. A failing call keeps what it has written so far.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
@@ -76,8 +77,8 @@ extern "C" {
  *  ran
  *          out, with nothing left allocated
  *
- *  Memory: array new, once for the slots and once a column; a caller may attach further columns
- *  made with array new of the same element type.
+ *  Memory: array new, once for the slots and once a column; a caller may attach further columns made
+ *  with array new of the same element type. A C host takes such a column out of another table.
  */
 /**@{*/
 TABFIT_API float **M_allocf(int m, int n, int nmax) TABFIT_NOEXCEPT;
@@ -211,7 +212,7 @@ TABFIT_API void M_copd(double *const *A, double *const *B, int m, int n) TABFIT_
 /** Copies a triangle: T[j][i] = S[j][i], i <= j.
  *
  *  @param[in]  S  triangle table of order n
- *  @param[out] T  triangle table of order n
+ *  @param[out] T  triangle table of order n; may be S itself
  *  @param[in]  n  order
  */
 /**@{*/
@@ -299,7 +300,8 @@ enum { M_TRAN_OK = 0, M_TRAN_NO_MEMORY = -1, M_TRAN_BAD_SIZE = -2 };
  *  @retval M_TRAN_NO_MEMORY  the scratch could not be had, or c < 0; a is unchanged
  *  @retval M_TRAN_BAD_SIZE   r < 2 and c < 2; a is unchanged
  *
- *  Cost: O(r^2 c) moves; O(r c) for a square block. Memory: c elements from calloc, released.
+ *  Cost: O(r^2 c) moves; O(r c) for a square block without the mark in it. Memory: c elements from
+ *  calloc, released.
  *  @note Deliberate: a vacated place is marked with 0 in M_trand and with the greatest finite float
  *  in M_tranf, and an element that equals the mark is taken for one: a double block with a zero in
  *  it may come out scrambled. See docs/deliberate.md for what to call instead.

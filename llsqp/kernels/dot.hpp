@@ -9,6 +9,10 @@ namespace tabfit {
 ///        sum = mul_add(x[i], y[i], sum) on every processor.
 template <class Real>
 double V_dot(const Real* x, const Real* y, int n) noexcept;
+template <>
+double V_dot(const float* x, const float* y, int n) noexcept;
+template <>
+double V_dot(const double* x, const double* y, int n) noexcept;
 
 /// Sum of squares of x.
 template <class Real>

@@ -8,9 +8,8 @@
 #include "llsqp/kernels/arithmetic.hpp"
 #include "llsqp/kernels/search.hpp"
 
-#include <algorithm>
+#include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <utility>
 
 namespace tabfit {
