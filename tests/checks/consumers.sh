@@ -1,0 +1,27 @@
+#!/bin/sh
+# consumers.sh BUILD: stages an install of the build tree, then builds and runs the two consumer
+# projects against it. CC, CXX, CFLAGS and CXXFLAGS are those of the build.
+set -eu
+tests=$(cd "$(dirname "$0")/.." && pwd)
+build=$1
+work=$build/consumers
+rm -rf "$work"
+mkdir -p "$work"
+
+# Moved after the install: nothing in it may remember where it was put.
+cmake --install "$build" --prefix "$work/stage" >"$work/install.log"
+mv "$work/stage" "$work/moved"
+stage=$work/moved
+pc=$(find "$stage" -name tabfit.pc)
+libdir=$(dirname "$(dirname "$pc")")
+test -n "$(find "$stage" -name LICENSE)" || { echo "consumers.sh: no licence installed" >&2; exit 1; }
+
+cp -R "$tests/consumer_c" "$work/c"
+PKG_CONFIG_PATH=$(dirname "$pc") make -C "$work/c" CC="$CC" LDFLAGS="-Wl,-rpath,$libdir"
+"$work/c/consumer"
+
+CFLAGS='' CXXFLAGS="$CXXFLAGS" cmake -S "$tests/consumer_cpp" -B "$work/cpp" -G Ninja \
+  -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_PREFIX_PATH="$stage"
+cmake --build "$work/cpp"
+"$work/cpp/consumer"
+"$work/cpp/consumer_static"

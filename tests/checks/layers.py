@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Fails on an include that goes up the picture of the house, or that a source file may not have."""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+# Rows of the house, lowest first: a file may include its own row and any row below it.
+ROWS = [
+    ["llsqp/kernels/*"],
+    ["matrix1/storage.*"],
+    ["matrix1/elementary.*", "matrix1/transpose.*"],
+    ["matrix1/products.*", "matrix1/symmetric_products.*", "matrix1/in_place.*"],
+    ["matrix1/triangular_products.*", "matrix1/triangular_inverse.*"],
+    ["matrix2/*"],
+    ["llsqp/least_squares.*"],
+    ["llsqp/nonnegative.*"],
+    ["llsqp/inequality.*"],
+    ["llsqp/constrained.*"],
+    ["lin/*", "appx/*"],
+]
+LIBRARY = ["llsqp", "matrix1", "matrix2", "lin", "appx"]
+
+
+def row_of(path):
+    for number, patterns in enumerate(ROWS):
+        if any(path.match(pattern) for pattern in patterns):
+            return number
+    return None
+
+
+def problems_of(path):
+    name = path.relative_to(ROOT)
+    row = row_of(name)
+    if row is None:
+        yield f"{name}: no row of the house holds it; add it to tests/checks/layers.py"
+        return
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        include = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+        if not include:
+            continue
+        target = pathlib.PurePath(include[1])
+        where = f"{name}:{number}: \"{target}\""
+        if target.parts[0] == "tabfit":
+            continue
+        if not (ROOT / target).is_file():
+            yield f"{where} is not spelled from the root"
+        elif row_of(target) is None:
+            yield f"{where} is no file of the library"
+        elif row_of(target) > row:
+            yield f"{where} is an include upward"
+
+
+files = [f for folder in LIBRARY for f in sorted((ROOT / folder).rglob("*.[ch]pp"))]
+problems = [p for f in files for p in problems_of(f)]
+print("\n".join(problems), file=sys.stderr)
+if problems or not files:
+    sys.exit(f"layers.py: {len(problems)} problems in {len(files)} files")
+print(f"layers.py: {len(files)} files, no include upward")
