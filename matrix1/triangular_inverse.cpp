@@ -49,6 +49,7 @@ namespace {
 /// V := U^-1 V for upper-triangular V: back substitution whose column j ends at row j.
 template <class Real>
 void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
+  if (n < 1) return;
   for (int i = n - 1; i >= 0; --i) {
     const double pivot = U[i][i];
     const int next = i + 1;

@@ -66,9 +66,10 @@ template <class Real>
 int M_utuu(Real* const* U, int n) noexcept {
   const NewArray<Real> c = new_array<Real>(n);
   if (!c) return in_place_no_memory;
-  for (int j = n - 1; j >= 0; --j) {
-    product({j + 1, 1, j + 1, Band::from_l}, transposed(U), column(U[j]), into_vector(c.get()));
-    V_copy(c.get(), U[j], j + 1);
+  for (int size = n; size > 0; --size) {
+    Real* u = U[size - 1];
+    product({size, 1, size, Band::from_l}, transposed(U), column(u), into_vector(c.get()));
+    V_copy(c.get(), u, size);
   }
   return in_place_done;
 }
