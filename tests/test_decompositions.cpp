@@ -752,7 +752,9 @@ TWIN_TEST(Qrd, FactorHasTheProductsOfTheColumns) {
       largest.see(static_cast<double>(std::sqrt(sum) / scale / scale) / (eps_of<Real> * s.n),
                   where(kind, s.m, s.n));
     }
-  EXPECT_LT(largest.value(), 1e9);
+  // Rounding of each stored element, and of a squared norm summed and rooted: 0.75 (f) and 1.8 (d) were
+  // measured, for one column.
+  EXPECT_LT(largest.value(), 3);
 }
 
 /// Squared distance of b from the span of the columns of A, by projections in long double, twice.
@@ -801,7 +803,8 @@ TWIN_TEST(Qrd, LeavesTheResidualOfTheLeastSquaresProblemBehindR) {
                       where(kind, s.m, s.n));
         }
       }
-  EXPECT_LT(largest.value(), 1e9);
+  // A reflection whose norm was downdated is orthogonal up to eps spread; 0.43 was measured.
+  EXPECT_LT(largest.value(), 1);
 }
 
 // == the square solve on it =======================================================================
@@ -869,7 +872,7 @@ TWIN_TEST(Qrdeq, EqualsItsStepsWrittenOut) {
 
 TWIN_TEST(Qrdeq, SolutionsHaveSmallResiduals) {
   Random random(508);
-  Largest largest("|AX - B| / (|A| |X| eps n spread)"), bare("the same without spread");
+  Largest largest("|AX - B| / (|A| |X| eps n spread)");
   for (const int n : {1, 2, 3, 5, 9, 20, 33, 70})
     for (const Kind kind : {Kind::random, Kind::graded, Kind::huge, Kind::integer, Kind::powers})
       for (int times = 0; times < 5; ++times) {
@@ -882,9 +885,10 @@ TWIN_TEST(Qrdeq, SolutionsHaveSmallResiduals) {
         const double scale = norm(old, n, 0, n) * norm(A, n, n, n + 3) * eps_of<Real> * n;
         if (scale == 0) continue;
         largest.see(r / scale / spread(A, n), where(kind, n, n));
-        bare.see(r / scale, where(kind, n, n));
       }
-  EXPECT_LT(largest.value(), 1e9);
+  // As above: the solve is as good as the last reflection, not as the factor; 0.35 (f) and 1.5 (d) were
+  // measured, for one equation.
+  EXPECT_LT(largest.value(), 3);
 }
 
 // == Gauss-Jordan inverse and determinant =========================================================
@@ -1075,7 +1079,8 @@ TWIN_TEST(InvGJ, InversesHaveSmallResiduals) {
         const double r = residual(old, A.slots(), n, n, delta);
         largest.see(r / (norm(old, n, 0, n) * norm(A, n, 0, n) * eps_of<Real> * n), where(kind, n, n));
       }
-  EXPECT_LT(largest.value(), 1e9);
+  // With full pivoting the elements hardly grow; 0.38 (f) and 0.46 (d) were measured.
+  EXPECT_LT(largest.value(), 1);
 }
 
 /// Determinant of an integer matrix by elimination without fractions: every division is exact.
@@ -1119,7 +1124,8 @@ TWIN_TEST(InvGJ, GivesTheDeterminantsOfIntegerMatrices) {
       largest.see(error / (std::max(scale, 1.0) * eps_of<Real> * n), where(Kind::integer, n, n));
     }
   EXPECT_GT(zeros, 20);
-  EXPECT_LT(largest.value(), 1e9);
+  // A pivot carries a few roundings of its column; 0.25 was measured.
+  EXPECT_LT(largest.value(), 0.75);
 }
 
 // -- matrices with known inverses -----------------------------------------------------------------
@@ -1241,8 +1247,9 @@ TWIN_TEST(InvGJ, InvertsHilbertPascalAndVandermondeMatrices) {
       inverse_error.see(c.error(c.A.slots(), n, false) / (c.condition * eps_of<Real>), at);
       det_error.see(std::fabs(det / k.determinant(n) - 1) / (c.condition * eps_of<Real>), at);
     }
-  EXPECT_LT(inverse_error.value(), 1e9);
-  EXPECT_LT(det_error.value(), 1e9);
+  // The condition is what the rounding of the matrix itself may cost; 0.07 and 0.06 were measured.
+  EXPECT_LT(inverse_error.value(), 0.2);
+  EXPECT_LT(det_error.value(), 0.2);
 }
 
 TWIN_TEST(Qrdeq, InvertsHilbertPascalAndVandermondeMatrices) {
@@ -1262,7 +1269,8 @@ TWIN_TEST(Qrdeq, InvertsHilbertPascalAndVandermondeMatrices) {
       largest.see(c.error(A.slots() + n, n, false) / amplified,
                   std::string(k.name) + " " + std::to_string(n));
     }
-  EXPECT_LT(largest.value(), 1e9);
+  // With the square of the condition, which bounds the spread; 0.54 was measured.
+  EXPECT_LT(largest.value(), 1.5);
 }
 
 // == Cholesky =====================================================================================
@@ -1510,9 +1518,11 @@ TWIN_TEST(Chol, FactorsSolutionsAndInversesHaveSmallResiduals) {
                      where(kind, n, n));
       }
   EXPECT_GT(done, 90);
-  EXPECT_LT(factor.value(), 1e9);
-  EXPECT_LT(solution.value(), 1e9);
-  EXPECT_LT(inverted.value(), 1e9);
+  // No pivoting is needed, and no element of the factor exceeds the root of its diagonal element: 0.42,
+  // 0.34 and 0.41 were measured.
+  EXPECT_LT(factor.value(), 1);
+  EXPECT_LT(solution.value(), 1);
+  EXPECT_LT(inverted.value(), 1);
 }
 
 TWIN_TEST(Cholinv, InvertsHilbertAndPascalMatrices) {
@@ -1529,7 +1539,7 @@ TWIN_TEST(Cholinv, InvertsHilbertAndPascalMatrices) {
       EXPECT_EQ(c.error(c.A.slots(), n, true), c.error(X.slots(), n, true));
     }
   }
-  EXPECT_LT(largest.value(), 1e9);
+  EXPECT_LT(largest.value(), 0.2);  // 0.07 was measured
 }
 
 }  // namespace
