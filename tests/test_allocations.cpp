@@ -609,6 +609,40 @@ TWIN_TEST(Memory, InvGJKeepsTheFirstIndexArrayWhenTheSecondIsRefused) {
   EXPECT_EQ(det, 9.0);
 }
 
+TWIN_TEST(Memory, DecompositionsAskForTheWholeOfAHugeOrder) {
+  const auto most = static_cast<std::size_t>(INT_MAX);
+  Block<Real> A(2, 2, {2, 1, 1, 1});
+  int ip[] = {7}, status = 0;
+  Account account = probe_huge([&] { status = M_qrd(A.table.data(), 2, INT_MAX, 0, ip); });
+  EXPECT_EQ(status, M_QRD_NO_MEMORY);
+  EXPECT_EQ(account.largest, most * sizeof(double));
+  EXPECT_EQ(ip[0], 7);
+  account = probe_huge([&] { status = M_qrdeq(A.table.data(), INT_MAX, 0); });
+  EXPECT_EQ(status, M_QRDEQ_NO_MEMORY);
+  EXPECT_EQ(account.largest, 2 * most * sizeof(int));
+  double det = 9;
+  account = probe_huge([&] { status = M_invGJ(A.table.data(), INT_MAX, &det); });
+  EXPECT_EQ(status, M_INVGJ_NO_MEMORY);
+  EXPECT_EQ(account.largest, most * sizeof(int));
+  EXPECT_EQ(account.kept, Usage{});
+  EXPECT_EQ(det, 1.0);
+  EXPECT_TRUE(A.unchanged());
+}
+
+TWIN_TEST(Memory, InverseIsNotBegunForAMatrixThatIsNotPositiveDefinite) {
+  Block<Real> S(2, 2, {1, 0, 1, 1}), U(2, 2, {1, 0, 0, 1}), X(2, 2, {3, 4, 5, 6});
+  int status = 0;
+  Account account =
+      probe([&] { status = M_cholinv(S.table.data(), 2, U.table.data(), X.table.data()); });
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(account.requests, 0);
+  EXPECT_TRUE(X.unchanged());
+  account = probe([&] { status = M_invs(S.table.data(), 2, U.table.data()); });
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(account.requests, 0);
+  EXPECT_TRUE(S.unchanged());
+}
+
 TWIN_TEST(Memory, CholeskyTakesNothingAndItsInversesOneRow) {
   const std::vector<Real> s = {1, 0, 0.5, 2};  // upper triangle of a full table
   Block<Real> S(2, 2, s), U(2, 2, s), X(2, 2, s), B(2, 1, {1, 1});

@@ -424,4 +424,36 @@ TEST(Deliberate, CholDoubleTwinDividesTheFirstRowByThePivotItself) {
   EXPECT_EQ(d1[1], std::sqrt(4.75));
 }
 
+// The pivots of the double twin are those of the matrix that its first row stands for.
+TEST(Deliberate, CholTwinsRefuseDifferentMatrices) {
+  const struct {
+    double a, b, c;
+    int status_f, status_d;
+  } matrices[] = {
+      {4, 2, 1, 2, 0},     // singular: 1 - 1; the double twin has 1 - 1/4
+      {4, 2, 0.25, 2, 2},  // the double twin's pivot is exactly 0
+      {0.25, 1, 5, 0, 2},  // definite: 5 - 4; the double twin has 5 - 16
+      {1, 2, 4, 2, 2},     // s(0,0) = 1: the twins agree
+  };
+  for (const auto& m : matrices) {
+    float f0[] = {float(m.a)}, f1[] = {float(m.b), float(m.c)}, *F[] = {f0, f1};
+    double d0[] = {m.a}, d1[] = {m.b, m.c}, *D[] = {d0, d1};
+    EXPECT_EQ(M_cholf(F, 2, F), m.status_f) << m.a << ", " << m.b << ", " << m.c;
+    EXPECT_EQ(M_chold(D, 2, D), m.status_d) << m.a << ", " << m.b << ", " << m.c;
+  }
+}
+
+TEST(Deliberate, CholDoubleTwinGivesTheTrueFactorAndInverseOfAScaledMatrix) {
+  // S = U'U for U = [2 1 3; 0 2 1; 0 0 1], divided by 4
+  double s0[] = {1}, s1[] = {0.5, 1.25}, s2[] = {1.5, 1.25, 2.75}, *S[] = {s0, s1, s2};
+  double u0[1], u1[2], u2[3], *U[] = {u0, u1, u2};
+  EXPECT_EQ(M_invsd(S, 3, U), M_CHOL_OK);
+  const double factor[] = {2 * u0[0], 2 * u1[0], 2 * u1[1], 2 * u2[0], 2 * u2[1], 2 * u2[2]};
+  EXPECT_EQ(std::vector<double>(factor, factor + 6), (std::vector<double>{2, 1, 2, 3, 1, 1}));
+  // of [4 2 6; 2 5 5; 6 5 11]
+  const double inverse[] = {s0[0] / 4, s1[0] / 4, s1[1] / 4, s2[0] / 4, s2[1] / 4, s2[2] / 4};
+  EXPECT_EQ(std::vector<double>(inverse, inverse + 6),
+            (std::vector<double>{1.875, 0.5, 0.5, -1.25, -0.5, 1}));
+}
+
 }  // namespace
