@@ -40,6 +40,7 @@ void M_smtm(Real* const* S, Real* const* B, int n, int p, Real* const* C) noexce
 
 template <class Real>
 int M_smtma(Real* const* S, Real* const* B, int n, int p) noexcept {
+  // Deliberate: transposed first, and left so if the product then fails. Hosts transpose back.
   const int status = M_transpa(B, p, n);
   return status != M_TRANSPA_OK ? status : M_smma(S, B, n, p);
 }

@@ -587,6 +587,34 @@ TWIN_TEST(Qrd, StopsAtAColumnThatIsTooSmallForTheTwin) {
   EXPECT_EQ(M_qrd(B.slots(), 2, 2, 0, ip), M_QRD_OK);
 }
 
+// The squared norm that is left is the lower of the two values that the tolerance has when it is rounded
+// once and when it is rounded twice.
+TWIN_TEST(Qrd, RoundsTheToleranceOnceAndAcceptsANormEqualToIt) {
+  const double eps = tolerance_of<Real>;
+  std::set<int> statuses;
+  for (int a = 1; a <= 1000; ++a) {
+    const double greatest = double(a) * a, twice = greatest * eps * eps;
+    const auto once = static_cast<double>(static_cast<long double>(greatest) * eps * eps);
+    if (once == twice) continue;
+    const double least = std::min(once, twice);
+    auto A = table<Real>(4, 2, {double(a), 0, 0, 0, 0, 0, 0, 0});
+    double square = 0;
+    for (int i = 1; i < 4; ++i) {  // from below, each element takes what the last ones left
+      Real v = static_cast<Real>(std::sqrt(least - square));
+      while (v > 0 && std::fma(double(v), double(v), square) > least) v = std::nextafter(v, Real(0));
+      A.at(i, 1) = v;
+      square = std::fma(double(v), double(v), square);
+    }
+    if (square != least) continue;
+    int ip[2];
+    const int status = M_qrd(A.slots(), 4, 2, 0, ip);
+    EXPECT_EQ(status, least < once ? 1 : M_QRD_OK) << a;
+    statuses.insert(status);
+  }
+  const bool wider = std::numeric_limits<long double>::digits > std::numeric_limits<double>::digits;
+  EXPECT_EQ(statuses, wider ? (std::set<int>{0, 1}) : std::set<int>{});
+}
+
 // The noise of the first norm stands in the second: both remaining norms are taken for 2^-26, although
 // the columns have 1.1e-8 and 1.8e-8 left.
 TEST(Qrd_d, TakesTheDowndatedNormForTheColumnChoiceAndTheReflection) {
