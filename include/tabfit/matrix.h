@@ -1026,8 +1026,9 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  @retval M_QRD_BAD_SIZE   m < 1 or n < 1; nothing is changed
  *  @retval M_QRD_NO_MEMORY  the scratch could not be had; nothing is changed
  *
- *  What the pseudo-rank tells: a zero remaining norm is always found. The norms are downdated, not
- *  formed anew, and carry a noise of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far
+ *  What the pseudo-rank tells: a zero remaining norm is found, unless the input's largest norm is
+ *  so small (below about 8e-154 in the d twin) that the tolerance itself underflows to 0; the call
+ *  then returns 0 with a zero on the diagonal. The norms are downdated, not formed anew, and carry a noise of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far
  *  above tol squared: a column that depends on the others up to rounding is accepted about as often
  *  as not, with a diagonal element that is noise. A host that must know compares the diagonal of R
  *  with R(0,0) itself. Columns whose squares underflow (norms below about 1e-162) count as zero;
@@ -1050,6 +1051,8 @@ TABFIT_API int M_qrdd(double **A, int m, int n, int k, int *ip) TABFIT_NOEXCEPT;
 enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMORY = -3 };
 
 /** Solves a square system for k right-hand sides, A X = B, through M_qrd and back substitution.
+ *  Because norms are downdated, the error may grow with the square of the condition of A: for a
+ *  condition beyond about 1e7 (d) or 1e3 (f) prefer M_invGJ.
  *
  *  @param[in,out] A  column table of n + k columns of n elements: the matrix, then the right-hand
  *                    sides. The matrix is destroyed and its pointers are reordered; the right-hand
@@ -1085,13 +1088,14 @@ enum { M_INVGJ_OK = 0, M_INVGJ_ZERO = -1, M_INVGJ_BAD_SIZE = -2, M_INVGJ_NO_MEMO
  *  @param[out]    det  the determinant, double in both twins
  *
  *  @retval M_INVGJ_OK         A holds the inverse
- *  @retval k                  1 <= k < n: no element but 0 and NaN is left for pivot k; det is 0, A
- *                             is neither the input nor an inverse
+ *  @retval k                  1 <= k < n: no candidate but 0 and NaN is left for pivot k; det is 0,
+ *                             A is neither the input nor an inverse
  *  @retval M_INVGJ_ZERO       the same at the first step; det is 0, A is unchanged
  *  @retval M_INVGJ_BAD_SIZE   n < 1; nothing is written, not even det
  *  @retval M_INVGJ_NO_MEMORY  the scratch could not be had; det is 1, A is unchanged
  *
- *  There is no tolerance: only an exact zero is singular. Cost: 2 n^3 operations.
+ *  There is no tolerance: only an exact zero is singular. A NaN may hide other elements of its
+ *  column. Cost: 2 n^3 operations.
  *  Memory: 2 n ints from calloc.
  *  Method: Press et al., Numerical Recipes, section 2.1.
  *  @note Deliberate: the 2 n ints are never released, on any path; the candidates for a pivot are
