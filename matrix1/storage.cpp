@@ -5,6 +5,8 @@
 #include "llsqp/kernels/tile.hpp"
 #include "llsqp/kernels/vector.hpp"
 
+#include "matrix1/storage.hpp"
+
 #include <new>
 
 namespace tabfit {
@@ -60,10 +62,17 @@ int M_fillr(Real* const* A, const Real* data, int m, int n) noexcept {
   return M_FILL_OK;
 }
 
+}  // namespace
+
 template <class Real>
 void M_storec(Real* data, int m, int n, Real** table) noexcept {
   for (std::ptrdiff_t j = 0; j < n; ++j) table[j] = data + m * j;
 }
+
+template void M_storec(float*, int, int, float**) noexcept;
+template void M_storec(double*, int, int, double**) noexcept;
+
+namespace {
 
 template <class Real>
 int M_fillsc(Real* const* T, const Real* data, int n) noexcept {

@@ -20,10 +20,16 @@ template <class Real>
   return sum;
 }
 
-template <class Real>
-[[gnu::always_inline]] inline void axpy(double t, const Real* __restrict u, Real* __restrict y,
+template <class U, class Y>
+[[gnu::always_inline]] inline void axpy(double t, const U* __restrict u, Y* __restrict y,
                                         int n) noexcept {
-  for (int i = 0; i < n; ++i) y[i] = store<Real>(mul_add(t, u[i], y[i]));
+  for (int i = 0; i < n; ++i) y[i] = store<Y>(mul_add(t, u[i], y[i]));
+}
+
+template <class Real>
+[[gnu::always_inline]] inline void recur(const double* x, const Real* y, const Real* z,
+                                         Real* __restrict w, int n) noexcept {
+  for (int i = 0; i < n; ++i) w[i] = store<Real>(mul_add(x[i], y[i], -double(z[i])));
 }
 
 /// rows is a constant where the caller inlines this with one: the inner loop then has no remainder.
@@ -58,9 +64,14 @@ template <class Real>
 [[gnu::target("avx2,fma")]] double dot_avx2(const double* x, const double* y, int n) noexcept {
   return dot(x, y, n);
 }
-template <class Real>
-[[gnu::target("avx2,fma")]] void axpy_avx2(double t, const Real* u, Real* y, int n) noexcept {
+template <class U, class Y>
+[[gnu::target("avx2,fma")]] void axpy_avx2(double t, const U* u, Y* y, int n) noexcept {
   axpy(t, u, y, n);
+}
+template <class Real>
+[[gnu::target("avx2,fma")]] void recur_avx2(const double* x, const Real* y, const Real* z, Real* w,
+                                            int n) noexcept {
+  recur(x, y, z, w, n);
 }
 [[gnu::target("avx2,fma")]] void sums_avx2(const double* P, const double* Q, int rows, int columns,
                                            int depth, double* sum) noexcept {
@@ -89,15 +100,26 @@ double V_dot(const double* x, const double* y, int n) noexcept {
   return dot(x, y, n);
 }
 
-template <class Real>
-void V_axpy(double t, const Real* u, Real* y, int n) noexcept {
+template <class U, class Y>
+void V_axpy(double t, const U* u, Y* y, int n) noexcept {
 #ifdef TABFIT_KERNEL_CHOICE
   if (has_avx2()) return axpy_avx2(t, u, y, n);
 #endif
   axpy(t, u, y, n);
 }
 template void V_axpy(double, const float*, float*, int) noexcept;
+template void V_axpy(double, const float*, double*, int) noexcept;
 template void V_axpy(double, const double*, double*, int) noexcept;
+
+template <class Real>
+void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noexcept {
+#ifdef TABFIT_KERNEL_CHOICE
+  if (has_avx2()) return recur_avx2(x, y, z, w, n);
+#endif
+  recur(x, y, z, w, n);
+}
+template void V_recur(const double*, const float*, const float*, float*, int) noexcept;
+template void V_recur(const double*, const double*, const double*, double*, int) noexcept;
 
 void panel_sums(const double* P, const double* Q, int rows, int columns, int depth,
                 double* sum) noexcept {

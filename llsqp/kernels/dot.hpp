@@ -20,9 +20,15 @@ double V_sumsq(const Real* x, int n) noexcept {
   return V_dot(x, x, n);
 }
 
-/// y[i] = y[i] + t u[i], each one fused multiply-add, rounded to Real; u and y do not overlap.
+/// y[i] = y[i] + t u[i], each one fused multiply-add, rounded to Y; u and y do not overlap. Elements of
+/// one type, or sums kept in double.
+template <class U, class Y>
+void V_axpy(double t, const U* u, Y* y, int n) noexcept;
+
+/// w[i] = x[i] y[i] - z[i], each one fused multiply-add, rounded to Real: the step of a three-term
+/// recurrence for n points side by side. w overlaps no other.
 template <class Real>
-void V_axpy(double t, const Real* u, Real* y, int n) noexcept;
+void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noexcept;
 
 /// Sums that stand side by side in a panel, and panels that share their left factor.
 inline constexpr int panel_rows = 32, panel_columns = 16;

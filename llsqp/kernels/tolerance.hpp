@@ -13,6 +13,8 @@ struct Tolerance<float> {
   static constexpr double node = 2e-5;
   /// M_qrd: least column norm relative to the greatest; a few hundred roundings of a float.
   static constexpr double rank = 2e-5;
+  /// Ls_cnn, Ls_ldp: what counts as a positive dual value, or as a zero, relative to the greatest.
+  static constexpr double dual = 2e-6;
 };
 
 template <>
@@ -22,6 +24,8 @@ struct Tolerance<double> {
   static constexpr double node = 2e-9;
   /// M_qrd: least column norm relative to the greatest; far above the roundings of its data.
   static constexpr double rank = 2e-9;
+  /// Ls_cnn, Ls_ldp: what counts as a positive dual value, or as a zero, relative to the greatest.
+  static constexpr double dual = 2e-10;
 };
 
 }  // namespace tabfit

@@ -43,6 +43,140 @@ inline int AX_intspl3tab(const double* x, double* C, int n, int m, const double*
 }
 
 template <class Real>
+Real** AX_d2fcs(int n) {
+  if constexpr (sizeof(Real) == 4)
+    return AX_d2fcsf(n);
+  else
+    return AX_d2fcsd(n);
+}
+
+inline void AX_freed2fcs(float** T) { AX_freed2fcsf(T); }
+inline void AX_freed2fcs(double** T) { AX_freed2fcsd(T); }
+
+inline int AX_apxcoef(float* const* T, int n, int m, const float* x, const float* y, float* a) {
+  return AX_apxcoeff(T, n, m, x, y, a);
+}
+inline int AX_apxcoef(double* const* T, int n, int m, const double* x, const double* y, double* a) {
+  return AX_apxcoefd(T, n, m, x, y, a);
+}
+
+inline int AX_apxval(float* const* T, int n, const float* a, double v, double* s, double* s1,
+                     double* s2) {
+  return AX_apxvalf(T, n, a, v, s, s1, s2);
+}
+inline int AX_apxval(double* const* T, int n, const double* a, double v, double* s, double* s1,
+                     double* s2) {
+  return AX_apxvald(T, n, a, v, s, s1, s2);
+}
+
+inline int AX_apxvals(float* const* T, int n, const float* a, int m, const float* v, float* s,
+                      float* s1, float* s2) {
+  return AX_apxvalsf(T, n, a, m, v, s, s1, s2);
+}
+inline int AX_apxvals(double* const* T, int n, const double* a, int m, const double* v, double* s,
+                      double* s1, double* s2) {
+  return AX_apxvalsd(T, n, a, m, v, s, s1, s2);
+}
+
+inline int AX_splsmoo(int n, int m, const float* x, const float* y, float* s, float* s1, float* s2) {
+  return AX_splsmoof(n, m, x, y, s, s1, s2);
+}
+inline int AX_splsmoo(int n, int m, const double* x, const double* y, double* s, double* s1,
+                      double* s2) {
+  return AX_splsmood(n, m, x, y, s, s1, s2);
+}
+
+inline int AX_splvals(int n, int m, const float* x, const float* y, int k, const float* v, float* s,
+                      float* s1, float* s2) {
+  return AX_splvalsf(n, m, x, y, k, v, s, s1, s2);
+}
+inline int AX_splvals(int n, int m, const double* x, const double* y, int k, const double* v, double* s,
+                      double* s1, double* s2) {
+  return AX_splvalsd(n, m, x, y, k, v, s, s1, s2);
+}
+
+inline int AX_splconv(int n, double g, int m, const float* x, const float* y, int k, const float* v,
+                      float* s, float* s1, float* s2) {
+  return AX_splconvf(n, g, m, x, y, k, v, s, s1, s2);
+}
+inline int AX_splconv(int n, double g, int m, const double* x, const double* y, int k, const double* v,
+                      double* s, double* s1, double* s2) {
+  return AX_splconvd(n, g, m, x, y, k, v, s, s1, s2);
+}
+
+inline int AX_polapxcoef(int p, int m, float* x, const float* y, float* a) {
+  return AX_polapxcoeff(p, m, x, y, a);
+}
+inline int AX_polapxcoef(int p, int m, double* x, const double* y, double* a) {
+  return AX_polapxcoefd(p, m, x, y, a);
+}
+
+inline int AX_polapxval(int p, const float* a, int k, float* v, float* s, float* s1, float* s2) {
+  return AX_polapxvalf(p, a, k, v, s, s1, s2);
+}
+inline int AX_polapxval(int p, const double* a, int k, double* v, double* s, double* s1, double* s2) {
+  return AX_polapxvald(p, a, k, v, s, s1, s2);
+}
+
+inline int AX_polyapx(int p, int m, float* x, const float* y, int k, float* v, float* s, float* s1,
+                      float* s2) {
+  return AX_polyapxf(p, m, x, y, k, v, s, s1, s2);
+}
+inline int AX_polyapx(int p, int m, double* x, const double* y, int k, double* v, double* s, double* s1,
+                      double* s2) {
+  return AX_polyapxd(p, m, x, y, k, v, s, s1, s2);
+}
+
+inline int Ls(float** A, int m, int n, float* rn) { return Ls_f(A, m, n, rn); }
+inline int Ls(double** A, int m, int n, double* rn) { return Ls_d(A, m, n, rn); }
+
+inline int Ls_it(float* const* A, int m, int n, float* x, float* r, float* rn, int* iter) {
+  return Ls_itf(A, m, n, x, r, rn, iter);
+}
+inline int Ls_it(double* const* A, int m, int n, double* x, double* r, double* rn, int* iter) {
+  return Ls_itd(A, m, n, x, r, rn, iter);
+}
+
+inline int Ls_cnn(float** A, int m, int n, float* x, float* r, float* rn) {
+  return Ls_cnnf(A, m, n, x, r, rn);
+}
+inline int Ls_cnn(double** A, int m, int n, double* x, double* r, double* rn) {
+  return Ls_cnnd(A, m, n, x, r, rn);
+}
+
+inline int Ls_cge(float** A, int m, int n, const float* x0, float* x, float* r, float* rn) {
+  return Ls_cgef(A, m, n, x0, x, r, rn);
+}
+inline int Ls_cge(double** A, int m, int n, const double* x0, double* x, double* r, double* rn) {
+  return Ls_cged(A, m, n, x0, x, r, rn);
+}
+
+inline int Ls_cle(float** A, int m, int n, const float* x0, float* x, float* r, float* rn) {
+  return Ls_clef(A, m, n, x0, x, r, rn);
+}
+inline int Ls_cle(double** A, int m, int n, const double* x0, double* x, double* r, double* rn) {
+  return Ls_cled(A, m, n, x0, x, r, rn);
+}
+
+inline int Ls_ldp(float** G, int m, int n, float* x) { return Ls_ldpf(G, m, n, x); }
+inline int Ls_ldp(double** G, int m, int n, double* x) { return Ls_ldpd(G, m, n, x); }
+
+inline int Ls_cint(float** A, int m, int n, const float* lo, const float* hi, float* x, float* rn) {
+  return Ls_cintf(A, m, n, lo, hi, x, rn);
+}
+inline int Ls_cint(double** A, int m, int n, const double* lo, const double* hi, double* x,
+                   double* rn) {
+  return Ls_cintd(A, m, n, lo, hi, x, rn);
+}
+
+inline int Ls_cgrn(float** A, int m, int n, float* const* C, int mc, float* x, float* rn) {
+  return Ls_cgrnf(A, m, n, C, mc, x, rn);
+}
+inline int Ls_cgrn(double** A, int m, int n, double* const* C, int mc, double* x, double* rn) {
+  return Ls_cgrnd(A, m, n, C, mc, x, rn);
+}
+
+template <class Real>
 Real** M_alloc(int m, int n, int nmax) {
   if constexpr (sizeof(Real) == 4)
     return M_allocf(m, n, nmax);

@@ -1,0 +1,13 @@
+// llsqp/least_squares.hpp - what higher layers call of the unconstrained solvers;
+// tabfit/least_squares.h says what each does.
+#pragma once
+
+namespace tabfit {
+
+template <class Real>
+int Ls(Real** A, int m, int n, Real* rn) noexcept;
+
+template <class Real>
+int Ls_it(Real* const* A, int m, int n, Real* x, Real* r, Real* rn, int* iter) noexcept;
+
+}  // namespace tabfit
