@@ -1,0 +1,1 @@
+// tests/test_chebyshev.cpp - least-squares polynomials.

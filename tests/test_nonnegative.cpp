@@ -1,0 +1,1 @@
+// tests/test_nonnegative.cpp - non-negative least squares.

@@ -1,0 +1,1 @@
+// tests/test_spline_fit.cpp - the spline basis, least-squares splines, smoothing.
