@@ -92,6 +92,8 @@ class FittedSpline {
     all_known_ = knots <= most_knots && points >= knots;
     if (all_known_)
       product({knots, 1, n + 4}, as_is(T), column(a), [this](int i, int, double sum) { C_[i] = sum; });
+    else
+      C_[0] = C_[1] = 0.0;
   }
 
   /// Evaluates at v, in the data's unit; each output may be null. 0, or -6 if v lies outside the band,

@@ -82,7 +82,7 @@ class NonNegative {
   /// necessary have been dropped for it to be positive.
   int fit_passive_set() noexcept {
     for (;;) {
-      int passes;
+      int passes = 0;
       P_swap(A_ + k_, A_ + n_);
       const int status = Ls_it(A_, m_, k_, z_, r_, rn_, &passes);
       P_swap(A_ + k_, A_ + n_);
@@ -121,8 +121,8 @@ class NonNegative {
     // it.
     for (int j = 0; j < k_; ++j) {
       if (x_[j] != 0) continue;
-      V_shift(x_ + j, n_ - j,
-              -1);  // Deliberate: x[n-1] keeps its value. It enters again with a variable.
+      // Deliberate: x[n-1] keeps its value. It enters again with a variable.
+      V_shift(x_ + j, n_ - j, -1);
       const int variable = idx_[j];
       Real* column = A_[j];
       I_shift(idx_ + j, n_ - j, -1);
