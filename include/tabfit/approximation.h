@@ -234,9 +234,9 @@ TABFIT_API int AX_intspl3tabd(const double *x, double *C, int n, int m, const do
  *  It depends on n alone and is not changed by any call but AX_splconv's own: one table serves any
  *  number of fits, and any number of threads.
  *
- *  Range: the recurrence behind it grows by 3.73 with each knot and is not guarded. All entries are
- *  finite up to n = 66 in the f twin and up to n = 538 in the d twin; beyond, a fit returns what M_qrd
- *  makes of the NaN.
+ *  Range: the recurrence behind it grows by 3.73 with each knot and is not guarded. The table is right up
+ *  to n = 65 in the f twin and n = 537 in the d twin. At n = 66 and 538 its first column is all 0 and a
+ *  fit returns a pseudo-rank; beyond, entries are not finite, and it returns what M_qrd makes of the NaN.
  *  Cost: O(n^2). Memory: (n + 2)(n + 4) elements and n + 5 pointers, kept; n + 4 elements, released.
  *  Rounding: long double, to the element type where an entry is kept; see docs/arithmetic.md.
  *  Method: Ahlberg, Nilson and Walsh, The Theory of Splines and Their Applications, chapter 2.

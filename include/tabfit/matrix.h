@@ -1026,13 +1026,14 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  @retval M_QRD_BAD_SIZE   m < 1 or n < 1; nothing is changed
  *  @retval M_QRD_NO_MEMORY  the scratch could not be had; nothing is changed
  *
- *  What the pseudo-rank tells: a zero remaining norm is found, unless the input's largest norm is
- *  so small (below about 8e-154 in the d twin) that the tolerance itself underflows to 0; the call
- *  then returns 0 with a zero on the diagonal. The norms are downdated, not formed anew, and carry a noise of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far
- *  above tol squared: a column that depends on the others up to rounding is accepted about as often
- *  as not, with a diagonal element that is noise. A host that must know compares the diagonal of R
- *  with R(0,0) itself. Columns whose squares underflow (norms below about 1e-162) count as zero;
- *  squares that overflow (norms above about 1e154) spoil the result. Scale such data.
+ *  What the pseudo-rank tells: a zero remaining norm is found, unless the input's largest norm is so
+ *  small (below about 8e-154 in the d twin) that the tolerance itself underflows to 0; the call then
+ *  returns 0 with a zero on the diagonal. The norms are downdated, not formed anew, and carry a noise
+ *  of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far above tol squared: a column that
+ *  depends on the others up to rounding is accepted about as often as not, with a diagonal element that
+ *  is noise. A host that must know compares the diagonal of R with R(0,0) itself. Columns whose squares
+ *  underflow (norms below about 1e-162) count as zero; squares that overflow (norms above about 1e154)
+ *  spoil the result. Scale such data.
  *
  *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, released. Sums run in double,
  *  rows ascending; beta and the tolerance are evaluated in long double and rounded once. Method:
