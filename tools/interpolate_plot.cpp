@@ -13,24 +13,14 @@ namespace {
 
 constexpr std::pair<double, double> gap{std::numeric_limits<double>::quiet_NaN(), 0.0};
 
-/// Where the curves are drawn through: equal steps, fine enough for the eye, and every node.
+/// Where the curves are drawn through: equal steps, and every node.
 template <class Real>
 std::vector<Real> grid(const std::vector<Real>& x) {
-  constexpr int steps = 1000;
-  std::vector<Real> t = x;
-  for (int j = 1; j < steps; ++j)
-    t.push_back(Real(std::lerp(double(x.front()), double(x.back()), double(j) / steps)));
+  std::vector<Real> t = equal_steps(x.front(), x.back());
+  t.insert(t.end(), x.begin(), x.end());
   std::ranges::sort(t);
   t.erase(std::unique(t.begin(), t.end()), t.end());
   return t;
-}
-
-template <class Real>
-Series table_series(const std::string& title, Look look, Hue hue, const std::vector<Real>& x,
-                    const std::vector<Real>& y) {
-  Series series{title, look, hue, {}};
-  for (std::size_t i = 0; i < x.size(); ++i) series.points.emplace_back(x[i], y[i]);
-  return series;
 }
 
 template <class Real>
@@ -86,7 +76,7 @@ Picture interpolation_picture(const Interpolation<Real>& shown) {
     if (!series.points.empty()) panel.series.push_back(std::move(series));
   };
   // From the back to the front: the table, the other line, the stronger line, the results.
-  add(upper, table_series("table", Look::data, Hue::black, shown.x, shown.y));
+  add(upper, series("table", Look::data, Hue::black, shown.x, shown.y));
   if (!shown.straight) add(upper, linear_series(shown, t));
   add(upper, spline);
   add(lower, slope);
@@ -94,7 +84,7 @@ Picture interpolation_picture(const Interpolation<Real>& shown) {
     add(upper, linear_series(shown, t));
     add(lower, linear_slopes(shown));
   }
-  add(upper, table_series("interpolated", Look::points, Hue::green, shown.at, shown.value));
+  add(upper, series("interpolated", Look::points, Hue::green, shown.at, shown.value));
 
   const std::string method = shown.straight ? "linear interpolation" : "cubic spline";
   return {std::filesystem::path(shown.source).filename().string() + ": " + method,

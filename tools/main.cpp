@@ -8,9 +8,12 @@
 #include <sstream>
 
 #include "tabfit/tabfit.h"
+#include "tools/evaluate.hpp"
 #include "tools/failure.hpp"
 #include "tools/files.hpp"
+#include "tools/fit.hpp"
 #include "tools/interpolate.hpp"
+#include "tools/solve.hpp"
 
 namespace tabfit::tool {
 namespace {
@@ -27,6 +30,9 @@ void parse_and_run(int argc, char** argv) {
   CLI::App command("Fits and evaluates curves from tabulated data", "tabfit");
   command.footer("Run tabfit SUBCOMMAND --help for its options, examples and exit statuses.");
   add_interpolate(command);
+  add_fit(command);
+  add_evaluate(command);
+  add_solve(command);
   for (CLI::App* app : command.get_subcommands({})) {
     app->set_version_flag("--version", "tabfit " TABFIT_VERSION_STRING, "Print the version and exit");
     app->set_help_flag("--help", "Print this help and exit");

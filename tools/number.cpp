@@ -48,6 +48,26 @@ Real number_or_throw(const std::string& text, const std::string& source, const s
   throw BadInput(source + ": " + wrong + " in " + where + ": " + quoted(text));
 }
 
+int whole_number(const std::string& text, const std::string& option, const std::string& name, int least,
+                 int most) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error == std::errc() && stop == end && number >= least && number <= most) return number;
+  throw BadInput(option + ": " + name + " must be a whole number from " + std::to_string(least) +
+                 " to " + std::to_string(most) + ", but is " + quoted(text));
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (std::size_t stop = 0; stop != std::string::npos; start = stop + 1) {
+    stop = text.find(separator, start);
+    parts.push_back(text.substr(start, stop == std::string::npos ? stop : stop - start));
+  }
+  return parts;
+}
+
 std::string shortest(float value) { return to_text(value); }
 std::string shortest(double value) { return to_text(value); }
 

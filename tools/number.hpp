@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tabfit::tool {
 
@@ -16,6 +17,13 @@ Reading read_number(std::string_view text, Real& value);
 /// The same, or throws BadInput: what is wrong with the text, then where it stands.
 template <class Real>
 Real number_or_throw(const std::string& text, const std::string& source, const std::string& where);
+
+/// All of text as a whole number. Throws BadInput, naming the option and what the number is.
+int whole_number(const std::string& text, const std::string& option, const std::string& name, int least,
+                 int most);
+
+/// The parts of a list.
+std::vector<std::string> split(const std::string& text, char separator);
 
 /// The shortest text that reads back to the same value.
 std::string shortest(float value);

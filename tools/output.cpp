@@ -4,7 +4,10 @@
 #include <csv.h>
 
 #include <algorithm>
+#include <iostream>
 #include <nlohmann/json.hpp>
+
+#include "tools/number.hpp"
 
 namespace tabfit::tool {
 namespace {
@@ -31,9 +34,9 @@ std::string as_csv(const Report& report) {
     text += csv_cell(column.name);
     end_cell(column);
   }
-  for (std::size_t j = 0; j < report.columns.front().numbers.size(); ++j)
+  for (std::size_t j = 0; j < report.columns.front().cells.size(); ++j)
     for (const Column& column : report.columns) {
-      text += column.numbers[j];
+      text += column.is_text ? csv_cell(column.cells[j]) : column.cells[j];
       end_cell(column);
     }
   return text;
@@ -49,26 +52,31 @@ std::size_t whole_part(const std::string& number) {
   return std::min(number.find_first_of(".e"), number.size());
 }
 
-/// Column heading and numbers padded to one width, decimal points below each other.
+/// Column heading and numbers padded to one width, decimal points below each other; text to the left.
 std::vector<std::string> aligned(const Column& column) {
-  std::size_t whole = 0, rest = 0;
-  for (const std::string& number : column.numbers) {
-    whole = std::max(whole, whole_part(number));
-    rest = std::max(rest, number.size() - whole_part(number));
-  }
   const std::string name = printable(column.name);
-  const std::size_t width = std::max(whole + rest, length(name));
-  std::vector<std::string> lines{std::string(width - length(name), ' ') + name};
-  for (const std::string& number : column.numbers) {
-    std::string line = std::string(width - rest - whole_part(number), ' ') + number;
-    line.resize(width, ' ');
-    lines.push_back(std::move(line));
+  std::size_t whole = 0, rest = 0, longest = length(name);
+  for (const std::string& cell : column.cells)
+    if (column.is_text) {
+      longest = std::max(longest, length(printable(cell)));
+    } else {
+      whole = std::max(whole, whole_part(cell));
+      rest = std::max(rest, cell.size() - whole_part(cell));
+    }
+  const std::size_t width = std::max(whole + rest, longest);
+  const auto padding = [](std::size_t all, std::size_t used) { return std::string(all - used, ' '); };
+  const std::string blanks = padding(width, length(name));
+  std::vector<std::string> lines{column.is_text ? name + blanks : blanks + name};
+  for (const std::string& cell : column.cells) {
+    std::string line =
+        column.is_text ? printable(cell) : padding(width - rest, whole_part(cell)) + cell;
+    lines.push_back(line + padding(width, length(line)));
   }
   return lines;
 }
 
 std::string as_table(const Report& report) {
-  std::vector<std::string> lines(report.columns.front().numbers.size() + 1);
+  std::vector<std::string> lines(report.columns.front().cells.size() + 1);
   for (const Column& column : report.columns) {
     const std::vector<std::string> cells = aligned(column);
     for (std::size_t j = 0; j < lines.size(); ++j)
@@ -76,20 +84,20 @@ std::string as_table(const Report& report) {
   }
   std::string text;
   for (const std::string& line : lines) text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+  if (!report.notes.empty()) text += '\n';
+  for (const std::string& note : report.notes) text += printable(note) + '\n';
   return text;
 }
 
-/// One point to a line, each number as its shortest text.
+/// One row to a line, each number as its shortest text.
 std::string as_json(const Report& report) {
-  std::string text = "{\n";
-  for (const auto& [key, value] : report.description)
-    text += "  " + json_string(key) + ": " + json_string(value) + ",\n";
-  text += "  \"points\": [";
-  for (std::size_t j = 0; j < report.columns.front().numbers.size(); ++j) {
+  std::string text = json_fields(report.description);
+  text += (report.description.empty() ? "  " : ",\n  ") + json_string(report.rows_name) + ": [";
+  for (std::size_t j = 0; j < report.columns.front().cells.size(); ++j) {
     text += j == 0 ? "\n    {" : ",\n    {";
     for (const Column& column : report.columns)
       text += (&column == &report.columns.front() ? "" : ", ") + json_string(column.key) + ": " +
-              column.numbers[j];
+              (column.is_text ? json_string(column.cells[j]) : column.cells[j]);
     text += '}';
   }
   return text + "\n  ]\n}\n";
@@ -97,9 +105,38 @@ std::string as_json(const Report& report) {
 
 }  // namespace
 
+Field text_field(const std::string& key, const std::string& text) { return {key, json_string(text)}; }
+Field number_field(const std::string& key, const std::string& number) { return {key, number}; }
+
+template <class Real>
+Column number_column(const std::string& name, const std::string& key, const std::vector<Real>& values) {
+  Column column{name, key, {}};
+  column.cells.reserve(values.size());
+  for (const Real value : values) column.cells.push_back(shortest(value));
+  return column;
+}
+
+Format format_named(const std::string& name) {
+  if (name == "csv") return Format::csv;
+  return name == "table" ? Format::table : Format::json;
+}
+
+std::string json_fields(const std::vector<Field>& fields) {
+  std::string text = "{\n";
+  for (const Field& field : fields)
+    text += (&field == &fields.front() ? "  " : ",\n  ") + json_string(field.key) + ": " + field.value;
+  return text;
+}
+
 std::string formatted(const Report& report, Format format) {
   if (format == Format::csv) return as_csv(report);
   return format == Format::table ? as_table(report) : as_json(report);
+}
+
+void print_notes(const Report& report, Format format) {
+  if (format == Format::csv)
+    for (const std::string& note : report.notes)
+      std::cerr << "tabfit: " << printable(note) << std::endl;
 }
 
 std::string printable(const std::string& text) {
@@ -108,5 +145,8 @@ std::string printable(const std::string& text) {
       line, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   return line;
 }
+
+template Column number_column(const std::string&, const std::string&, const std::vector<float>&);
+template Column number_column(const std::string&, const std::string&, const std::vector<double>&);
 
 }  // namespace tabfit::tool

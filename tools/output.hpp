@@ -9,20 +9,40 @@ namespace tabfit::tool {
 
 enum class Format { csv, table, json };
 
+/// A name and a value as JSON text.
+struct Field {
+  std::string key, value;
+};
+Field text_field(const std::string& key, const std::string& text);
+Field number_field(const std::string& key, const std::string& number);
+
 struct Column {
-  std::string name;  ///< heading of the column
-  std::string key;   ///< its name in a JSON point
-  std::vector<std::string> numbers;
+  std::string name;                ///< heading of the column
+  std::string key;                 ///< its name in the JSON of one row
+  std::vector<std::string> cells;  ///< numbers, unless it is a column of text
+  bool is_text = false;
 };
 
-/// All columns have the same length. The description goes into JSON alone, as strings before the
-/// points.
+template <class Real>
+Column number_column(const std::string& name, const std::string& key, const std::vector<Real>& values);
+
+/// All columns have the same length. JSON begins with the description, and calls the rows by their name;
+/// a table for reading ends with the notes; CSV has neither.
 struct Report {
-  std::vector<std::pair<std::string, std::string>> description;
+  std::vector<Field> description;
+  std::string rows_name;
   std::vector<Column> columns;
+  std::vector<std::string> notes = {};
 };
 
+Format format_named(const std::string& name);
 std::string formatted(const Report& report, Format format);
+
+/// A JSON object of these fields, a line each, without its closing brace.
+std::string json_fields(const std::vector<Field>& fields);
+
+/// Puts the notes on standard error if the result of that format, written already, does not hold them.
+void print_notes(const Report& report, Format format);
 
 /// The text as valid UTF-8 on one line: anything else in it becomes a replacement character or a blank.
 std::string printable(const std::string& text);

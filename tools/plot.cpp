@@ -71,6 +71,8 @@ std::string style(const Series& series, const std::string& name) {
       return "with points pt 7 ps " + shortest(unit * (crowded ? 0.4 : 1.0)) + ' ' + hue;
     case Look::points:
       return "with points pt 13 ps " + shortest(unit * (crowded ? 0.6 : 1.6)) + ' ' + hue;
+    case Look::sticks:
+      return "with impulses lw " + shortest(crowded ? 1.0 : 2.0) + ' ' + hue;
     case Look::main_line:
       return "with lines lw 2.5 " + hue;
     default:

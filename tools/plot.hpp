@@ -1,6 +1,7 @@
 // tools/plot.hpp - a picture of one or more panels over a common axis, drawn by gnuplot.
 #pragma once
 
+#include <cmath>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,7 +10,7 @@ namespace tabfit::tool {
 
 /// What stands for what in every picture: hues that colour-blind readers can tell apart, and for each
 /// of them another width or shape.
-enum class Look { data, points, main_line, other_line };
+enum class Look { data, points, main_line, other_line, sticks };
 enum class Hue { black, blue, red, green };
 
 struct Series {
@@ -18,6 +19,24 @@ struct Series {
   Hue hue;
   std::vector<std::pair<double, double>> points;  ///< a point that is not finite makes a gap
 };
+
+template <class Real>
+Series series(const std::string& title, Look look, Hue hue, const std::vector<Real>& x,
+              const std::vector<Real>& y) {
+  Series result{title, look, hue, {}};
+  for (std::size_t i = 0; i < x.size(); ++i) result.points.emplace_back(x[i], y[i]);
+  return result;
+}
+
+/// Where a curve is drawn through: equal steps, fine enough for the eye.
+template <class Real>
+std::vector<Real> equal_steps(Real first, Real last) {
+  constexpr int steps = 1000;
+  std::vector<Real> t;
+  for (int j = 0; j <= steps; ++j)
+    t.push_back(Real(std::lerp(double(first), double(last), double(j) / steps)));
+  return t;
+}
 
 struct Panel {
   std::string y_label;

@@ -1,7 +1,6 @@
 // tools/points.cpp - the abscissae at which a curve is wanted.
 #include "tools/points.hpp"
 
-#include <charconv>
 #include <memory>
 
 #include "tools/failure.hpp"
@@ -13,32 +12,14 @@ namespace {
 
 constexpr int most_steps = 10'000'000;
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t stop = 0; stop != std::string::npos; start = stop + 1) {
-    stop = text.find(separator, start);
-    parts.push_back(text.substr(start, stop == std::string::npos ? stop : stop - start));
-  }
-  return parts;
-}
-
-int read_count(const std::string& text, const std::string& option) {
-  int count = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, count);
-  if (error == std::errc() && stop == end && count >= 1 && count <= most_steps) return count;
-  throw BadInput(option + ": COUNT must be a whole number from 2 to " + std::to_string(most_steps) +
-                 ", but is " + quoted(text));
-}
-
 /// start, ..., stop in equal steps. The steps are taken in long double, from the decimal text, so that
 /// 0:1:11 gives the same numbers as 0.1, 0.2, ... typed by hand.
 template <class Real>
 std::vector<Real> steps(const std::vector<std::string>& parts, const std::string& option) {
   const Real first = number_or_throw<Real>(parts[0], option, "START");
   const Real last = number_or_throw<Real>(parts[1], option, "STOP");
-  const int count = read_count(parts[2], option);
+  // One point is for equal ends only, which the message about a wrong count need not go into.
+  const int count = parts[2] == "1" ? 1 : whole_number(parts[2], option, "COUNT", 2, most_steps);
   if (count == 1 && first != last)
     throw BadInput(option + ": COUNT is 1, but START and STOP are " + quoted(parts[0]) + " and " +
                    quoted(parts[1]));
@@ -52,8 +33,6 @@ std::vector<Real> steps(const std::vector<std::string>& parts, const std::string
   at.push_back(last);
   return at;
 }
-
-}  // namespace
 
 template <class Real>
 Points<Real> points_from_option(const std::string& option, const std::string& text) {
@@ -84,9 +63,14 @@ Points<Real> points_from_file(const std::string& file) {
           }};
 }
 
-template Points<float> points_from_option(const std::string&, const std::string&);
-template Points<double> points_from_option(const std::string&, const std::string&);
-template Points<float> points_from_file(const std::string&);
-template Points<double> points_from_file(const std::string&);
+}  // namespace
+
+template <class Real>
+Points<Real> read_points(const std::string& at, const std::string& at_file) {
+  return at_file.empty() ? points_from_option<Real>("--at", at) : points_from_file<Real>(at_file);
+}
+
+template Points<float> read_points(const std::string&, const std::string&);
+template Points<double> read_points(const std::string&, const std::string&);
 
 }  // namespace tabfit::tool

@@ -13,12 +13,9 @@ struct Points {
   std::function<std::string(std::size_t)> name;  ///< of one point inside a message
 };
 
-/// Points from an option: "350,360.5", or "START:STOP:COUNT". Throws BadInput.
+/// Points from the first column of a file if it is named, or else from the text of --at: "350,360.5", or
+/// "START:STOP:COUNT". Throws BadInput.
 template <class Real>
-Points<Real> points_from_option(const std::string& option, const std::string& text);
-
-/// Points from the first column of a table. Throws BadInput.
-template <class Real>
-Points<Real> points_from_file(const std::string& file);
+Points<Real> read_points(const std::string& at, const std::string& at_file);
 
 }  // namespace tabfit::tool

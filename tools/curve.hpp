@@ -1,0 +1,30 @@
+// tools/curve.hpp - a curve at the points that were asked for, and the report of it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/output.hpp"
+#include "tools/points.hpp"
+
+namespace tabfit::tool {
+
+template <class Real>
+struct Curve {
+  std::vector<Real> value, slope, curvature;  ///< derivatives only if they are wanted
+};
+
+/// Room for m points.
+template <class Real>
+Curve<Real> empty_curve(std::size_t m, bool derivatives);
+
+/// Throws NoResult, beginning with the source, if a number is infinite or none at all.
+template <class Real>
+void check_finite(const std::string& source, const Points<Real>& points, const Curve<Real>& curve);
+
+/// The columns of a curve, for a report whose rows are points.
+template <class Real>
+std::vector<Column> curve_columns(const std::string& x_name, const std::string& y_name,
+                                  const Points<Real>& points, const Curve<Real>& curve);
+
+}  // namespace tabfit::tool
