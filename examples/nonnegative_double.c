@@ -1,0 +1,60 @@
+/* Non-negative least squares in double precision, with an end to it. Ls_cnnd returns only where no
+ * variable has to be dropped again, and here one has. So the positive variables are found in single
+ * precision, their values in double precision, and the result is judged by the conditions that make it
+ * the solution:
+ *
+ *     x >= 0,   w = A^T (b - A x) <= 0,   w(j) = 0 where x(j) > 0.
+ *
+ * Ls_cnnf gets a column of zeros more: without it a variable that is dropped while all of them are
+ * positive leaves a wrong value behind (here x(1) = 0.5 instead of 0).
+ *
+ * Ls_cnnf may fail, or find a set of positive variables that double precision would not (where some w(j)
+ * is within 2e-6 of zero); that is checked. And it does not return for about one problem in 500 with fewer
+ * rows than unknowns, or one in 2,000 with nearly equal columns: a host with such data makes that one call
+ * in a process that it can stop. */
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <tabfit/tabfit.h>
+
+enum { m = 4, n = 3 };
+
+/* Column by column. By hand: x = (2, 0, 3), b - A x = (0, -1, -1, 1), w = (0, -2, 0). */
+static const double A[n][m] = {{1, 0, 1, 1}, {0, 2, 2, 2}, {1, 1, 0, 1}}, b[m] = {5, 2, 1, 6};
+
+int main(void) {
+  float single[n + 2][m] = {{0}}, *F[n + 2], found[n + 1], residual[m], rnf;
+  double passive[n + 1][m], *D[n + 1], x[n] = {0, 0, 0}, rn = 0, size = 0;
+  int variable[n], k = 0, status;
+
+  for (int j = 0; j < n + 2; ++j) F[j] = single[j]; /* column n stays zero */
+  for (int i = 0; i < m; ++i) {
+    for (int j = 0; j < n; ++j) single[j][i] = (float)A[j][i];
+    single[n + 1][i] = (float)b[i];
+    size += b[i] * b[i];
+  }
+  status = Ls_cnnf(F, m, n + 1, found, residual, &rnf);
+  if (status != LS_CNN_OK && status != LS_CNN_ZERO) return EXIT_FAILURE; /* ZERO is judged below */
+
+  for (int j = 0; j < n; ++j)
+    if (status == LS_CNN_OK && found[j] > 0) variable[k++] = j;
+  for (int p = 0; p <= k; ++p) {
+    D[p] = passive[p];
+    for (int i = 0; i < m; ++i) passive[p][i] = p < k ? A[variable[p]][i] : b[i];
+  }
+  if (k > 0 && Ls_d(D, m, k, &rn) != LS_OK) return EXIT_FAILURE; /* the set is dependent */
+  for (int p = 0; p < k; ++p) x[variable[p]] = D[k][p];
+
+  for (int j = 0; j < n; ++j) {
+    double w = 0;
+    for (int i = 0; i < m; ++i) {
+      double r = b[i];
+      for (int l = 0; l < n; ++l) r -= A[l][i] * x[l];
+      w += A[j][i] * r;
+    }
+    printf("x(%d) = %.12f   w(%d) = %.12f\n", j, x[j], j, fabs(w) < 1e-13 * size ? 0.0 : w);
+    if (x[j] < 0 || w > 1e-13 * size || (x[j] > 0 && w < -1e-13 * size)) return EXIT_FAILURE;
+  }
+  printf("|b - A x|^2 = %.12f\n", k > 0 ? rn : size);
+  return EXIT_SUCCESS;
+}
