@@ -271,7 +271,7 @@ TABFIT_API void AX_freed2fcsd(double **T) TABFIT_NOEXCEPT;
  * tol is 2e-5 in the f twins and 2e-9 in the d twins, on the reference interval: in units of hw.
  *
  * Keep the abscissae near 0. cm and hw are rounded to the element type. From |cm| / hw of a few hundred on
- * in the f twin, and of about 1e8 on in the d twin, the first or last abscissa itself may so map outside
+ * in the f twin, and of about 1e7 on in the d twin, the first or last abscissa itself may so map outside
  * the band and be refused when the fit is evaluated: AX_apxval gives AX_APXVAL_OUT_OF_RANGE, AX_splsmoof
  * 0 with values that it never wrote (example: x = 10000 + i, i = 0..11, but for a last one of
  * 10011 + 3/1024). Subtract a constant from all abscissae before the fit, and from every point.

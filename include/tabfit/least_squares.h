@@ -21,8 +21,11 @@
  *     to 2e-5 (f) or 2e-9 (d) of the greatest column norm. Scale the columns to comparable norms before
  *     the call: columns of very different units are refused without need. M_qrd says what the
  *     pseudo-rank can and cannot tell.
- *   - Columns whose squares underflow (norms below about 1e-162 in the d twin; the f twin sums in double
- *     and has no such limit) count as zero, squares that overflow (above about 1e154) spoil the result.
+ *   - Columns whose squares underflow count as zero (norms below about 1e-162 in the d twin; up to 1e-154
+ *     digits are lost and a zero may stand on the diagonal, with status 0), squares that overflow (above
+ *     about 1e154) spoil the result. The f twin sums in double and has no lower limit; norms above half
+ *     the greatest float spoil its result, and its rn is 0 or infinite where the squared residual norm is
+ *     no float (residuals beyond about 1e19, or tiny ones), with x right all the same.
  *   - Scratch comes from calloc and is released, but where a comment says otherwise. A failing call keeps
  *     what it has written so far. Nothing is printed, logged or thrown.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.

@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+"""Writes regression.hpp: linear regressions and their coefficients in exact rational arithmetic.
+
+    python3 regression.py regression.hpp
+
+The data are those of NIST's collection of linear regressions with certified results. Nothing of the
+collection is taken on trust: the normal equations are solved here with fractions, and the script ends
+with an error unless every coefficient and the residual sum of squares agree with the certified value in
+all digits that it has. One digit wrong in a table of data would show there. The Wampler sets need no
+such value: their coefficients follow from how y is made, which is checked as well.
+"""
+
+import sys
+from fractions import Fraction
+
+LONGLEY = """
+60323 83    234289 2356 1590 107608 1947
+61122 88.5  259426 2325 1456 108632 1948
+60171 88.2  258054 3682 1616 109773 1949
+61187 89.5  284599 3351 1650 110929 1950
+63221 96.2  328975 2099 3099 112075 1951
+63639 98.1  346999 1932 3594 113270 1952
+64989 99    365385 1870 3547 115094 1953
+63761 100   363112 3578 3350 116219 1954
+66019 101.2 397469 2904 3048 117388 1955
+67857 104.6 419180 2822 2857 118734 1956
+68169 108.4 442769 2936 2798 120445 1957
+66513 110.8 444546 4681 2637 121950 1958
+68655 112.6 482704 3813 2552 123366 1959
+69564 114.2 502601 3931 2514 125368 1960
+69331 115.7 518173 4806 2572 127852 1961
+70551 116.9 554894 4007 2827 130081 1962
+"""
+
+NORRIS = """
+0.1 0.2      338.8 337.4  118.1 118.2  888.0 884.6  9.2 10.1     228.1 226.5  668.5 666.3  998.5 996.3
+449.1 448.6  778.9 777.0  559.2 558.2  0.3 0.4      0.1 0.6      778.1 775.5  668.8 666.9  339.3 338.0
+448.9 447.5  10.8 11.6    557.7 556.0  228.3 228.1  998.0 995.8  888.8 887.6  119.6 120.2  0.3 0.3
+0.6 0.3      557.6 556.8  339.3 339.1  888.0 887.2  998.5 999.0  778.9 779.0  10.2 11.1    117.6 118.3
+228.9 229.2  668.4 669.1  449.2 448.9  0.2 0.5
+"""
+
+# Ordinates at 150000, 300000, ..., 3000000, twice.
+PONTIUS = """
+.11019 .21956 .32949 .43899 .54803 .65694 .76562 .87487 .98292 1.09146 1.20001 1.30822 1.41599 1.52399
+1.63194 1.73947 1.84646 1.95392 2.06128 2.16844
+.11052 .22018 .32939 .43886 .54798 .65739 .76596 .87474 .98300 1.09150 1.20004 1.30818 1.41613 1.52408
+1.63159 1.73965 1.84696 1.95445 2.06177 2.16829
+"""
+
+FILIP = """
+0.8116 -6.860120914 0.9072 -4.324130045 0.9052 -4.358625055 0.9039 -4.358426747 0.8053 -6.955852379
+0.8377 -6.661145254 0.8667 -6.355462942 0.8809 -6.118102026 0.7975 -7.115148017 0.8162 -6.815308569
+0.8515 -6.519993057 0.8766 -6.204119983 0.8885 -5.853871964 0.8859 -6.109523091 0.8959 -5.79832982
+0.8913 -5.482672118 0.8959 -5.171791386 0.8971 -4.851705903 0.9021 -4.517126416 0.909 -4.143573228
+0.9139 -3.709075441 0.9199 -3.499489089 0.8692 -6.300769497 0.8872 -5.953504836 0.89 -5.642065153
+0.891 -5.031376979 0.8977 -4.680685696 0.9035 -4.329846955 0.9078 -3.928486195 0.7675 -8.56735134
+0.7705 -8.363211311 0.7713 -8.107682739 0.7736 -7.823908741 0.7775 -7.522878745 0.7841 -7.218819279
+0.7971 -6.920818754 0.8329 -6.628932138 0.8641 -6.323946875 0.8804 -5.991399828 0.7668 -8.781464495
+0.7633 -8.663140179 0.7678 -8.473531488 0.7697 -8.247337057 0.77 -7.971428747 0.7749 -7.676129393
+0.7796 -7.352812702 0.7897 -7.072065318 0.8131 -6.774174009 0.8498 -6.478861916 0.8741 -6.159517513
+0.8061 -6.835647144 0.846 -6.53165267 0.8751 -6.224098421 0.8856 -5.910094889 0.8919 -5.598599459
+0.8934 -5.290645224 0.894 -4.974284616 0.8957 -4.64454848 0.9047 -4.290560426 0.9129 -3.885055584
+0.9209 -3.408378962 0.9219 -3.13200249 0.7739 -8.726767166 0.7681 -8.66695597 0.7665 -8.511026475
+0.7703 -8.165388579 0.7702 -7.886056648 0.7761 -7.588043762 0.7809 -7.283412422 0.7961 -6.995678626
+0.8253 -6.691862621 0.8602 -6.392544977 0.8809 -6.067374056 0.8301 -6.684029655 0.8664 -6.378719832
+0.8834 -6.065855188 0.8898 -5.752272167 0.8964 -5.132414673 0.8963 -4.811352704 0.9074 -4.098269308
+0.9119 -3.66174277 0.9228 -3.2644011
+"""
+
+# What y of the third Wampler set has beside the polynomial: orthogonal to polynomials up to degree 5.
+WAMPLER = [759, -2048, 2048, -2048, 2523, -2048, 2048, -2048, 1838, -2048, 2048]
+WAMPLER += WAMPLER[-2::-1]
+
+
+def solve(rows, right):
+    """The solution of a square system by elimination, all Fractions."""
+    rows = [list(row) + [value] for row, value in zip(rows, right)]
+    for k in range(len(rows)):
+        pivot = next(i for i in range(k, len(rows)) if rows[i][k])
+        rows[k], rows[pivot] = rows[pivot], rows[k]
+        rows[k] = [value / rows[k][k] for value in rows[k]]
+        for i in range(len(rows)):
+            if i != k and rows[i][k]:
+                rows[i] = [a - rows[i][k] * c for a, c in zip(rows[i], rows[k])]
+    return [row[-1] for row in rows]
+
+
+def regression(A, y):
+    """The minimiser of |A b - y|, by the normal equations, and the sum of squares that is left."""
+    columns = list(zip(*A))
+    normal = [[sum(p * q for p, q in zip(c, d)) for d in columns] for c in columns]
+    right = [sum(p * v for p, v in zip(c, y)) for c in columns]
+    b = solve(normal, right)
+    rest = [v - sum(p * q for p, q in zip(row, b)) for row, v in zip(A, y)]
+    return b, sum(v * v for v in rest)
+
+
+def digits(value, count):
+    """A Fraction with so many significant digits, correctly rounded (half up)."""
+    if not value:
+        return "0"
+    sign, value = ("-" if value < 0 else ""), abs(value)
+    exponent = 0
+    while value >= 10 ** (exponent + 1):
+        exponent += 1
+    while value < Fraction(10) ** exponent:
+        exponent -= 1
+    scaled = value / Fraction(10) ** (exponent - count + 1)
+    whole = (2 * scaled.numerator + scaled.denominator) // (2 * scaled.denominator)
+    if whole == 10**count:
+        whole, exponent = whole // 10, exponent + 1
+    text = str(whole)
+    return "%s%s.%se%+d" % (sign, text[0], text[1:], exponent)
+
+
+def agrees(value, certified):
+    """True if value rounds to the certified number in every digit that this one has."""
+    given = certified.lstrip("-").lower().split("e")[0].replace(".", "").lstrip("0")
+    return Fraction(digits(value, len(given))) == Fraction(certified)
+
+
+class Set:
+    def __init__(self, name, x, y, degree, intercept, certified, rest):
+        """x: rows of predictors; degree: of the polynomial in the one predictor, or 0."""
+        self.name, self.degree, self.intercept = name, degree, intercept
+        self.x, self.y = x, y
+        design = []
+        for row in x:
+            values = [Fraction(v) for v in row]
+            if degree:
+                values = [values[0] ** j for j in range(1, degree + 1)]
+            design.append(([Fraction(1)] if intercept else []) + values)
+        self.b, self.rest = regression(design, [Fraction(v) for v in y])
+        for found, known in zip(self.b + [self.rest], certified + [rest]):
+            if not agrees(found, known):
+                sys.exit("%s: %s is not %s" % (name, digits(found, 17), known))
+        assert len(certified) == len(self.b)
+
+
+def pairs(text):
+    """Rows of one predictor, and responses, from a table of response and predictor in turn."""
+    values = text.split()
+    return [[v] for v in values[1::2]], values[::2]
+
+
+def sets():
+    table = [line.split() for line in LONGLEY.split("\n") if line]
+    yield Set("Longley", [row[1:] for row in table], [row[0] for row in table], 0, True,
+              ["-3482258.63459582", "15.0618722713733", "-0.358191792925910E-01", "-2.02022980381683",
+               "-1.03322686717359", "-0.511041056535807E-01", "1829.15146461355"], "836424.055505915")
+    yield Set("Norris", *pairs(NORRIS), 0, True, ["-0.262323073774029", "1.00211681802045"],
+              "26.6173985294224")
+    yield Set("Pontius", [[str(150000 * (i % 20 + 1))] for i in range(40)], PONTIUS.split(), 2, True,
+              ["0.673565789473684E-03", "0.732059160401003E-06", "-0.316081871345029E-14"],
+              "0.155761768796992E-05")
+    yield Set("NoInt1", [[str(x)] for x in range(60, 71)], [str(y) for y in range(130, 141)], 0, False,
+              ["2.07438016528926"], "127.272727272727")
+    yield Set("NoInt2", [["4"], ["5"], ["6"]], ["3", "4", "4"], 0, False, ["0.727272727272727"],
+              "0.272727272727273")
+    yield Set("Filip", *pairs(FILIP), 10, True,
+              ["-1467.48961422980", "-2772.17959193342", "-2316.37108160893", "-1127.97394098372",
+               "-354.478233703349", "-75.1242017393757", "-10.8753180355343", "-1.06221498588947",
+               "-0.670191154593408E-01", "-0.246781078275479E-02", "-0.402962525080404E-04"],
+              "0.795851382172941E-03")
+    x = [[str(i)] for i in range(21)]
+    ones = [sum(i**j for j in range(6)) for i in range(21)]
+    assert all(sum(d * i**j for i, d in enumerate(WAMPLER)) == 0 for j in range(6))
+    yield Set("Wampler1", x, [str(v) for v in ones], 5, True, ["1"] * 6, "0")
+    tenths = ["%d.%05d" % divmod(sum(i**j * 10 ** (5 - j) for j in range(6)), 10**5) for i in range(21)]
+    yield Set("Wampler2", x, tenths, 5, True, ["1", "0.1", "0.01", "0.001", "0.0001", "0.00001"], "0")
+    for name, factor, rest in (("Wampler3", 1, "83554268.0000000"), ("Wampler4", 100, "835542680000.000"),
+                               ("Wampler5", 10000, "0.835542680000000E+16")):
+        y = [str(v + factor * d) for v, d in zip(ones, WAMPLER)]
+        yield Set(name, x, y, 5, True, ["1"] * 6, rest)
+
+
+def listed(values, margin):
+    """The values in lines of at most 104 characters."""
+    lines, line = [], margin
+    for value in values:
+        if len(line) + len(value) + 2 > 104:
+            lines.append(line.rstrip())
+            line = margin
+        line += value + ", "
+    return "\n".join(lines + [line.rstrip()])
+
+
+def main():
+    out = open(sys.argv[1], "w")
+    out.write("""// tests/reference/regression.hpp - linear regressions, solved exactly.
+//
+// Written by regression.py in this folder, which says where the data are from and what proves them. To
+// write it again:
+//   python3 regression.py regression.hpp
+#pragma once
+
+#include <vector>
+
+struct Regression {
+  const char* name;
+  int degree;                  // of the polynomial in the one predictor; 0: the predictors as they are
+  bool intercept;              // a column of ones before the others
+  int predictors;              // columns of x
+  std::vector<double> x, y;    // x row by row
+  std::vector<const char*> b;  // the coefficients, correctly rounded to 17 digits
+  const char* rest;            // the residual sum of squares, likewise
+};
+
+// clang-format off
+inline const std::vector<Regression> regressions = {
+""")
+    for s in sets():
+        out.write('    {"%s", %d, %s, %d,\n' % (s.name, s.degree, "true" if s.intercept else "false",
+                                               len(s.x[0])))
+        for values in ([v for row in s.x for v in row], s.y):
+            out.write("     {\n" + listed(values, "      ") + "\n     },\n")
+        quoted = ['"%s"' % digits(v, 17) for v in s.b]
+        out.write("     {\n" + listed(quoted, "      ") + "\n     },\n")
+        out.write('     "%s"},\n' % digits(s.rest, 17))
+    out.write("};\n// clang-format on\n")
+
+
+main()
