@@ -16,7 +16,7 @@
 namespace tabfit::bench {
 namespace {
 
-constexpr double least_timing = 1e-2;  ///< s; shorter work is called repeatedly within one timing
+constexpr double least_timing = 8e-3;  ///< s; shorter work is called repeatedly within one timing
 
 /// Names of the counters that carry the results from a repetition to the table.
 const std::string ours_time = "ours";
@@ -40,7 +40,8 @@ double quantile(Sample v, double fraction) {
 
 /// Processor time of some calls. Unlike the wall clock, it stands still while another process has the
 /// core.
-double seconds(const std::function<void()>& call, int calls) {
+double seconds(const std::function<void()>& call, const Timer& timer, int calls) {
+  if (timer) return timer(calls);
   const std::clock_t start = std::clock();
   for (int k = 0; k < calls; ++k) call();
   return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
@@ -51,9 +52,16 @@ class Repeater {
  public:
   void repeat(const Workload& workload, benchmark::State& state) {
     if (current_ != &workload) prepare(workload);
-    if (!error_.empty()) state.SkipWithError(error_.c_str());
+    if (!error_.empty()) {
+      state.SkipWithError(error_.c_str());
+      return;
+    }
     for ([[maybe_unused]] const auto once : state) {
       const std::vector<double> time = time_sides();
+      if (!error_.empty()) {
+        state.SkipWithError(error_.c_str());
+        break;
+      }
       state.SetIterationTime(time[0]);
       state.counters[ours_time] = time[0];
       for (std::size_t k = 0; k < trial_.peers.size(); ++k) {
@@ -82,8 +90,28 @@ class Repeater {
       agreements_.push_back(agreement);
       if (!agreement.holds()) error_ += "disagrees with " + peer.name + "; ";
     }
-    calls_ = 1;
-    while (seconds(trial_.ours, calls_) < least_timing) calls_ *= 2;
+    if (!error_.empty()) return;
+    calls_.assign(1 + trial_.peers.size(), 1);
+    for (std::size_t k = 0; k < calls_.size(); ++k) calibrate(k);
+  }
+
+  /// Side 0 is ours, the others are the peers.
+  double seconds_of(std::size_t side) {
+    const double time =
+        side == 0 ? seconds(trial_.ours, trial_.timer, calls_[0])
+                  : seconds(trial_.peers[side - 1].run, trial_.peers[side - 1].timer, calls_[side]);
+    if (time < 0.0)
+      error_ = "did not come to an end: " + (side == 0 ? "ours" : trial_.peers[side - 1].name);
+    return time;
+  }
+
+  /// The fewest calls of a side that take long enough to be timed.
+  void calibrate(std::size_t side) {
+    for (double time = seconds_of(side); error_.empty() && time < least_timing;
+         time = seconds_of(side)) {
+      const double growth = time > 0.0 ? 1.1 * least_timing / time : 8.0;
+      calls_[side] = static_cast<int>(calls_[side] * std::min(growth, 8.0)) + 1;
+    }
   }
 
   /// Seconds an item: ours, then the peers.
@@ -92,10 +120,7 @@ class Repeater {
     std::vector<std::size_t> order(time.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     if (repetition_++ % 2 == 1) std::reverse(order.begin(), order.end());
-    for (const std::size_t k : order) {
-      const double total = seconds(k == 0 ? trial_.ours : trial_.peers[k - 1].run, calls_);
-      time[k] = total / calls_ / trial_.items;
-    }
+    for (const std::size_t k : order) time[k] = seconds_of(k) / calls_[k] / trial_.items;
     return time;
   }
 
@@ -103,7 +128,7 @@ class Repeater {
   Trial trial_;
   std::vector<Agreement> agreements_;
   std::string error_;
-  int calls_ = 1;
+  std::vector<int> calls_;
   int repetition_ = 0;
 };
 
@@ -157,8 +182,8 @@ class Table : public benchmark::BenchmarkReporter {
     line("- Frame: Google Benchmark " TABFIT_BENCH_FRAME "; seed of the random inputs: " +
          std::to_string(comparison_.seed));
     line("");
-    row({"workload", "n", "peer", "ours, best / median", "peer, best / median",
-         "ours / peer [quartiles]", "difference (bound)"});
+    row({"workload", "n", "ours, best / median", "best peer", "its best / median",
+         "ours / peer [quartiles]", "ours / other peers", "difference (bound)"});
     std::string rule = "|";
     for (const int width : widths) rule += std::string(static_cast<std::size_t>(width) + 2, '-') + "|";
     line(rule);
@@ -185,26 +210,42 @@ class Table : public benchmark::BenchmarkReporter {
     const auto times = [&](const std::string& counter) {
       return print_time(value("best", counter)) + " / " + print_time(value("median", counter));
     };
-    for (std::size_t k = 0; k < trial.peers.size(); ++k) {
-      const Peer& peer = trial.peers[k];
-      const std::string ratio = peer_ratio(peer);
-      const Agreement& agreement = agreements[k];
-      std::vector<std::string> cells{workload.name, std::to_string(workload.n), peer.name};
-      if (error) {
-        cells.insert(cells.end(), {"-", "-", agreement.holds() ? "not timed" : "DISAGREE"});
-      } else {
-        cells.insert(cells.end(),
-                     {times(ours_time), times(peer_time(peer)),
-                      print("%.2f [%.2f..%.2f]", value("median", ratio), value("lower quartile", ratio),
-                            value("upper quartile", ratio))});
+    std::vector<std::string> cells{workload.name, std::to_string(workload.n)};
+    if (error) {
+      std::string refused;
+      for (std::size_t k = 0; k < trial.peers.size(); ++k)
+        if (!agreements[k].holds()) refused += (refused.empty() ? "" : ", ") + trial.peers[k].name;
+      cells.insert(cells.end(), {refused.empty() ? "NOT TIMED" : "DISAGREE", "-", "-", "-", refused});
+    } else {
+      std::vector<std::size_t> rank(trial.peers.size());  // fastest first
+      std::iota(rank.begin(), rank.end(), std::size_t{0});
+      std::stable_sort(rank.begin(), rank.end(), [&](std::size_t a, std::size_t b) {
+        return value("median", peer_time(trial.peers[a])) < value("median", peer_time(trial.peers[b]));
+      });
+      const Peer& best = trial.peers[rank.front()];
+      const std::string ratio = peer_ratio(best);
+      cells.insert(cells.end(),
+                   {times(ours_time), best.name, times(peer_time(best)),
+                    print("%.2f [%.2f..%.2f]", value("median", ratio), value("lower quartile", ratio),
+                          value("upper quartile", ratio))});
+      std::string others;
+      for (std::size_t k = 1; k < rank.size(); ++k) {
+        const Peer& peer = trial.peers[rank[k]];
+        others += (k == 1 ? "" : ", ") + peer.name + print(" %.2f", value("median", peer_ratio(peer)));
       }
-      cells.push_back(print("%.1e (%.0e)", agreement.difference, agreement.bound));
-      row(cells);
+      cells.push_back(others.empty() ? "-" : others);
     }
+    // Of the peers' differences the one nearest to its bound, or beyond it.
+    const Agreement& agreement = *std::max_element(
+        agreements.begin(), agreements.end(), [](const Agreement& a, const Agreement& b) {
+          return !(b.difference * a.bound <= a.difference * b.bound);
+        });
+    cells.push_back(print("%.1e (%.0e)", agreement.difference, agreement.bound));
+    row(cells);
   }
 
  private:
-  static constexpr int widths[] = {33, 5, 4, 20, 20, 23, 18};
+  static constexpr int widths[] = {33, 5, 20, 14, 20, 23, 36, 18};
 
   void line(const std::string& text) {
     GetOutputStream() << text << std::endl;
@@ -214,7 +255,7 @@ class Table : public benchmark::BenchmarkReporter {
   void row(const std::vector<std::string>& cells) {
     std::string text = "|";
     for (std::size_t k = 0; k < cells.size(); ++k)
-      text += print(k == 0 || k == 2 ? " %-*s |" : " %*s |", widths[k], cells[k].c_str());
+      text += print(k == 0 || k == 3 || k == 6 ? " %-*s |" : " %*s |", widths[k], cells[k].c_str());
     line(text);
   }
 

@@ -14,12 +14,16 @@ struct Agreement {
   bool holds() const { return difference <= bound; }  // NaN fails too
 };
 
+/// Seconds of processor time that a number of calls take, or below 0 if they did not come to an end.
+using Timer = std::function<double(int calls)>;
+
 /// The same work done by another library. agreement() compares the results of the last calls of ours
 /// and run.
 struct Peer {
   std::string name;
   std::function<void()> run;
   std::function<Agreement()> agreement;
+  Timer timer = {};  ///< of calls that another process makes; empty for calls of run in this one
 };
 
 /// A workload with its data in place.
@@ -27,6 +31,7 @@ struct Trial {
   double items = 1.0;  ///< evaluations, say, that one call does; times are stated for one of them
   std::function<void()> ours;
   std::vector<Peer> peers;
+  Timer timer = {};  ///< of ours, as for a peer
 };
 
 /// A workload of one size. prepare() is called when its turn comes, and again if it is interrupted.
@@ -37,12 +42,13 @@ struct Workload {
 };
 
 struct Comparison {
-  std::vector<std::string> peers;  ///< names and versions
+  std::vector<std::string> peers;  ///< names, versions and what else tells how they were run
   unsigned seed = 0;               ///< of every random input
   std::vector<Workload> workloads;
 };
 
-/// Runs the workloads that the command line selects and prints one row for each peer of each workload.
+/// Runs the workloads that the command line selects and prints one row for each: against the best peer,
+/// that is the one with the least median time, and then the ratios to the others.
 /// The program's exit status: 0, or 1 if any results disagree, nothing is selected or an argument is
 /// unknown.
 ///

@@ -1,0 +1,759 @@
+// bench/fits.cpp - spline and polynomial fits against Eigen's QR on the dense design, GSL, ALGLIB, FITPACK
+// through SciPy, NumPy, and constrained fits against quadratic programming in R.
+//
+// Splines:     cubic, on n interior knots, equally spaced. Ours and the peers' bases span the same space,
+//              so that the fits are the same functions, which are compared by their values. Our table of
+//              the basis and the peers' workspaces are made beforehand.
+// Polynomials: Chebyshev series over the range of the data.
+// Precision:   Eigen's is the twin's. All others compute in double, with the values of a float twin.
+// Calls:       peers of interpreted languages are called with whole vectors; the call is in their time.
+//              GSL and ALGLIB take one point a call.
+#include "bench/fits.hpp"
+
+#include "bench/eigen.hpp"
+#include "bench/matrix.hpp"
+#include "bench/worker.hpp"
+#include "tabfit/approximation.h"
+#include "tabfit/least_squares.h"
+
+#include <gsl/gsl_bspline.h>
+#include <gsl/gsl_chebyshev.h>
+#include <gsl/gsl_multifit.h>
+
+#include <libalglib/interpolation.h>
+
+#include <cstring>
+#include <utility>
+
+namespace tabfit::bench {
+namespace {
+
+using Vector = std::vector<double>;
+
+/// Codes of the problems in peers.py and peers.R.
+enum class Python {
+  spline_fit = 2,
+  spline_fit_by_normal_equations,
+  spline_smoothing,
+  spline_values,
+  spline_values_by_pieces,
+  chebyshev_fit,
+  chebyshev_values
+};
+enum class R { within_bounds = 2, under_constraints, convex_spline };
+
+std::size_t size(int n) { return static_cast<std::size_t>(n); }
+
+/// A table to be fitted: a smooth function and noise, at distances that vary by a factor of three. For a
+/// float twin the values are floats.
+template <class Real>
+struct Samples {
+  int m;
+  Block<Real> x, y;
+
+  Samples(int points, unsigned seed) : m(points) {
+    Random random(seed);
+    for (int i = 0; i < m; ++i) {
+      x.push_back(static_cast<Real>(2.0 * (i + 0.5 * random()) / m - 1.0));
+      y.push_back(static_cast<Real>(std::sin(5.0 * x.back()) + 0.1 * random(-1, 1)));
+    }
+  }
+
+  /// Points within the range, in random order.
+  Block<Real> points(int count, unsigned seed) const {
+    Random random(seed + 1);
+    Block<Real> v;
+    for (int i = 0; i < count; ++i)
+      v.push_back(std::clamp(static_cast<Real>(random(x.front(), x.back())), x.front(), x.back()));
+    return v;
+  }
+};
+
+/// A message to a worker: numbers, then sequences.
+template <class Code, class... Sequences>
+Vector message(Code code, std::initializer_list<double> numbers, const Sequences&... sequences) {
+  Vector all{static_cast<double>(code)};
+  all.insert(all.end(), numbers);
+  (all.insert(all.end(), sequences.begin(), sequences.end()), ...);
+  return all;
+}
+
+/// Collects the sides of a workload whose results are sequences: each of the given number of parts is
+/// compared for itself, since values and derivatives differ in size.
+template <class Real>
+class Contest {
+ public:
+  /// ours(out) is timed. What it has computed is compared by values(), which makes numbers of it.
+  Contest(double items, std::size_t parts, std::function<void()> ours, std::function<Vector()> values)
+      : parts_(parts), values_(std::move(values)) {
+    trial_.items = items;
+    trial_.ours = std::move(ours);
+  }
+
+  /// The same for a peer; the bound is relative to the greatest value.
+  Contest& peer(const std::string& name, double bound, std::function<void()> run,
+                std::function<Vector()> values) {
+    trial_.peers.push_back({name, std::move(run), [=, ours = values_, parts = parts_] {
+                              return compare(ours(), values(), parts, bound);
+                            }});
+    return *this;
+  }
+
+  Contest& worker(Worker& worker, const std::string& name, double bound, const Vector& problem) {
+    if (!worker.available()) return *this;
+    auto values = std::make_shared<Vector>();
+    peer(
+        name, bound, [=, &worker] { *values = worker.solve(problem); }, [=] { return *values; });
+    trial_.peers.back().timer = [&worker](int calls) { return worker.seconds(calls); };
+    return *this;
+  }
+
+  /// Ours leaves memory allocated, so it is timed in a copy of this process.
+  Contest& in_a_copy() {
+    constexpr int limit = 60;
+    trial_.timer = [run = trial_.ours](int calls) { return seconds_in_a_copy(run, calls, limit); };
+    return *this;
+  }
+
+  /// Whether ours comes back with these data.
+  bool returns() const { return call_returns(trial_.ours); }
+
+  Trial trial() { return std::move(trial_); }
+
+ private:
+  static Agreement compare(const Vector& ours, const Vector& theirs, std::size_t parts, double bound) {
+    if (ours.size() != theirs.size()) return {std::numeric_limits<double>::quiet_NaN(), bound};
+    const std::size_t length = ours.size() / parts;
+    double worst = 0.0;
+    for (std::size_t k = 0; k < parts; ++k) {
+      const double d = relative_difference(&ours[k * length], &theirs[k * length], length);
+      if (!(d <= worst)) worst = d;  // NaN is kept
+    }
+    return {worst, bound};
+  }
+
+  std::size_t parts_;
+  std::function<Vector()> values_;
+  Trial trial_;
+};
+
+template <class Sequence>
+Vector widened(const Sequence& sequence) {
+  return Vector(sequence.begin(), sequence.end());
+}
+
+Vector first_of(const Vector& values, std::size_t count) {
+  return Vector(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+/// Results of an operation that failed agree with nothing.
+Vector if_ok(bool ok, Vector values) { return ok ? std::move(values) : Vector(); }
+
+template <class Object>
+using Kept = std::unique_ptr<Object, void (*)(Object*)>;
+
+// -- splines ------------------------------------------------------------------------------------------
+
+/// The peer of splines that takes one point a call.
+struct GslSpline {
+  int n;
+  Kept<gsl_bspline_workspace> workspace;
+  Kept<gsl_vector> basis, c;
+  Kept<gsl_matrix> derivatives;
+
+  GslSpline(int knots, double first, double last)
+      : n(knots),
+        workspace(gsl_bspline_alloc(4, size(n + 2)), gsl_bspline_free),
+        basis(gsl_vector_alloc(4), gsl_vector_free),
+        c(gsl_vector_alloc(size(n + 4)), gsl_vector_free),
+        derivatives(gsl_matrix_alloc(4, 3), gsl_matrix_free) {
+    gsl_bspline_knots_uniform(first, last, workspace.get());
+  }
+
+  /// Dense design and the general solver, which decomposes into singular values.
+  void fit(const Vector& x, const Vector& y) {
+    const std::size_t m = x.size(), k = size(n + 4);
+    const Kept<gsl_matrix> design(gsl_matrix_calloc(m, k), gsl_matrix_free),
+        covariance(gsl_matrix_alloc(k, k), gsl_matrix_free);
+    const Kept<gsl_multifit_linear_workspace> work(gsl_multifit_linear_alloc(m, k),
+                                                   gsl_multifit_linear_free);
+    for (std::size_t i = 0; i < m; ++i) {
+      std::size_t first = 0, last = 0;
+      gsl_bspline_eval_nonzero(x[i], basis.get(), &first, &last, workspace.get());
+      for (std::size_t j = first; j <= last; ++j)
+        gsl_matrix_set(design.get(), i, j, gsl_vector_get(basis.get(), j - first));
+    }
+    const gsl_vector_const_view ordinates = gsl_vector_const_view_array(y.data(), m);
+    double squares = 0.0;
+    gsl_multifit_linear(design.get(), &ordinates.vector, c.get(), covariance.get(), &squares,
+                        work.get());
+  }
+
+  double value(double v) {
+    std::size_t first = 0, last = 0;
+    gsl_bspline_eval_nonzero(v, basis.get(), &first, &last, workspace.get());
+    double sum = 0.0;
+    for (std::size_t j = first; j <= last; ++j)
+      sum += gsl_vector_get(basis.get(), j - first) * gsl_vector_get(c.get(), j);
+    return sum;
+  }
+
+  /// Value and two derivatives.
+  void values(double v, double* s, std::size_t stride) {
+    std::size_t first = 0, last = 0;
+    gsl_bspline_deriv_eval_nonzero(v, 2, derivatives.get(), &first, &last, workspace.get());
+    for (std::size_t k = 0; k < 3; ++k) {
+      double sum = 0.0;
+      for (std::size_t j = first; j <= last; ++j)
+        sum += gsl_matrix_get(derivatives.get(), j - first, k) * gsl_vector_get(c.get(), j);
+      s[k * stride] = sum;
+    }
+  }
+};
+
+/// A table for ALGLIB, and what it fits.
+struct AlglibFit {
+  alglib::real_1d_array x, y;
+  alglib::spline1dinterpolant spline;
+  alglib::barycentricinterpolant polynomial;
+
+  AlglibFit(const Vector& abscissae, const Vector& ordinates) {
+    x.setcontent(static_cast<alglib::ae_int_t>(abscissae.size()), abscissae.data());
+    y.setcontent(static_cast<alglib::ae_int_t>(ordinates.size()), ordinates.data());
+  }
+
+  /// Its splines have as many parameters as ours, on the same knots.
+  void fit_spline(int n) {
+    alglib::ae_int_t info = 0;
+    alglib::spline1dfitreport report;
+    alglib::spline1dfitcubic(x, y, x.length(), n + 4, info, spline, report);
+  }
+
+  void fit_polynomial(int p) {
+    alglib::ae_int_t info = 0;
+    alglib::polynomialfitreport report;
+    alglib::polynomialfit(x, y, x.length(), p + 1, info, polynomial, report);
+  }
+};
+
+template <class Real>
+struct SplineData {
+  int n;
+  Samples<Real> samples;
+  Vector x, y;  ///< the same values for peers in double
+  Real** T;     ///< basis table; it lives as long as the program, as many a caller's
+  Block<Real> a, c;
+  Block<Real> v, s[3];
+  Vector peer_v, gsl_values, alglib_values;
+  Block<Real> smoothed, eigen_smoothed;
+  Real statistics[2] = {};
+  int status = -1;
+  GslSpline gsl;
+  AlglibFit alglib_fit;
+
+  SplineData(int m, int knots, int points, unsigned seed)
+      : n(knots),
+        samples(m, seed),
+        x(widened(samples.x)),
+        y(widened(samples.y)),
+        T(twin<Real>(AX_d2fcsf, AX_d2fcsd)(n)),
+        a(size(n + 6)),
+        c(size(n + 4)),
+        v(samples.points(points, seed)),
+        peer_v(widened(v)),
+        gsl_values(3 * size(points)),
+        alglib_values(3 * size(points)),
+        smoothed(size(m + 2)),
+        eigen_smoothed(size(m + 2)),
+        gsl(n, x.front(), x.back()),
+        alglib_fit(x, y) {
+    for (auto& out : s) out.resize(size(points));
+  }
+  ~SplineData() { twin<Real>(AX_freed2fcsf, AX_freed2fcsd)(T); }
+  SplineData(const SplineData&) = delete;
+  SplineData& operator=(const SplineData&) = delete;
+
+  int m() const { return samples.m; }
+
+  void fit() {
+    status =
+        twin<Real>(AX_apxcoeff, AX_apxcoefd)(T, n, m(), samples.x.data(), samples.y.data(), a.data());
+  }
+
+  Vector fitted() {
+    Block<Real> values(size(m()));
+    constexpr Real* none = nullptr;
+    twin<Real>(AX_apxvalsf, AX_apxvalsd)(T, n, a.data(), m(), samples.x.data(), values.data(), none,
+                                         none);
+    return if_ok(status == AX_APXCOEF_OK, widened(values));
+  }
+
+  void fit_by_eigen(bool pivoting) {
+    Eigenlib<Real>::spline_fit(m(), n, samples.x.data(), samples.y.data(), pivoting, c.data());
+  }
+
+  Vector fitted_by_eigen() {
+    Block<Real> values(size(m()));
+    Eigenlib<Real>::spline_values(m(), n, samples.x.data(), c.data(), values.data());
+    return widened(values);
+  }
+};
+
+/// How far values of fits may lie apart, relative to the greatest. Measured, in double: 9e-15 (splines)
+/// and 3.5e-14 (polynomials of degree 20). With float data, against Eigen in single precision: 1e-6.
+template <class Real>
+constexpr double fit_bound = is_float<Real> ? 3e-6 : 1e-13;
+
+template <class Real>
+Trial spline_fit(int n, unsigned seed) {
+  constexpr int m = 1000;
+  auto d = std::make_shared<SplineData<Real>>(m, n, 1, seed);
+  const double bound = fit_bound<Real>;
+  const auto problem = [&](Python code) {
+    return message(code, {m, static_cast<double>(n)}, d->x, d->y);
+  };
+  return Contest<Real>(
+             1.0, 1, [=] { d->fit(); }, [=] { return d->fitted(); })
+      .peer(
+          "Eigen QR", bound, [=] { d->fit_by_eigen(false); }, [=] { return d->fitted_by_eigen(); })
+      .peer(
+          "Eigen pivoted QR", bound, [=] { d->fit_by_eigen(true); },
+          [=] { return d->fitted_by_eigen(); })
+      .peer(
+          "GSL", fit_bound<Real>, [=] { d->gsl.fit(d->x, d->y); },
+          [=] {
+            Vector values;
+            for (const double xi : d->x) values.push_back(d->gsl.value(xi));
+            return values;
+          })
+      .peer(
+          "ALGLIB", fit_bound<Real>, [=] { d->alglib_fit.fit_spline(n); },
+          [=] {
+            Vector values;
+            for (const double xi : d->x) values.push_back(spline1dcalc(d->alglib_fit.spline, xi));
+            return values;
+          })
+      .worker(python_worker(), "FITPACK", fit_bound<Real>, problem(Python::spline_fit))
+      .worker(python_worker(), "SciPy", fit_bound<Real>,
+              problem(Python::spline_fit_by_normal_equations))
+      .trial();
+}
+
+/// Each side has its own coefficients, whose roundings are divided by the square of a knot distance.
+/// Measured, relative to the greatest second derivative: up to 13 n eps, in the float twin 0.9 n eps.
+template <class Real>
+double spline_derivatives_bound(int n) {
+  return (is_float<Real> ? 2.5 : 30.0) * n * epsilon<Real>;
+}
+
+template <class Real>
+Trial spline_values(int n, int derivatives, unsigned seed) {
+  constexpr int m = 1000, points = 100'000;
+  auto d = std::make_shared<SplineData<Real>>(m, n, points, seed);
+  d->fit();
+  d->gsl.fit(d->x, d->y);
+  d->alglib_fit.fit_spline(n);
+  const auto parts = size(derivatives + 1);
+  const double bound = derivatives == 0 ? fit_bound<Real> : spline_derivatives_bound<Real>(n);
+  const auto problem = [&](Python code) {
+    return message(code, {m, static_cast<double>(n), static_cast<double>(derivatives)}, d->x, d->y,
+                   d->peer_v);
+  };
+  return Contest<Real>(
+             points, parts,
+             [=] {
+               Real* const s1 = derivatives > 0 ? d->s[1].data() : nullptr;
+               Real* const s2 = derivatives > 0 ? d->s[2].data() : nullptr;
+               d->status = twin<Real>(AX_apxvalsf, AX_apxvalsd)(d->T, n, d->a.data(), points,
+                                                                d->v.data(), d->s[0].data(), s1, s2);
+             },
+             [=] {
+               Vector all;
+               for (std::size_t k = 0; k < parts; ++k)
+                 all.insert(all.end(), d->s[k].begin(), d->s[k].end());
+               return if_ok(d->status == AX_APXVALS_OK, all);
+             })
+      .peer(
+          "GSL", bound,
+          [=] {
+            for (std::size_t i = 0; i < points; ++i)
+              if (derivatives > 0)
+                d->gsl.values(d->peer_v[i], &d->gsl_values[i], points);
+              else
+                d->gsl_values[i] = d->gsl.value(d->peer_v[i]);
+          },
+          [=] { return first_of(d->gsl_values, parts * points); })
+      .peer(
+          "ALGLIB", bound,
+          [=] {
+            double* const out = d->alglib_values.data();
+            for (std::size_t i = 0; i < points; ++i)
+              if (derivatives > 0)
+                spline1ddiff(d->alglib_fit.spline, d->peer_v[i], out[i], out[points + i],
+                             out[2 * points + i]);
+              else
+                out[i] = spline1dcalc(d->alglib_fit.spline, d->peer_v[i]);
+          },
+          [=] { return first_of(d->alglib_values, parts * points); })
+      .worker(python_worker(), "FITPACK", bound, problem(Python::spline_values))
+      .worker(python_worker(), "SciPy pieces", bound, problem(Python::spline_values_by_pieces))
+      .trial();
+}
+
+/// Values at the data, with the root mean square and the greatest residual behind them.
+template <class Real>
+Trial smoothing(int n, unsigned seed) {
+  constexpr int m = 1000;
+  auto d = std::make_shared<SplineData<Real>>(m, n, m, seed);
+  return Contest<Real>(
+             1.0, 1,
+             [=] {
+               constexpr Real* none = nullptr;
+               d->status = twin<Real>(AX_splsmoof, AX_splsmood)(
+                   n, m, d->samples.x.data(), d->samples.y.data(), d->smoothed.data(), none, none);
+             },
+             [=] { return if_ok(d->status == AX_SPLSMOO_OK, widened(d->smoothed)); })
+      .peer(
+          "Eigen QR", fit_bound<Real>,
+          [=] {
+            d->fit_by_eigen(false);
+            Eigenlib<Real>::spline_values(m, n, d->samples.x.data(), d->c.data(),
+                                          d->eigen_smoothed.data());
+            double squares = 0.0, greatest = 0.0;
+            for (std::size_t i = 0; i < m; ++i) {
+              const double r = static_cast<double>(d->eigen_smoothed[i]) - d->y[i];
+              squares += r * r;
+              greatest = std::max(greatest, std::fabs(r));
+            }
+            d->eigen_smoothed[m] = static_cast<Real>(std::sqrt(squares / m));
+            d->eigen_smoothed[m + 1] = static_cast<Real>(greatest);
+          },
+          [=] { return widened(d->eigen_smoothed); })
+      .peer(
+          "ALGLIB", fit_bound<Real>,
+          [=] {
+            d->alglib_fit.fit_spline(n);
+            double squares = 0.0, greatest = 0.0;
+            for (std::size_t i = 0; i < m; ++i) {
+              d->alglib_values[i] = spline1dcalc(d->alglib_fit.spline, d->x[i]);
+              const double r = d->alglib_values[i] - d->y[i];
+              squares += r * r;
+              greatest = std::max(greatest, std::fabs(r));
+            }
+            d->alglib_values[m] = std::sqrt(squares / m);
+            d->alglib_values[m + 1] = greatest;
+          },
+          [=] { return first_of(d->alglib_values, m + 2); })
+      .worker(python_worker(), "FITPACK", fit_bound<Real>,
+              message(Python::spline_smoothing, {m, static_cast<double>(n)}, d->x, d->y))
+      .trial();
+}
+
+// -- polynomials --------------------------------------------------------------------------------------
+
+template <class Real>
+struct PolynomialData {
+  int p;
+  Samples<Real> samples;
+  Vector x, y;
+  Block<Real> mapped;  ///< the operations map abscissae in place, so they get a copy each time
+  Block<Real> a, c;
+  Block<Real> v, s[3];
+  Vector peer_v, gsl_values, alglib_values;
+  AlglibFit alglib_fit;
+  Kept<gsl_cheb_series> series[3];
+  int status = -1;
+
+  PolynomialData(int m, int degree, int points, unsigned seed)
+      : p(degree),
+        samples(m, seed),
+        x(widened(samples.x)),
+        y(widened(samples.y)),
+        mapped(size(std::max(m, points))),
+        a(size(p + 5)),
+        c(size(p + 1)),
+        v(samples.points(points, seed)),
+        peer_v(widened(v)),
+        gsl_values(3 * size(points)),
+        alglib_values(3 * size(points)),
+        alglib_fit(x, y),
+        series{{gsl_cheb_alloc(size(p)), gsl_cheb_free},
+               {gsl_cheb_alloc(size(p)), gsl_cheb_free},
+               {gsl_cheb_alloc(size(p)), gsl_cheb_free}} {
+    for (auto& out : s) out.resize(size(points));
+  }
+
+  int m() const { return samples.m; }
+
+  void fit() {
+    std::memcpy(mapped.data(), samples.x.data(), samples.x.size() * sizeof(Real));
+    status =
+        twin<Real>(AX_polapxcoeff, AX_polapxcoefd)(p, m(), mapped.data(), samples.y.data(), a.data());
+  }
+
+  Vector fitted() {
+    Block<Real> points = samples.x, values(size(m()));
+    constexpr Real* none = nullptr;
+    twin<Real>(AX_polapxvalf, AX_polapxvald)(p, a.data(), m(), points.data(), values.data(), none,
+                                             none);
+    return if_ok(status == AX_POLAPXCOEF_OK, widened(values));
+  }
+
+  /// A peer's series of the given coefficients, and its derivatives'.
+  template <class Coefficients>
+  void set_series(const Coefficients& coefficients) {
+    gsl_cheb_series& first = *series[0];
+    first.a = x.front();
+    first.b = x.back();
+    for (std::size_t j = 0; j <= size(p); ++j) first.c[j] = coefficients[j];
+    first.c[0] *= 2.0;  // it adds half of it
+    gsl_cheb_calc_deriv(series[1].get(), series[0].get());
+    gsl_cheb_calc_deriv(series[2].get(), series[1].get());
+  }
+
+  Vector fitted_by_eigen() {
+    set_series(c);
+    Vector values;
+    for (const double xi : x) values.push_back(gsl_cheb_eval(series[0].get(), xi));
+    return values;
+  }
+};
+
+template <class Real>
+Trial polynomial_fit(int p, unsigned seed) {
+  constexpr int m = 10'000;
+  auto d = std::make_shared<PolynomialData<Real>>(m, p, 1, seed);
+  const auto fit_by_eigen = [=](bool pivoting) {
+    Eigenlib<Real>::chebyshev_fit(m, p, d->samples.x.data(), d->samples.y.data(), pivoting,
+                                  d->c.data());
+  };
+  return Contest<Real>(
+             1.0, 1, [=] { d->fit(); }, [=] { return d->fitted(); })
+      .peer(
+          "Eigen QR", fit_bound<Real>, [=] { fit_by_eigen(false); },
+          [=] { return d->fitted_by_eigen(); })
+      .peer(
+          "Eigen pivoted QR", fit_bound<Real>, [=] { fit_by_eigen(true); },
+          [=] { return d->fitted_by_eigen(); })
+      .peer(
+          "ALGLIB", fit_bound<Real>, [=] { d->alglib_fit.fit_polynomial(p); },
+          [=] {
+            Vector values;
+            for (const double xi : d->x)
+              values.push_back(barycentriccalc(d->alglib_fit.polynomial, xi));
+            return values;
+          })
+      .worker(python_worker(), "NumPy", fit_bound<Real>,
+              message(Python::chebyshev_fit, {m, static_cast<double>(p)}, d->x, d->y))
+      .trial();
+}
+
+/// The second derivative of a Chebyshev polynomial is up to p^4 / 3 at the ends, and the roundings of the
+/// coefficients grow with it: measured up to 0.4 p^4 eps. Those of a float twin are small against the
+/// rounding of its polynomials, and come to 0.6 p^2 eps.
+template <class Real>
+double polynomial_derivatives_bound(int p) {
+  return is_float<Real> ? 2.0 * p * p * epsilon<Real> : std::pow(p, 4) * epsilon<Real>;
+}
+
+template <class Real>
+Trial polynomial_values(int p, int derivatives, unsigned seed) {
+  constexpr int m = 10'000, points = 100'000;
+  auto d = std::make_shared<PolynomialData<Real>>(m, p, points, seed);
+  d->fit();
+  d->set_series(d->a);
+  d->alglib_fit.fit_polynomial(p);
+  const auto parts = size(derivatives + 1);
+  const double bound = derivatives == 0 ? fit_bound<Real> : polynomial_derivatives_bound<Real>(p);
+  return Contest<Real>(
+             points, parts,
+             [=] {
+               std::memcpy(d->mapped.data(), d->v.data(), d->v.size() * sizeof(Real));
+               Real* const s1 = derivatives > 0 ? d->s[1].data() : nullptr;
+               Real* const s2 = derivatives > 0 ? d->s[2].data() : nullptr;
+               d->status = twin<Real>(AX_polapxvalf, AX_polapxvald)(
+                   p, d->a.data(), points, d->mapped.data(), d->s[0].data(), s1, s2);
+             },
+             [=] {
+               Vector all;
+               for (std::size_t k = 0; k < parts; ++k)
+                 all.insert(all.end(), d->s[k].begin(), d->s[k].end());
+               return if_ok(d->status == AX_POLAPXVAL_OK, all);
+             })
+      .peer(
+          "GSL", bound,
+          [=] {
+            for (std::size_t i = 0; i < points; ++i)
+              for (std::size_t k = 0; k < parts; ++k)
+                d->gsl_values[k * points + i] = gsl_cheb_eval(d->series[k].get(), d->peer_v[i]);
+          },
+          [=] { return first_of(d->gsl_values, parts * points); })
+      .peer(
+          "ALGLIB", bound,
+          [=] {
+            double* const out = d->alglib_values.data();
+            for (std::size_t i = 0; i < points; ++i)
+              if (derivatives > 0)
+                barycentricdiff2(d->alglib_fit.polynomial, d->peer_v[i], out[i], out[points + i],
+                                 out[2 * points + i]);
+              else
+                out[i] = barycentriccalc(d->alglib_fit.polynomial, d->peer_v[i]);
+          },
+          [=] { return first_of(d->alglib_values, parts * points); })
+      .worker(
+          python_worker(), "NumPy", bound,
+          message(Python::chebyshev_values,
+                  {m, static_cast<double>(p), static_cast<double>(derivatives)}, d->x, d->y, d->peer_v))
+      .trial();
+}
+
+// -- constraints --------------------------------------------------------------------------------------
+// Float twins, since the double twins return for few data. All leave memory allocated.
+
+/// Ours is a least-distance problem in single precision, whose solution is a quotient by 1 / (1 + d^2), d
+/// being the distance from the unconstrained solution in the unit of b: roundings count more, the more the
+/// constraints take away. Measured: 6e-7 with bounds, 1.7e-5 with general constraints, 2.5e-7 for the
+/// spline.
+constexpr double bounds_bound = 2e-6, inequalities_bound = 5e-5, convex_bound = 1e-6;
+
+struct Constrained {
+  int m, n, constraints;
+  Matrix<float> A, work;  ///< the matrix, then b
+  Matrix<float> C;        ///< constraints, then their bounds
+  Block<float> lower, upper, x;
+  float rn = 0;
+  int status = -1;
+
+  Constrained(int rows, int unknowns, int constraint_rows, unsigned seed)
+      : m(rows),
+        n(unknowns),
+        constraints(constraint_rows),
+        A(m, n + 1),
+        work(m, n + 1),
+        C(constraints, n + 1),
+        x(size(n)) {
+    Random random(seed);
+    A.fill(random, -1, 1);
+    C.fill(random, -1, 1);
+    for (int i = 0; i < m; ++i) {  // the unconstrained solution alternates in sign
+      double sum = 0.1 * random(-1, 1);
+      for (int j = 0; j < n; ++j) sum += A(i, j) * (j % 2 == 1 ? -1.0 : 1.0);
+      A(i, n) = static_cast<float>(sum);
+    }
+    for (int j = 0; j < n; ++j) {  // half of the bounds bind
+      lower.push_back(j % 4 < 2 ? -2.0F : -0.5F);
+      upper.push_back(j % 4 < 2 ? 2.0F : 0.5F);
+    }
+    for (int i = 0; i < constraints; ++i)  // holds at 0, with room
+      C(i, n) = static_cast<float>(random(-1.0, -0.2));
+  }
+
+  void restore() {
+    std::memcpy(work.data.data(), A.data.data(), A.data.size() * sizeof(float));
+    work.reset_table();
+  }
+};
+
+Trial bounds(int n, unsigned seed) {
+  constexpr int m = 200;
+  auto d = std::make_shared<Constrained>(m, n, 1, seed);
+  Contest<float> contest(
+      1.0, 1,
+      [=] {
+        d->restore();
+        d->status =
+            Ls_cintf(d->work.table.data(), m, n, d->lower.data(), d->upper.data(), d->x.data(), &d->rn);
+      },
+      [=] { return if_ok(d->status == LS_CGRN_OK, widened(d->x)); });
+  if (!contest.returns()) return bounds(n, seed + 1);
+  return contest.in_a_copy()
+      .worker(r_worker(), "R quadprog", bounds_bound,
+              message(R::within_bounds, {m, static_cast<double>(n)}, d->A.data, d->lower, d->upper))
+      .trial();
+}
+
+Trial inequalities(int n, unsigned seed) {
+  constexpr int m = 200;
+  const int constraints = 2 * n;
+  auto d = std::make_shared<Constrained>(m, n, constraints, seed);
+  Contest<float> contest(
+      1.0, 1,
+      [=] {
+        d->restore();
+        d->status =
+            Ls_cgrnf(d->work.table.data(), m, n, d->C.table.data(), constraints, d->x.data(), &d->rn);
+      },
+      [=] { return if_ok(d->status == LS_CGRN_OK, widened(d->x)); });
+  if (!contest.returns()) return inequalities(n, seed + 1);
+  return contest.in_a_copy()
+      .worker(
+          r_worker(), "R quadprog", inequalities_bound,
+          message(R::under_constraints, {m, static_cast<double>(n), static_cast<double>(constraints)},
+                  d->A.data, d->C.data))
+      .trial();
+}
+
+/// A fit to a noisy line with a bend, at its own abscissae: convex by the constraint only.
+Trial convex(int n, unsigned seed) {
+  constexpr int m = 1000;
+  struct Data {
+    Block<float> x, y, s;
+    int status = -1;
+  };
+  auto d = std::make_shared<Data>();
+  Random random(seed);
+  for (int i = 0; i < m; ++i) {
+    d->x.push_back(static_cast<float>(2.0 * (i + 0.5 * random()) / m - 1.0));
+    d->y.push_back(static_cast<float>(std::fabs(d->x.back()) + 0.1 * random(-1, 1)));
+  }
+  d->s.resize(size(m + 2));
+  Contest<float> contest(
+      1.0, 1,
+      [=] {
+        d->status = AX_splconvf(n, 0.0, m, d->x.data(), d->y.data(), m, d->x.data(), d->s.data(),
+                                nullptr, nullptr);
+      },
+      [=] { return if_ok(d->status == AX_SPLCONV_OK, Vector(d->s.begin(), d->s.begin() + m)); });
+  if (!contest.returns()) return convex(n, seed + 1);
+  return contest.in_a_copy()
+      .worker(r_worker(), "R quadprog", convex_bound,
+              message(R::convex_spline, {m, static_cast<double>(n), 0.0}, d->x, d->y))
+      .trial();
+}
+
+template <class Real>
+void add_twins(Comparison& comparison, const std::string& letter) {
+  const auto add = [&](const std::string& name, std::initializer_list<int> sizes, auto prepare) {
+    for (const int n : sizes)
+      comparison.workloads.push_back(
+          {name, n, [=, seed = comparison.seed] { return prepare(n, seed); }});
+  };
+  const auto without = [](Trial (*prepare)(int, int, unsigned)) {
+    return [=](int n, unsigned seed) { return prepare(n, 0, seed); };
+  };
+  const auto with = [](Trial (*prepare)(int, int, unsigned)) {
+    return [=](int n, unsigned seed) { return prepare(n, 2, seed); };
+  };
+  constexpr int many = is_float<Real> ? 60 : 100;  // the float twin's basis table ends at 65 knots
+  add("AX_apxcoef" + letter, {5, 20, many}, spline_fit<Real>);
+  add("AX_apxvals" + letter + "/value", {5, 20, many}, without(spline_values<Real>));
+  add("AX_apxvals" + letter + "/derivatives", {5, 20, many}, with(spline_values<Real>));
+  add("AX_splsmoo" + letter, {5, 20}, smoothing<Real>);
+  add("AX_polapxcoef" + letter, {3, 10, 20}, polynomial_fit<Real>);
+  add("AX_polapxval" + letter + "/value", {3, 10, 20}, without(polynomial_values<Real>));
+  add("AX_polapxval" + letter + "/derivatives", {3, 10, 20}, with(polynomial_values<Real>));
+  if (!is_float<Real> || !r_worker().available()) return;
+  add("AX_splconvf", {5, 10}, convex);
+  add("Ls_cintf/m=200", {10, 20}, bounds);
+  add("Ls_cgrnf/m=200", {10, 20}, inequalities);
+}
+
+}  // namespace
+
+void add_fits(Comparison& comparison) {
+  comparison.peers.push_back(std::string("ALGLIB ") + TABFIT_BENCH_ALGLIB_VERSION);
+  add_twins<double>(comparison, "d");
+  add_twins<float>(comparison, "f");
+}
+
+}  // namespace tabfit::bench
