@@ -12,15 +12,37 @@
 #include "matrix1/products.hpp"
 #include "matrix1/transpose.hpp"
 
+#include <algorithm>
+
 namespace tabfit {
+
+// Neighbouring rows lie side by side in every column: their sums advance together, column after column.
 template <class Real>
 void M_mv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
-  product({m, 1, n}, as_is(A), column(x), into_vector(y));
+  constexpr int strip = 128, depth = 256;
+  const auto sweep = kernels().of<Real>().sweep;
+  double sums[strip], factors[depth];
+  for (int i = 0; i < m; i += strip) {
+    const int rows = std::min(strip, m - i);
+    std::fill_n(sums, rows, 0.0);
+    for (int j = 0; j < n; j += depth) {
+      const int columns = std::min(depth, n - j);
+      std::copy_n(x + j, columns, factors);
+      sweep(A + j, i, rows, factors, columns, sums);
+    }
+    for (int r = 0; r < rows; ++r) y[i + r] = store<Real>(sums[r]);
+  }
 }
 
 template <class Real>
 void M_mtv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
-  product({n, 1, m}, transposed(A), column(x), into_vector(y));
+  constexpr int strip = 64;
+  double sums[strip];
+  for (int j = 0; j < n; j += strip) {
+    const int columns = std::min(strip, n - j);
+    kernels().of<Real>().dots(A + j, columns, 0, x, m, sums);
+    for (int c = 0; c < columns; ++c) y[j + c] = store<Real>(sums[c]);
+  }
 }
 
 template <class Real>

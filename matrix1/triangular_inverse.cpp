@@ -1,47 +1,122 @@
 // matrix1/triangular_inverse.cpp - solves and inverses with an upper-triangular matrix.
 //
-// One pattern: an unknown is a sum over the unknowns already found, divided by a diagonal element. The
-// unknowns of one row, in all right-hand sides or columns, do not depend on each other and are one
-// `product`; row follows row. A zero on the diagonal gives infinities or NaN by the rules of
-// arithmetic.
+// An unknown is a sum over the unknowns already found, divided by a diagonal element. The unknowns of one
+// row, in all right-hand sides or columns, do not depend on each other and advance side by side; row
+// follows row. A zero on the diagonal gives infinities or NaN by the rules of arithmetic.
 #include "tabfit/matrix.h"
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/panel.hpp"
 #include "llsqp/kernels/product.hpp"
 #include "llsqp/kernels/vector.hpp"
 
 #include "matrix1/triangular_inverse.hpp"
 
-namespace tabfit {
+#include <algorithm>
 
-// From the last row to the first: b(i) = (b(i) - u(i,i+1) b(i+1) - u(i,i+2) b(i+2) - ...) / u(i,i), the
-// newest unknown first.
-template <class Real>
-void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
-  if (n < 1) return;
-  for (int i = n - 1; i >= 0; --i) {
-    const double pivot = U[i][i];
+namespace tabfit {
+namespace {
+
+/// Unknowns of neighbouring columns side by side, row i at X + i * lanes.
+constexpr int most_lanes = 64, most_unknowns = 24576;
+
+/// Columns that are worked on together when each has n rows; 0 if not even eight fit.
+int lanes_for(int n, int columns) noexcept {
+  const int wanted = std::min(most_lanes, (std::min(columns, most_lanes) + 7) / 8 * 8);
+  return std::min(wanted, most_unknowns / n / 8 * 8);
+}
+
+/// Unknowns row by row, from the last of `rows` rows to the first, in columns j0..j0+count-1:
+/// x(i,j) = finish(i, start(i, x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest unknown
+/// first. With upper, column j has rows 0..j only, and x(j,j) is there already.
+///
+/// Shape:     X holds `rows` rows of `lanes` unknowns; what a row starts from stands in its place.
+/// Invariant: rows below i of X are final.
+template <class Real, class Start, class Finish>
+void back_substitute(Real* const* U, int rows, double* X, int lanes, int j0, bool upper, bool subtract,
+                     Start start, Finish finish) noexcept {
+  const auto add_rows = kernels().of<Real>().add_rows;
+  double sums[most_lanes];
+  for (int i = rows - 1; i >= 0; --i) {
+    double* x = X + std::ptrdiff_t(i) * lanes;
     const int next = i + 1;
-    product(
-        {p, 1, n - next}, [=](int k, int) { return double(B[k][i]); },
-        [=](int k, int l) { return double(B[k][next + l]); },
-        [=](int l, int) { return -double(U[next + l][i]); },
-        [=](int k, int, double rest) { B[k][i] = store<Real>(rest / pivot); });
+    const int first = upper ? std::max(0, next - j0) : 0;  // the first column with a row above its last
+    if (first >= lanes) continue;
+    for (int v = first; v < lanes; ++v) sums[v] = start(x[v]);
+    std::fill_n(sums, first, 0.0);
+    const int shared = upper ? std::max(next, std::min(rows, j0 + 1)) : rows;  // end of the terms of all
+    add_rows(U + next, i, x + lanes, lanes, shared - next, subtract, nullptr, sums);
+    if (shared < rows) {
+      const int band = shared - j0;
+      add_rows(U + shared, i, X + std::ptrdiff_t(shared) * lanes, lanes, rows - shared, subtract, &band,
+               sums);
+    }
+    for (int v = first; v < lanes; ++v) x[v] = finish(i, sums[v]);
   }
 }
 
-// From the first row to the last: b(i) = (b(i) - (u(0,i) b(0) + u(1,i) b(1) + ...)) / u(i,i).
+/// Copies rows 0..rows-1 of columns B[0..count-1] side by side, zero in the lanes behind.
+template <class Real>
+void load_columns(Real* const* B, int rows, int count, int lanes, double* X) noexcept {
+  kernels().of<Real>().pack_terms(B, 0, count, rows, lanes, X);
+}
+
+template <class Real>
+void store_column(const double* X, int rows, int lanes, Real* b) noexcept {
+  for (int i = 0; i < rows; ++i) b[i] = store<Real>(X[std::ptrdiff_t(i) * lanes]);
+}
+
+}  // namespace
+
+// From the last row to the first: b(i) = (b(i) - u(i,i+1) b(i+1) - u(i,i+2) b(i+2) - ...) / u(i,i).
+template <class Real>
+void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
+  if (n < 1) return;
+  const int lanes = lanes_for(n, p);
+  if (lanes == 0) {  // too tall for the scratch: one unknown at a time
+    for (int k = 0; k < p; ++k)
+      for (int i = n - 1; i >= 0; --i) {
+        double rest = B[k][i];
+        for (int l = i + 1; l < n; ++l) rest = mul_add(-U[l][i], B[k][l], rest);
+        B[k][i] = store<Real>(rest / U[i][i]);
+      }
+    return;
+  }
+  alignas(64) double X[most_unknowns];
+  for (int k = 0; k < p; k += lanes) {
+    const int count = std::min(lanes, p - k);
+    load_columns(B + k, n, count, lanes, X);
+    back_substitute(
+        U, n, X, lanes, 0, false, true, [](double b) { return b; },
+        [U](int i, double rest) { return double(store<Real>(rest / U[i][i])); });
+    for (int c = 0; c < count; ++c) store_column(X + c, n, lanes, B[k + c]);
+  }
+}
+
+// From the first row to the last: b(i) = (b(i) - (u(0,i) b(0) + u(1,i) b(1) + ...)) / u(i,i). The sums over
+// all rows before a block of 24 are one product; the block's own rows follow one by one.
 template <class Real>
 void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
-  for (int i = 0; i < n; ++i) {
-    const double pivot = U[i][i];
-    product(
-        {p, 1, i}, [=](int k, int l) { return double(B[k][l]); }, column(U[i]),
-        [=](int k, int, double sum) {
-          const double rest = B[k][i] - sum;
-          B[k][i] = store<Real>(rest / pivot);
-        });
-  }
+  constexpr int most_rows = panel_rows, lanes = 48;
+  alignas(64) double sums[most_rows * lanes], X[most_rows * lanes], factors[most_rows];
+  for (int k0 = 0; k0 < p; k0 += lanes)
+    for (int i0 = 0; i0 < n; i0 += most_rows) {
+      const int rows = std::min(most_rows, n - i0), columns = std::min(lanes, p - k0);
+      Real* const* b = B + k0;
+      std::fill_n(sums, rows * lanes, 0.0);
+      product({rows, columns, i0}, transposed(U + i0), as_is(b),
+              [&](int i, int k, double sum) { sums[i * lanes + k] = sum; });
+      std::fill_n(X, rows * lanes, 0.0);
+      for (int i = 0; i < rows; ++i) {
+        const Real* u = U[i0 + i] + i0;
+        std::copy_n(u, i, factors);
+        kernels().add_lanes(factors, X, lanes, i, sums + i * lanes);
+        for (int k = 0; k < columns; ++k) {
+          const double rest = b[k][i0 + i] - sums[i * lanes + k];
+          X[i * lanes + k] = b[k][i0 + i] = store<Real>(rest / u[i]);
+        }
+      }
+    }
 }
 
 namespace {
@@ -50,15 +125,31 @@ namespace {
 template <class Real>
 void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
   if (n < 1) return;
-  for (int i = n - 1; i >= 0; --i) {
-    const double pivot = U[i][i];
-    const int next = i + 1;
-    V[i][i] = store<Real>(V[i][i] / pivot);
-    product(
-        {n - next, 1, n - next, Band::from_l}, [=](int j, int) { return double(V[next + j][i]); },
-        [=](int j, int l) { return double(V[next + j][next + l]); },
-        [=](int l, int) { return -double(U[next + l][i]); },
-        [=](int j, int, double rest) { V[next + j][i] = store<Real>(rest / pivot); });
+  const int lanes = lanes_for(n, n);
+  if (lanes == 0) {  // too tall for the scratch: one unknown at a time
+    for (int j = 0; j < n; ++j)
+      for (int i = j; i >= 0; --i) {
+        double rest = V[j][i];
+        for (int l = i + 1; l <= j; ++l) rest = mul_add(-U[l][i], V[j][l], rest);
+        V[j][i] = store<Real>(rest / U[i][i]);
+      }
+    return;
+  }
+  alignas(64) double X[most_unknowns];
+  for (int j0 = 0; j0 < n; j0 += lanes) {
+    const int count = std::min(lanes, n - j0), rows = j0 + count;
+    load_columns(V + j0, j0 + 1, count, lanes, X);
+    for (int i = j0 + 1; i < rows; ++i)
+      for (int v = 0; v < lanes; ++v)
+        X[i * lanes + v] = v < count && i <= j0 + v ? double(V[j0 + v][i]) : 0.0;
+    for (int c = 0; c < count; ++c) {  // the last row of each column has no terms
+      double& last = X[(j0 + c) * lanes + c];
+      last = store<Real>(last / U[j0 + c][j0 + c]);
+    }
+    back_substitute(
+        U, rows, X, lanes, j0, true, true, [](double v) { return v; },
+        [U](int i, double rest) { return double(store<Real>(rest / U[i][i])); });
+    for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, V[j0 + c]);
   }
 }
 
@@ -82,18 +173,25 @@ int M_tinv(Real* const* T, int n) noexcept {
     if (T[k][k] == 0) return k + 1;  // NaN passes
     T[k][k] = store<Real>(1.0 / T[k][k]);
   }
-  for (int j = 0; j < n; ++j)
-    for (int i = j + 1; i < n; ++i) T[j][i] = T[i][j];  // row i of column j holds u(j,i)
-
-  // x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), rows from the last to the first
-  for (int i = n - 2; i >= 0; --i) {
-    const double reciprocal = T[i][i];
-    const int next = i + 1;
-    product(
-        {n - next, 1, n - next, Band::from_l},
-        [=](int j, int l) { return double(T[next + j][next + l]); }, column(T[i] + next),
-        [=](int j, int, double sum) { T[next + j][i] = store<Real>(-reciprocal * sum); });
+  // x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), rows from the last to the first. Columns
+  // from the last to the first too: those before the present ones still hold U.
+  const int lanes = lanes_for(n, n);
+  alignas(64) double X[most_unknowns];
+  for (int end = n; lanes > 0 && end > 0; end -= std::min(lanes, end)) {
+    const int count = std::min(lanes, end), j0 = end - count;
+    std::fill_n(X + j0 * lanes, count * lanes, 0.0);
+    for (int c = 0; c < count; ++c) X[(j0 + c) * lanes + c] = T[j0 + c][j0 + c];
+    back_substitute(
+        T, end, X, lanes, j0, true, false, [](double) { return 0.0; },
+        [T](int i, double sum) { return double(store<Real>(-double(T[i][i]) * sum)); });
+    for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, T[j0 + c]);
   }
+  for (int j = n - 1; lanes == 0 && j >= 0; --j)  // too tall for the scratch: one unknown at a time
+    for (int i = j - 1; i >= 0; --i) {
+      double sum = 0.0;
+      for (int l = i + 1; l <= j; ++l) sum = mul_add(T[l][i], T[j][l], sum);
+      T[j][i] = store<Real>(-double(T[i][i]) * sum);
+    }
   for (int j = 0; j < n; ++j) V_fill(T[j] + j + 1, n - 1 - j, 0.0);
   return M_TINV_OK;
 }

@@ -4,7 +4,7 @@
 
 #include "llsqp/kernels/arithmetic.hpp"
 #include "llsqp/kernels/dot.hpp"
-#include "llsqp/kernels/product.hpp"
+#include "llsqp/kernels/panel.hpp"
 #include "llsqp/kernels/scratch.hpp"
 #include "llsqp/kernels/tolerance.hpp"
 #include "llsqp/kernels/vector.hpp"
@@ -15,29 +15,218 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace tabfit {
 namespace {
 
-/// h[j] = squared norm of what is not yet reduced of column j: of the whole column before step 0, then
-/// less the element that the last step left in row l-1. Never formed anew.
-template <class Real>
-void update_norms(Real* const* A, int m, int n, int l, double* h) noexcept {
-  for (int j = l; j < n; ++j)
-    h[j] = l == 0 ? V_sumsq(A[j], m) : mul_add(-A[j][l - 1], A[j][l - 1], h[j]);
-}
+// What is not yet reduced of a table of n + k columns, in two forms with the same operations. Positions
+// are those of the columns in the table; the owner exchanges the table's pointers.
+//
+//   norms(h)              h[j] = squared norm of matrix column j
+//   finish_row(i, h)      row i of the matrix columns behind position i is final: h[j] loses its square
+//   exchange(l, c)        columns l and c have changed places in the table
+//   take(l)               column l, updated from row l on, is in the table from now on
+//   exchange_rows(l, r)   in all columns behind position l
+//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
+//   give_back(l)          all columns from position l on are in the table
 
-/// Applies I - u u' / beta to rows l..m-1 of columns j0..end-1: y = y - ((u' y) / beta) u.
+/// In the table itself, one column after the other.
 template <class Real>
-void reflect(Real* const* A, const Real* u, double beta, int l, int m, int j0, int end) noexcept {
-  Real* const* Y = A + j0;
-  product(
-      {end - j0, 1, m - l}, [=](int j, int i) { return double(Y[j][l + i]); }, column(u),
-      [=](int j, int, double sum) { V_axpy(-sum / beta, u, Y[j] + l, m - l); });
+class InPlace {
+ public:
+  InPlace(Real** A, int m, int n, int k) noexcept : A_(A), m_(m), n_(n), end_(n + k) {}
+
+  void norms(double* h) noexcept {
+    for (int j = 0; j < n_; ++j) h[j] = V_sumsq(A_[j], m_);
+  }
+  void finish_row(int i, double* h) noexcept {
+    for (int j = i + 1; j < n_; ++j) h[j] = mul_add(-A_[j][i], A_[j][i], h[j]);
+  }
+  void exchange(int, int) noexcept {}
+  void take(int) noexcept {}
+  void exchange_rows(int l, int r) noexcept { M_swap(A_, l + 1, end_ - 1, l, r); }
+  void reflect(int l, double beta, int j0) noexcept {
+    const Real* u = A_[l] + l;
+    for (int j = j0; j < end_; ++j)
+      V_axpy(-V_dot(A_[j] + l, u, m_ - l) / beta, u, A_[j] + l, m_ - l);
+  }
+  void give_back(int) noexcept {}
+
+ private:
+  Real** A_;
+  int m_, n_, end_;
+};
+
+/// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.
+///
+/// Why:       a pass over the columns is what costs. The last reflection waits: the pass that forms the
+///            sums of the next one applies it. Only what the next step looks at is brought up to date
+///            before that: row l and the pivot column.
+/// Invariant: live columns fill slots 0..live-1, eight a panel; a column that leaves is replaced by that
+///            of the last slot. waiting_ says that rows l..m-1 of columns from waiting_from_ on still miss
+///            the reflection with previous_ and t_.
+template <class Real>
+class Panels {
+ public:
+  /// Elements of scratch, in doubles, behind an address that is a multiple of 64.
+  static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
+    const std::ptrdiff_t padded = (columns + 7) / 8 * std::ptrdiff_t(8);
+    return padded * m * std::ptrdiff_t(sizeof(Real)) / 8 + 2 * std::ptrdiff_t(m) + 3 * padded;
+  }
+
+  Panels(Real** A, int m, int n, int k, double* scratch) noexcept
+      : A_(A), m_(m), n_(n), end_(n + k), live_(n + k), panel_size_(8 * std::ptrdiff_t(m)) {
+    const std::ptrdiff_t padded = (end_ + 7) / 8 * std::ptrdiff_t(8);
+    t_ = scratch;
+    s_ = t_ + padded;
+    Y_ = reinterpret_cast<Real*>(s_ + padded);
+    next_ = s_ + padded + padded * m * std::ptrdiff_t(sizeof(Real)) / 8;
+    previous_ = next_ + m;
+    slot_ = reinterpret_cast<int*>(previous_ + m);
+    column_ = slot_ + padded;
+    for (int j = 0; j < padded; ++j) {
+      slot_[j] = column_[j] = j;
+      t_[j] = 0.0;
+      Real* y = place(j, 0);
+      for (int i = 0; i < m; ++i) y[8 * std::ptrdiff_t(i)] = j < end_ ? A[j][i] : Real(0);
+    }
+  }
+
+  void norms(double* h) noexcept {
+    kernel_.squares(Y_, panel_size_, panels(), m_, s_);
+    std::copy_n(s_, n_, h);
+  }
+
+  void finish_row(int i, double* h) noexcept {
+    if (waiting_) kernel_.reflect(Y_ + 8 * std::ptrdiff_t(i), panel_size_, panels(), 1, previous_ + i, t_, nullptr, s_);
+    for (int j = i + 1; j < end_; ++j) {
+      const Real y = A_[j][i] = *place(slot_[j], i);
+      if (j < n_) h[j] = mul_add(-y, y, h[j]);
+    }
+  }
+
+  void exchange(int l, int c) noexcept {
+    I_swap(slot_ + l, slot_ + c);
+    I_swap(column_ + slot_[l], column_ + slot_[c]);
+  }
+
+  void take(int l) noexcept {
+    const int slot = slot_[l], last = --live_;
+    copy_out(l);
+    if (waiting_) V_axpy(t_[slot], previous_ + l, A_[l] + l, m_ - l);
+    if (slot == last) return;
+    const int moved = column_[last];
+    for (int i = l; i < m_; ++i) *place(slot, i) = *place(last, i);
+    t_[slot] = t_[last];
+    slot_[moved] = slot;
+    column_[slot] = moved;
+  }
+
+  void exchange_rows(int l, int r) noexcept {
+    for (int p = 0; p < panels(); ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
+    E_swap(previous_ + l, previous_ + r);
+  }
+
+  void reflect(int l, double beta, int j0) noexcept {
+    std::copy_n(A_[l] + l, m_ - l, next_ + l);
+    kernel_.reflect(Y_ + 8 * std::ptrdiff_t(l), panel_size_, panels(), m_ - l,
+                    waiting_ ? previous_ + l : nullptr, t_, next_ + l, s_);
+    waiting_ = true;
+    waiting_from_ = j0;
+    for (int c = 0; c < live_; ++c) t_[c] = -s_[c] / beta;
+    std::swap(previous_, next_);
+  }
+
+  void give_back(int l) noexcept {
+    for (int j = l; j < end_; ++j) {
+      copy_out(j, l);
+      if (waiting_ && j >= waiting_from_) V_axpy(t_[slot_[j]], previous_ + l, A_[j] + l, m_ - l);
+    }
+  }
+
+ private:
+  Real* place(int slot, int i) noexcept {
+    return Y_ + slot / 8 * panel_size_ + 8 * std::ptrdiff_t(i) + slot % 8;
+  }
+  int panels() const noexcept { return (live_ + 7) / 8; }
+
+  /// Rows from `first` on of the column at position j, as the panels hold them.
+  void copy_out(int j, int first) noexcept {
+    const Real* y = place(slot_[j], 0);
+    for (int i = first; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
+  }
+  void copy_out(int l) noexcept { copy_out(l, l); }
+
+  const ElementKernels<Real>& kernel_ = kernels().of<Real>();
+  Real** A_;
+  int m_, n_, end_, live_;
+  std::ptrdiff_t panel_size_;
+  Real* Y_;                               // the panels
+  double *t_, *s_, *previous_, *next_;    // multipliers and sums of the slots; reflectors
+  int *slot_, *column_;                   // of a position, and of a slot
+  bool waiting_ = false;
+  int waiting_from_ = 0;
+};
+
+/// The steps of the decomposition.
+template <class Real, class Rest>
+int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
+  constexpr double eps = Tolerance<Real>::rank;
+  const int steps = std::min(m, n);
+  double tol = 0.0;
+  rest.norms(h);
+  for (int l = 0; l < steps; ++l) {
+    if (l > 0) rest.finish_row(l - 1, h);
+
+    // The column with the greatest norm, the first of equals, comes to place l.
+    const int c = l + V_imax(h + l, n - l);
+    const double hmax = h[c];
+    if (l == 0) {
+      if (hmax == 0.0) return M_QRD_ZERO;
+      tol = store<double>(Wide(hmax) * eps * eps);
+    } else if (!(hmax >= tol)) {  // NaN fails too
+      rest.give_back(l);
+      return l;
+    }
+    if (c > l) {
+      P_swap(A + l, A + c);
+      E_swap(h + l, h + c);
+      I_swap(ip + l, ip + c);
+      rest.exchange(l, c);
+    }
+    rest.take(l);
+
+    // The row of its element of greatest magnitude, by V_iamax's rule, comes to place l. The columns
+    // already reduced stay as they are.
+    Real* u = A[l];
+    const int r = l + V_iamax(u + l, m - l);
+    if (r > l) {
+      E_swap(u + l, u + r);
+      rest.exchange_rows(l, r);
+    }
+
+    // u = column l + s e(l), of which only element l differs from the column; R(l,l) = -s.
+    const double sigma = std::sqrt(h[l]);
+    const double a = u[l];
+    const double s =
+        a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
+    u[l] = store<Real>(a + s);
+    const double beta = store<double>(Wide(s) * (Wide(a) + s));
+
+    // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
+    // columns to its right. The basic solutions of wide problems rely on it.
+    rest.reflect(l, beta, l < steps - 1 ? l + 1 : n);
+    if (l == steps - 1) rest.give_back(l);  // while u is what it was
+    u[l] = store<Real>(-s);
+  }
+  return M_QRD_OK;
 }
 
 }  // namespace
 
+// The panels lie on the stack for a small table and in a block of the table's size for a large one; if
+// that cannot be had, the table is worked in place.
 template <class Real>
 int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
   if (m < 1 || n < 1) return M_QRD_BAD_SIZE;
@@ -45,46 +234,21 @@ int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
   if (!h) return M_QRD_NO_MEMORY;
   for (int j = 0; j < n; ++j) ip[j] = j;
 
-  constexpr double eps = Tolerance<Real>::rank;
-  const int steps = std::min(m, n);
-  double tol = 0.0;
-  for (int l = 0; l < steps; ++l) {
-    update_norms(A, m, n, l, h.get());
-
-    // The column with the greatest norm, the first of equals, comes to place l.
-    const int c = l + V_imax(h.get() + l, n - l);
-    const double hmax = h[c];
-    if (l == 0) {
-      if (hmax == 0.0) return M_QRD_ZERO;
-      tol = store<double>(Wide(hmax) * eps * eps);
-    } else if (!(hmax >= tol)) {  // NaN fails too
-      return l;
-    }
-    if (c > l) {
-      P_swap(A + l, A + c);
-      E_swap(h.get() + l, h.get() + c);
-      I_swap(ip + l, ip + c);
-    }
-
-    // The row of its element of greatest magnitude, by V_iamax's rule, comes to place l. The columns
-    // already reduced stay as they are.
-    const int r = l + V_iamax(A[l] + l, m - l);
-    if (r > l) M_swap(A, l, n + k - 1, l, r);
-
-    // u = column l + s e(l), of which only element l differs from the column; R(l,l) = -s.
-    const double sigma = std::sqrt(h[l]);
-    const double a = A[l][l];
-    const double s =
-        a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
-    A[l][l] = store<Real>(a + s);
-    const double beta = store<double>(Wide(s) * (Wide(a) + s));
-
-    // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
-    // columns to its right. The basic solutions of wide problems rely on it.
-    reflect(A, A[l] + l, beta, l, m, l < steps - 1 ? l + 1 : n, n + k);
-    A[l][l] = store<Real>(-s);
+  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
+  const std::ptrdiff_t size = Panels<Real>::scratch_size(m, n + k);
+  if (size <= stack_size) {
+    alignas(line) double scratch[stack_size];
+    return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
   }
-  return M_QRD_OK;
+  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) > small_table) {
+    const CArray<double> block = malloc_array<double>(size + line / 8);
+    if (block) {
+      const auto address = reinterpret_cast<std::uintptr_t>(block.get());
+      double* scratch = block.get() + (line - address % line) % line / 8;
+      return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
+    }
+  }
+  return reduce(A, m, n, ip, h.get(), InPlace<Real>(A, m, n, k));
 }
 
 template int M_qrd(float**, int, int, int, int*) noexcept;

@@ -1,4 +1,4 @@
-// llsqp/kernels/dot.cpp - sums of products, multiples added; the only file that knows the processor.
+// llsqp/kernels/dot.cpp - sums of products, multiples added, recurrences.
 #include "llsqp/kernels/dot.hpp"
 
 #include "llsqp/kernels/arithmetic.hpp"
@@ -32,34 +32,6 @@ template <class Real>
   for (int i = 0; i < n; ++i) w[i] = store<Real>(mul_add(x[i], y[i], -double(z[i])));
 }
 
-/// rows is a constant where the caller inlines this with one: the inner loop then has no remainder.
-[[gnu::always_inline]] inline void sums(const double* __restrict P, const double* __restrict Q,
-                                        int rows, int columns, int depth,
-                                        double* __restrict sum) noexcept {
-  for (int l = 0; l < depth; ++l, P += panel_rows, Q += panel_columns)
-    for (int c = 0; c < columns; ++c)
-      for (int r = 0; r < rows; ++r) {
-        double& s = sum[c * panel_rows + r];
-        s = mul_add(P[r], Q[c], s);
-      }
-}
-
-[[gnu::always_inline]] inline void any_sums(const double* P, const double* Q, int rows, int columns,
-                                            int depth, double* sum) noexcept {
-  switch (rows) {
-    case 8:
-      return sums(P, Q, 8, columns, depth, sum);
-    case 16:
-      return sums(P, Q, 16, columns, depth, sum);
-    case 24:
-      return sums(P, Q, 24, columns, depth, sum);
-    case 32:
-      return sums(P, Q, 32, columns, depth, sum);
-    default:
-      return sums(P, Q, rows, columns, depth, sum);
-  }
-}
-
 #ifdef TABFIT_KERNEL_CHOICE
 [[gnu::target("avx2,fma")]] double dot_avx2(const double* x, const double* y, int n) noexcept {
   return dot(x, y, n);
@@ -73,16 +45,7 @@ template <class Real>
                                             int n) noexcept {
   recur(x, y, z, w, n);
 }
-[[gnu::target("avx2,fma")]] void sums_avx2(const double* P, const double* Q, int rows, int columns,
-                                           int depth, double* sum) noexcept {
-  any_sums(P, Q, rows, columns, depth, sum);
-}
-[[gnu::target("avx512f,avx2,fma")]] void sums_avx512(const double* P, const double* Q, int rows,
-                                                     int columns, int depth, double* sum) noexcept {
-  any_sums(P, Q, rows, columns, depth, sum);
-}
 bool has_avx2() noexcept { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
-bool has_avx512() noexcept { return __builtin_cpu_supports("avx512f"); }
 #endif
 
 }  // namespace
@@ -109,6 +72,7 @@ void V_axpy(double t, const U* u, Y* y, int n) noexcept {
 }
 template void V_axpy(double, const float*, float*, int) noexcept;
 template void V_axpy(double, const float*, double*, int) noexcept;
+template void V_axpy(double, const double*, float*, int) noexcept;
 template void V_axpy(double, const double*, double*, int) noexcept;
 
 template <class Real>
@@ -120,14 +84,5 @@ void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noex
 }
 template void V_recur(const double*, const float*, const float*, float*, int) noexcept;
 template void V_recur(const double*, const double*, const double*, double*, int) noexcept;
-
-void panel_sums(const double* P, const double* Q, int rows, int columns, int depth,
-                double* sum) noexcept {
-#ifdef TABFIT_KERNEL_CHOICE
-  if (has_avx512()) return sums_avx512(P, Q, rows, columns, depth, sum);
-  if (has_avx2()) return sums_avx2(P, Q, rows, columns, depth, sum);
-#endif
-  any_sums(P, Q, rows, columns, depth, sum);
-}
 
 }  // namespace tabfit

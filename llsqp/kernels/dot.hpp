@@ -1,4 +1,4 @@
-// llsqp/kernels/dot.hpp - sums of products, one and panels of them side by side; multiples added.
+// llsqp/kernels/dot.hpp - one sum of products; multiples added; the step of a recurrence.
 #pragma once
 
 namespace tabfit {
@@ -29,19 +29,5 @@ void V_axpy(double t, const U* u, Y* y, int n) noexcept;
 /// recurrence for n points side by side. w overlaps no other.
 template <class Real>
 void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noexcept;
-
-/// Sums that stand side by side in a panel, and panels that share their left factor.
-inline constexpr int panel_rows = 32, panel_columns = 16;
-
-/// sum[c][r] += P[l][r] Q[l][c] for l = 0..depth-1 in turn, r < rows, c < columns.
-///
-/// Why:       a sum may not be split, and one alone waits for its own last step; neighbouring sums do
-///            not wait for each other.
-/// Shape:     P is [depth][panel_rows], Q [depth][panel_columns], sum [columns][panel_rows]; none
-///            overlap. rows <= panel_rows, columns <= panel_columns.
-/// Invariant: sum[c][r] holds its terms before l.
-/// Order:     l ascending in every sum, each step one fused multiply-add: the plain loop's bits.
-void panel_sums(const double* P, const double* Q, int rows, int columns, int depth,
-                double* sum) noexcept;
 
 }  // namespace tabfit

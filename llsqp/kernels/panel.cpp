@@ -1,0 +1,127 @@
+// llsqp/kernels/panel.cpp - the kernels as plain loops, and the choice among all.
+#include "llsqp/kernels/panel.hpp"
+
+#include "llsqp/kernels/arithmetic.hpp"
+
+namespace tabfit {
+namespace {
+
+template <class Real>
+void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                double* out) noexcept {
+  for (int t = 0; t < terms; ++t, out += width) {
+    for (int r = 0; r < count; ++r) out[r] = lines[t][line + r];
+    for (int r = count; r < width; ++r) out[r] = 0.0;
+  }
+}
+
+template <class Real>
+void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
+                double* out) noexcept {
+  for (int r = 0; r < width; ++r)
+    for (int t = 0; t < terms; ++t) out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
+}
+
+template <class Real>
+void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
+          double* sums) noexcept {
+  for (int c = 0; c < count; ++c) {
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) sum = mul_add(columns[c][row + i], x[i], sum);
+    sums[c] = sum;
+  }
+}
+
+template <class Real>
+void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+           double* sums) noexcept {
+  for (int t = 0; t < terms; ++t)
+    for (int r = 0; r < rows; ++r) sums[r] = mul_add(columns[t][row + r], x[t], sums[r]);
+}
+
+template <class Real>
+void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
+              bool subtract, const int* band, double* sums) noexcept {
+  for (int t = 0; t < terms; ++t, X += lanes) {
+    const double factor = subtract ? -double(columns[t][row]) : double(columns[t][row]);
+    for (int v = 0; v < lanes; ++v)
+      if (!band || v >= *band + t) sums[v] = mul_add(factor, X[v], sums[v]);
+  }
+}
+
+template <class Real>
+void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
+             const double* t, const double* next, double* s) noexcept {
+  for (int p = 0; p < panels; ++p, Y += panel_size)
+    for (int c = 0; c < 8; ++c) {
+      double sum = 0.0;
+      for (int i = 0; i < rows; ++i) {
+        Real& y = Y[8 * std::ptrdiff_t(i) + c];
+        if (previous) y = store<Real>(mul_add(t[8 * p + c], previous[i], y));
+        if (next) sum = mul_add(y, next[i], sum);
+      }
+      if (next) s[8 * p + c] = sum;
+    }
+}
+
+template <class Real>
+void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
+  for (int p = 0; p < panels; ++p, Y += panel_size)
+    for (int c = 0; c < 8; ++c) {
+      double sum = 0.0;
+      for (int i = 0; i < rows; ++i) {
+        const Real y = Y[8 * std::ptrdiff_t(i) + c];
+        sum = mul_add(y, y, sum);
+      }
+      s[8 * p + c] = sum;
+    }
+}
+
+void tile(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept {
+  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns)
+    for (int c = 0; c < columns; ++c)
+      for (int r = 0; r < rows; ++r)
+        sum[c * panel_rows + r] = mul_add(P[r], Q[c], sum[c * panel_rows + r]);
+}
+
+void masked_tile(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
+                 double* sum) noexcept {
+  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns)
+    for (int c = 0; c < panel_columns; ++c)
+      for (int r = 0; r < rows; ++r)
+        if ((mask[t].columns >> c & 1) && (mask[t].rows >> r & 1))
+          sum[c * panel_rows + r] = mul_add(P[r], Q[c], sum[c * panel_rows + r]);
+}
+
+void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
+  for (int t = 0; t < terms; ++t, X += lanes)
+    for (int v = 0; v < lanes; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
+}
+
+}  // namespace
+
+const Kernels plain_kernels = {
+    tile,
+    masked_tile,
+    add_lanes,
+    {pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>, add_rows<float>,
+     reflect<float>, squares<float>},
+    {pack_lines<double>, pack_terms<double>, dots<double>, sweep<double>, add_rows<double>,
+     reflect<double>, squares<double>},
+};
+
+#if !defined(TABFIT_X86_KERNELS)
+const Kernels* avx2_kernels() noexcept { return nullptr; }
+const Kernels* avx512_kernels() noexcept { return nullptr; }
+const Kernels& kernels() noexcept { return plain_kernels; }
+#else
+const Kernels& kernels() noexcept {
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("fma"))
+    return *avx512_kernels();
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return *avx2_kernels();
+  return plain_kernels;
+}
+#endif
+
+}  // namespace tabfit

@@ -1,0 +1,92 @@
+// llsqp/kernels/panel.hpp - sums of products that stand side by side: the kernels, and their choice.
+//
+// A sum may not be split, and one alone waits for its own last step; neighbouring sums do not wait for
+// each other. Every kernel below advances many sums together, each of them in its own order, each step
+// one fused multiply-add: the bits of the plain loop, with every instruction set.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tabfit {
+
+/// Rows and columns of a tile of sums, and so the widths of the panels of its factors.
+inline constexpr int panel_rows = 24, panel_columns = 8;
+
+/// The sums of a tile that a term belongs to.
+struct TileMask {
+  std::uint32_t rows;     ///< bit r for row r
+  std::uint32_t columns;  ///< bit c for column c
+};
+
+/// The kernels that read elements of one type.
+template <class Real>
+struct ElementKernels {
+  /// out[t * width + r] = lines[t][line + r], zero from `count` up to the next multiple of 8, at most
+  /// `width`; for t < terms, r < count <= width.
+  void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                     double* out) noexcept;
+
+  /// out[t * width + r] = lines[r][term + t], zero from `count` up to `width`.
+  void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
+                     double* out) noexcept;
+
+  /// sums[c] = columns[c][row] x[0] + columns[c][row + 1] x[1] + ... , n terms, ascending, from 0.
+  void (*dots)(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
+               double* sums) noexcept;
+
+  /// sums[r] += columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, r < rows <= 128.
+  void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+                double* sums) noexcept;
+
+  /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8; with
+  /// a band, for lanes v >= band + t only.
+  void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
+                   bool subtract, const int* band, double* sums) noexcept;
+
+  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. Applies
+  /// the previous reflector to all of them and forms the sums of the next one, row after row:
+  /// y = y + t[c] previous[i], rounded to Real; s[c] = s[c] + y next[i], s from 0. Without the one or
+  /// the other if its vector is null.
+  void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
+                  const double* t, const double* next, double* s) noexcept;
+
+  /// s[c] = sum of the squares of a column of such panels, from 0, ascending.
+  void (*squares)(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept;
+};
+
+struct Kernels {
+  /// sum[c * panel_rows + r] += P[t * panel_rows + r] Q[t * panel_columns + c], t ascending, for
+  /// r < rows and c < columns at least, and at most the next multiple of 8.
+  void (*tile)(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept;
+
+  /// The same for the sums that mask[t] names; the others are not touched, whatever stands in P and Q.
+  void (*masked_tile)(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
+                      double* sum) noexcept;
+
+  /// sums[v] += q[t] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8.
+  void (*add_lanes)(const double* q, const double* X, int lanes, int terms, double* sums) noexcept;
+
+  ElementKernels<float> f;
+  ElementKernels<double> d;
+
+  template <class Real>
+  const ElementKernels<Real>& of() const noexcept {
+    if constexpr (sizeof(Real) == sizeof(float))
+      return f;
+    else
+      return d;
+  }
+};
+
+/// Plain loops, for every processor.
+extern const Kernels plain_kernels;
+
+/// Where the processor may have them; null where this library was built for another kind.
+const Kernels* avx2_kernels() noexcept;
+const Kernels* avx512_kernels() noexcept;
+
+/// The best that this processor runs.
+const Kernels& kernels() noexcept;
+
+}  // namespace tabfit

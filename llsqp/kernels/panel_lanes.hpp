@@ -1,0 +1,573 @@
+// llsqp/kernels/panel_lanes.hpp - the panel kernels over vectors of the width that the file including
+// this is compiled for. Nothing of the standard library is used but names of types: what a header
+// defines inline would be compiled for this processor and might be linked for others.
+#pragma once
+
+#include "llsqp/kernels/panel.hpp"
+
+#include <immintrin.h>
+
+namespace tabfit {
+namespace {
+
+#define TABFIT_UNROLL _Pragma("GCC unroll 32")
+
+// -- vectors of doubles -----------------------------------------------------------------------------
+
+#ifdef __AVX512F__
+
+struct Lanes {
+  static constexpr int width = 8;
+  using Mask = __mmask8;
+  __m512d v;
+
+  static Lanes zero() { return {_mm512_setzero_pd()}; }
+  static Lanes of(double x) { return {_mm512_set1_pd(x)}; }
+  static Lanes load(const double* p) { return {_mm512_loadu_pd(p)}; }
+  static Lanes load(const float* p) { return {_mm512_cvtps_pd(_mm256_loadu_ps(p))}; }
+  /// The lanes of the mask; nothing else is read, and the others are 0.
+  static Lanes load(const double* p, Mask k) { return {_mm512_maskz_loadu_pd(k, p)}; }
+  static Lanes load(const float* p, Mask k) {
+    return {_mm512_cvtps_pd(_mm256_maskz_loadu_ps(k, p))};
+  }
+  void put(double* p) const { _mm512_storeu_pd(p, v); }
+  /// What stands there afterwards.
+  Lanes put_rounded(double* p) const {
+    put(p);
+    return *this;
+  }
+  Lanes put_rounded(float* p) const {
+    const __m256 rounded = _mm512_cvtpd_ps(v);
+    _mm256_storeu_ps(p, rounded);
+    return {_mm512_cvtps_pd(rounded)};
+  }
+  void put(double* p, Mask k) const { _mm512_mask_storeu_pd(p, k, v); }
+  static Mask mask(std::uint32_t bits) { return static_cast<Mask>(bits); }
+};
+
+inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm512_fmadd_pd(a.v, b.v, c.v)}; }
+inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm512_fnmadd_pd(a.v, b.v, c.v)}; }
+/// c in the lanes outside the mask.
+inline Lanes fma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
+  return {_mm512_mask3_fmadd_pd(a.v, b.v, c.v, k)};
+}
+inline Lanes fnma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
+  return {_mm512_mask3_fnmadd_pd(a.v, b.v, c.v, k)};
+}
+
+/// 0 in the lanes outside the mask.
+inline Lanes only(Lanes a, Lanes::Mask k) { return {_mm512_maskz_mov_pd(k, a.v)}; }
+
+inline __m512d two_runs(const double* a, const double* b) {
+  return _mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_loadu_pd(a)), _mm256_loadu_pd(b), 1);
+}
+inline __m512d two_runs(const float* a, const float* b) {
+  return _mm512_cvtps_pd(
+      _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm_loadu_ps(b), 1));
+}
+
+/// Elements t..t+3 of Lanes::width lines as four vectors, one a term.
+template <class Real>
+inline void transpose(const Real* const* lines, std::ptrdiff_t t, Lanes out[4]) {
+  const __m512d a = two_runs(lines[0] + t, lines[2] + t), b = two_runs(lines[1] + t, lines[3] + t),
+                c = two_runs(lines[4] + t, lines[6] + t), d = two_runs(lines[5] + t, lines[7] + t);
+  const __m512d even_ab = _mm512_unpacklo_pd(a, b), odd_ab = _mm512_unpackhi_pd(a, b),
+                even_cd = _mm512_unpacklo_pd(c, d), odd_cd = _mm512_unpackhi_pd(c, d);
+  out[0].v = _mm512_shuffle_f64x2(even_ab, even_cd, 0x88);
+  out[1].v = _mm512_shuffle_f64x2(odd_ab, odd_cd, 0x88);
+  out[2].v = _mm512_shuffle_f64x2(even_ab, even_cd, 0xdd);
+  out[3].v = _mm512_shuffle_f64x2(odd_ab, odd_cd, 0xdd);
+}
+
+#else
+
+struct Lanes {
+  static constexpr int width = 4;
+  using Mask = __m256i;
+  __m256d v;
+
+  static Lanes zero() { return {_mm256_setzero_pd()}; }
+  static Lanes of(double x) { return {_mm256_set1_pd(x)}; }
+  static Lanes load(const double* p) { return {_mm256_loadu_pd(p)}; }
+  static Lanes load(const float* p) { return {_mm256_cvtps_pd(_mm_loadu_ps(p))}; }
+  /// The lanes of the mask; nothing else is read, and the others are 0.
+  static Lanes load(const double* p, Mask k) { return {_mm256_maskload_pd(p, k)}; }
+  static Lanes load(const float* p, Mask k) {
+    const __m128i narrow =
+        _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
+    return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow))};
+  }
+  void put(double* p) const { _mm256_storeu_pd(p, v); }
+  /// What stands there afterwards.
+  Lanes put_rounded(double* p) const {
+    put(p);
+    return *this;
+  }
+  Lanes put_rounded(float* p) const {
+    const __m128 rounded = _mm256_cvtpd_ps(v);
+    _mm_storeu_ps(p, rounded);
+    return {_mm256_cvtps_pd(rounded)};
+  }
+  void put(double* p, Mask k) const { _mm256_maskstore_pd(p, k, v); }
+  static Mask mask(std::uint32_t bits) {
+    const __m256i bit = _mm256_setr_epi64x(1, 2, 4, 8);
+    return _mm256_cmpeq_epi64(_mm256_and_si256(_mm256_set1_epi64x(bits), bit), bit);
+  }
+};
+
+inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
+inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
+/// c in the lanes outside the mask.
+inline Lanes fma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
+  return {_mm256_blendv_pd(c.v, fma(a, b, c).v, _mm256_castsi256_pd(k))};
+}
+inline Lanes fnma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
+  return {_mm256_blendv_pd(c.v, fnma(a, b, c).v, _mm256_castsi256_pd(k))};
+}
+
+/// 0 in the lanes outside the mask.
+inline Lanes only(Lanes a, Lanes::Mask k) { return {_mm256_and_pd(a.v, _mm256_castsi256_pd(k))}; }
+
+/// Elements t..t+3 of Lanes::width lines as four vectors, one a term.
+template <class Real>
+inline void transpose(const Real* const* lines, std::ptrdiff_t t, Lanes out[4]) {
+  const __m256d a = Lanes::load(lines[0] + t).v, b = Lanes::load(lines[1] + t).v,
+                c = Lanes::load(lines[2] + t).v, d = Lanes::load(lines[3] + t).v;
+  const __m256d even_ab = _mm256_unpacklo_pd(a, b), odd_ab = _mm256_unpackhi_pd(a, b),
+                even_cd = _mm256_unpacklo_pd(c, d), odd_cd = _mm256_unpackhi_pd(c, d);
+  out[0].v = _mm256_permute2f128_pd(even_ab, even_cd, 0x20);
+  out[1].v = _mm256_permute2f128_pd(odd_ab, odd_cd, 0x20);
+  out[2].v = _mm256_permute2f128_pd(even_ab, even_cd, 0x31);
+  out[3].v = _mm256_permute2f128_pd(odd_ab, odd_cd, 0x31);
+}
+
+#endif
+
+/// The first n lanes of a vector, none for n <= 0.
+inline Lanes::Mask first_lanes(int n) {
+  return Lanes::mask(n <= 0 ? 0U : n >= Lanes::width ? ~0U : (1U << n) - 1U);
+}
+
+template <int n>
+struct Count {
+  static constexpr int value = n;
+};
+
+// -- packing ----------------------------------------------------------------------------------------
+
+template <class Real>
+void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                double* out) noexcept {
+  const int whole = count / Lanes::width * Lanes::width, end = (count + 7) / 8 * 8;
+  const Lanes::Mask rest = first_lanes(count - whole);
+  for (int t = 0; t < terms; ++t, out += width) {
+    const Real* from = lines[t] + line;
+    int r = 0;
+    for (; r < whole; r += Lanes::width) Lanes::load(from + r).put(out + r);
+    if (r < count) Lanes::load(from + r, rest).put(out + r);
+    for (r += r < count ? Lanes::width : 0; r < end; r += Lanes::width) Lanes::zero().put(out + r);
+  }
+}
+
+template <class Real>
+void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
+                double* out) noexcept {
+  for (int r = 0; r < width; r += Lanes::width) {
+    if (r >= count) {
+      for (int t = 0; t < terms; ++t) Lanes::zero().put(out + t * width + r);
+      continue;
+    }
+    // A line beyond the count repeats the last one, and its lane is not kept.
+    const Real* run[Lanes::width];
+    for (int i = 0; i < Lanes::width; ++i) run[i] = lines[r + i < count ? r + i : count - 1] + term;
+    const bool all = r + Lanes::width <= count;
+    const Lanes::Mask live = first_lanes(count - r);
+    double* to = out + r;
+    int t = 0;
+    for (; t + 4 <= terms; t += 4, to += 4 * width) {
+      Lanes x[4];
+      transpose(run, t, x);
+      for (int i = 0; i < 4; ++i) {
+        if (!all) x[i] = only(x[i], live);
+        x[i].put(to + i * width);
+      }
+    }
+    for (; t < terms; ++t, to += width)
+      for (int i = 0; i < Lanes::width; ++i) to[i] = r + i < count ? double(run[i][t]) : 0.0;
+  }
+}
+
+// -- tiles ------------------------------------------------------------------------------------------
+
+/// `vectors` of rows by `columns` sums, kept in registers.
+template <int vectors, int columns>
+inline void sub_tile(const double* P, const double* Q, int depth, double* sum) {
+  Lanes acc[columns][vectors];
+  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+      acc[c][v] = Lanes::load(sum + c * panel_rows + v * Lanes::width);
+  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns) {
+    Lanes p[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) p[v] = Lanes::load(P + v * Lanes::width);
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+      const Lanes q = Lanes::of(Q[c]);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v]);
+    }
+  }
+  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+      acc[c][v].put(sum + c * panel_rows + v * Lanes::width);
+}
+
+/// `eights` times eight rows by `columns`: all in registers at once, or in parts.
+template <int eights, int columns>
+inline void rows_tile(const double* P, const double* Q, int depth, double* sum) {
+#ifdef __AVX512F__
+  sub_tile<eights, columns>(P, Q, depth, sum);
+#else
+  constexpr int vectors = eights == 3 ? 3 : 2, width = columns < 4 ? columns : 4;
+  for (int r = 0; r < 8 * eights; r += vectors * Lanes::width)
+    for (int c = 0; c < columns; c += width)
+      sub_tile<vectors, width>(P + r, Q + c, depth, sum + c * panel_rows + r);
+#endif
+}
+
+template <int eights>
+inline void columns_tile(const double* P, const double* Q, int columns, int depth, double* sum) {
+  if (columns > 4) return rows_tile<eights, 8>(P, Q, depth, sum);
+  if (columns > 1) return rows_tile<eights, 4>(P, Q, depth, sum);
+  rows_tile<eights, 1>(P, Q, depth, sum);
+}
+
+void tile(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept {
+  if (rows > 16) return columns_tile<3>(P, Q, columns, depth, sum);
+  if (rows > 8) return columns_tile<2>(P, Q, columns, depth, sum);
+  columns_tile<1>(P, Q, columns, depth, sum);
+}
+
+template <int vectors, int columns>
+inline void masked_sub_tile(const double* P, const double* Q, const TileMask* mask, int r0, int c0,
+                            int depth, double* sum) {
+  constexpr std::uint32_t all = (1U << columns) - 1U;
+  Lanes acc[columns][vectors];
+  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+      acc[c][v] = Lanes::load(sum + c * panel_rows + v * Lanes::width);
+  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns) {
+    const std::uint32_t wanted = mask[t].columns >> c0 & all;
+    Lanes p[vectors];
+    Lanes::Mask rows[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      p[v] = Lanes::load(P + v * Lanes::width);
+      rows[v] = Lanes::mask(mask[t].rows >> (r0 + v * Lanes::width));
+    }
+    if (wanted == all) {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        const Lanes q = Lanes::of(Q[c]);
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], rows[v]);
+      }
+    } else {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        if (!(wanted >> c & 1)) continue;
+        const Lanes q = Lanes::of(Q[c]);
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], rows[v]);
+      }
+    }
+  }
+  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+      acc[c][v].put(sum + c * panel_rows + v * Lanes::width);
+}
+
+void masked_tile(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
+                 double* sum) noexcept {
+#ifdef __AVX512F__
+  if (rows > 16) return masked_sub_tile<3, panel_columns>(P, Q, mask, 0, 0, depth, sum);
+  if (rows > 8) return masked_sub_tile<2, panel_columns>(P, Q, mask, 0, 0, depth, sum);
+  masked_sub_tile<1, panel_columns>(P, Q, mask, 0, 0, depth, sum);
+#else
+  for (int r = 0; r < rows; r += 8)
+    for (int c = 0; c < panel_columns; c += 4)
+      masked_sub_tile<2, 4>(P + r, Q + c, mask, r, c, depth, sum + c * panel_rows + r);
+#endif
+}
+
+// -- sums of one column -----------------------------------------------------------------------------
+
+/// `groups` of Lanes::width columns in flight.
+template <int groups, class Real>
+inline void group_dots(const Real* const* columns, std::ptrdiff_t row, const Real* x, int n,
+                       Lanes acc[groups]) {
+  const Real* run[groups][Lanes::width];
+  for (int g = 0; g < groups; ++g) {
+    acc[g] = Lanes::zero();
+    for (int i = 0; i < Lanes::width; ++i) run[g][i] = columns[g * Lanes::width + i] + row;
+  }
+  int t = 0;
+  for (; t + 4 <= n; t += 4) {
+    Lanes y[groups][4];
+    TABFIT_UNROLL for (int g = 0; g < groups; ++g) transpose(run[g], t, y[g]);
+    TABFIT_UNROLL for (int i = 0; i < 4; ++i) {
+      const Lanes factor = Lanes::of(x[t + i]);
+      TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] = fma(y[g][i], factor, acc[g]);
+    }
+  }
+  for (; t < n; ++t)
+    for (int g = 0; g < groups; ++g) {
+      double y[Lanes::width];
+      for (int i = 0; i < Lanes::width; ++i) y[i] = run[g][i][t];
+      acc[g] = fma(Lanes::load(y), Lanes::of(x[t]), acc[g]);
+    }
+}
+
+template <class Real>
+void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
+          double* sums) noexcept {
+  constexpr int most = 2;
+  int c = 0;
+  for (; c + most * Lanes::width <= count; c += most * Lanes::width) {
+    Lanes acc[most];
+    group_dots<most>(columns + c, row, x, n, acc);
+    for (int g = 0; g < most; ++g) acc[g].put(sums + c + g * Lanes::width);
+  }
+  for (; c < count; c += Lanes::width) {
+    // A column beyond the count repeats the last one, and its lane is not kept.
+    const Real* some[Lanes::width];
+    for (int i = 0; i < Lanes::width; ++i) some[i] = columns[c + i < count ? c + i : count - 1];
+    Lanes acc[1];
+    group_dots<1>(some, row, x, n, acc);
+    acc[0].put(sums + c, first_lanes(count - c));
+  }
+}
+
+/// `vectors` of rows, the last one masked.
+template <int vectors, class Real>
+inline void strip(const Real* const* columns, std::ptrdiff_t row, const double* x, int terms,
+                  Lanes::Mask last, double* sums) {
+  Lanes acc[vectors];
+  TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v] = Lanes::load(sums + v * Lanes::width);
+  acc[vectors - 1] = Lanes::load(sums + (vectors - 1) * Lanes::width, last);
+  for (int t = 0; t < terms; ++t) {
+    const Real* y = columns[t] + row;
+    const Lanes factor = Lanes::of(x[t]);
+    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v)
+      acc[v] = fma(Lanes::load(y + v * Lanes::width), factor, acc[v]);
+    acc[vectors - 1] = fma(Lanes::load(y + (vectors - 1) * Lanes::width, last), factor, acc[vectors - 1]);
+  }
+  TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v].put(sums + v * Lanes::width);
+  acc[vectors - 1].put(sums + (vectors - 1) * Lanes::width, last);
+}
+
+template <class Real>
+void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+           double* sums) noexcept {
+  const Lanes::Mask all = first_lanes(Lanes::width);
+  const auto advance = [&](int taken) {
+    row += taken;
+    sums += taken;
+    rows -= taken;
+  };
+#ifdef __AVX512F__
+  while (rows >= 16 * Lanes::width) {
+    strip<16>(columns, row, x, terms, all, sums);
+    advance(16 * Lanes::width);
+  }
+#endif
+  while (rows >= 8 * Lanes::width) {
+    strip<8>(columns, row, x, terms, all, sums);
+    advance(8 * Lanes::width);
+  }
+  while (rows > 4 * Lanes::width) {
+    strip<4>(columns, row, x, terms, all, sums);
+    advance(4 * Lanes::width);
+  }
+  switch ((rows + Lanes::width - 1) / Lanes::width) {
+    case 4:
+      return strip<4>(columns, row, x, terms, first_lanes(rows - 3 * Lanes::width), sums);
+    case 3:
+      return strip<3>(columns, row, x, terms, first_lanes(rows - 2 * Lanes::width), sums);
+    case 2:
+      return strip<2>(columns, row, x, terms, first_lanes(rows - Lanes::width), sums);
+    case 1:
+      return strip<1>(columns, row, x, terms, first_lanes(rows), sums);
+    default:
+      return;
+  }
+}
+
+// -- lines of right-hand sides ----------------------------------------------------------------------
+
+/// factor(t) is the factor of line t.
+template <int vectors, bool subtract, class Factor>
+inline void line_sums(Factor factor, const double* X, int lanes, int terms, double* sums) {
+  Lanes acc[vectors];
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::load(sums + v * Lanes::width);
+  for (int t = 0; t < terms; ++t, X += lanes) {
+    const Lanes f = Lanes::of(factor(t));
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      const Lanes x = Lanes::load(X + v * Lanes::width);
+      acc[v] = subtract ? fnma(f, x, acc[v]) : fma(f, x, acc[v]);
+    }
+  }
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(sums + v * Lanes::width);
+}
+
+template <bool subtract, class Factor>
+inline void all_line_sums(Factor factor, const double* X, int lanes, int terms, double* sums) {
+  int v = 0;
+  for (; v + 8 * Lanes::width <= lanes; v += 8 * Lanes::width)
+    line_sums<8, subtract>(factor, X + v, lanes, terms, sums + v);
+  switch ((lanes - v) / Lanes::width) {
+    case 7:
+      return line_sums<7, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 6:
+      return line_sums<6, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 5:
+      return line_sums<5, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 4:
+      return line_sums<4, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 3:
+      return line_sums<3, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 2:
+      return line_sums<2, subtract>(factor, X + v, lanes, terms, sums + v);
+    case 1:
+      return line_sums<1, subtract>(factor, X + v, lanes, terms, sums + v);
+    default:
+      return;
+  }
+}
+
+void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
+  all_line_sums<false>([=](int t) { return q[t]; }, X, lanes, terms, sums);
+}
+
+template <bool subtract, class Factor>
+inline void banded_line_sums(Factor factor, const double* X, int lanes, int terms, int band,
+                             double* sums) {
+  for (int v = 0; v < lanes; v += Lanes::width) {
+    Lanes acc = Lanes::load(sums + v);
+    for (int t = 0; t < terms; ++t) {
+      const int dead = band + t - v;
+      if (dead >= Lanes::width) break;
+      const Lanes::Mask live = Lanes::mask(dead <= 0 ? ~0U : ~0U << dead);
+      const Lanes f = Lanes::of(factor(t)), x = Lanes::load(X + std::ptrdiff_t{t} * lanes + v);
+      acc = subtract ? fnma(f, x, acc, live) : fma(f, x, acc, live);
+    }
+    acc.put(sums + v);
+  }
+}
+
+template <class Real>
+void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
+              bool subtract, const int* band, double* sums) noexcept {
+  const auto factor = [=](int t) { return double(columns[t][row]); };
+  if (band)
+    return subtract ? banded_line_sums<true>(factor, X, lanes, terms, *band, sums)
+                    : banded_line_sums<false>(factor, X, lanes, terms, *band, sums);
+  subtract ? all_line_sums<true>(factor, X, lanes, terms, sums)
+           : all_line_sums<false>(factor, X, lanes, terms, sums);
+}
+
+// -- reflections ------------------------------------------------------------------------------------
+
+/// `panels` of eight columns at once, their multipliers and sums in registers.
+template <bool update, bool sum, int panels, class Real>
+inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const double* previous,
+                           const double* t, const double* next, double* s) {
+  constexpr int parts = 8 / Lanes::width, vectors = panels * parts;
+  Lanes multiplier[vectors], acc[vectors];
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+    if constexpr (update) multiplier[v] = Lanes::load(t + v * Lanes::width);
+    acc[v] = Lanes::zero();
+  }
+  for (int i = 0; i < rows; ++i, Y += 8) {
+    Lanes u{}, w{};
+    if constexpr (update) u = Lanes::of(previous[i]);
+    if constexpr (sum) w = Lanes::of(next[i]);
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      Real* place = Y + v / parts * panel_size + v % parts * Lanes::width;
+      Lanes y = Lanes::load(place);
+      if constexpr (update) {
+        y = fma(multiplier[v], u, y);
+        y = y.put_rounded(place);
+      }
+      if constexpr (sum) acc[v] = fma(y, w, acc[v]);
+    }
+  }
+  if constexpr (sum)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width);
+}
+
+template <bool update, bool sum, class Real>
+inline void reflect_all(Real* Y, std::ptrdiff_t panel_size, int panels, int rows,
+                        const double* previous, const double* t, const double* next, double* s) {
+#ifdef __AVX512F__
+  constexpr int most = 6;
+#else
+  constexpr int most = 2;
+#endif
+  const auto advance = [&](int taken) {
+    Y += taken * panel_size;
+    t += 8 * taken;
+    s += 8 * taken;
+    panels -= taken;
+  };
+  for (; panels >= most; advance(most))
+    reflect_panels<update, sum, most>(Y, panel_size, rows, previous, t, next, s);
+  if (most > 4 && panels >= 4) {
+    reflect_panels<update, sum, most < 4 ? most : 4>(Y, panel_size, rows, previous, t, next, s);
+    advance(4);
+  }
+  if (most > 2 && panels >= 2) {
+    reflect_panels<update, sum, 2>(Y, panel_size, rows, previous, t, next, s);
+    advance(2);
+  }
+  if (panels > 0) reflect_panels<update, sum, 1>(Y, panel_size, rows, previous, t, next, s);
+}
+
+template <class Real>
+void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
+             const double* t, const double* next, double* s) noexcept {
+  if (previous && next)
+    reflect_all<true, true>(Y, panel_size, panels, rows, previous, t, next, s);
+  else if (previous)
+    reflect_all<true, false>(Y, panel_size, panels, rows, previous, t, next, s);
+  else if (next)
+    reflect_all<false, true>(Y, panel_size, panels, rows, previous, t, next, s);
+}
+
+template <class Real>
+void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
+  constexpr int parts = 8 / Lanes::width;
+  const auto some = [&](auto count) {
+    constexpr int vectors = decltype(count)::value * parts;
+    Lanes acc[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
+    for (int i = 0; i < rows; ++i) TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+        const Lanes y =
+            Lanes::load(Y + v / parts * panel_size + 8 * std::ptrdiff_t{i} + v % parts * Lanes::width);
+        acc[v] = fma(y, y, acc[v]);
+      }
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width);
+    Y += decltype(count)::value * panel_size;
+    s += 8 * decltype(count)::value;
+    panels -= decltype(count)::value;
+  };
+  while (panels >= 4) some(Count<4>{});
+  while (panels >= 1) some(Count<1>{});
+}
+
+constexpr Kernels lane_kernels = {
+    tile,
+    masked_tile,
+    add_lanes,
+    {pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>, add_rows<float>,
+     reflect<float>, squares<float>},
+    {pack_lines<double>, pack_terms<double>, dots<double>, sweep<double>, add_rows<double>,
+     reflect<double>, squares<double>},
+};
+
+#undef TABFIT_UNROLL
+
+}  // namespace
+}  // namespace tabfit
