@@ -29,7 +29,7 @@ namespace {
 //   take(l)               column l, updated from row l on, is in the table from now on
 //   exchange_rows(l, r)   in all columns behind position l
 //   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
-//   give_back(l)          all columns from position l on are in the table
+//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows l..m-1
 
 /// In the table itself, one column after the other.
 template <class Real>
@@ -51,7 +51,7 @@ class InPlace {
     for (int j = j0; j < end_; ++j)
       V_axpy(-V_dot(A_[j] + l, u, m_ - l) / beta, u, A_[j] + l, m_ - l);
   }
-  void give_back(int) noexcept {}
+  void give_back(int, int) noexcept {}
 
  private:
   Real** A_;
@@ -113,7 +113,7 @@ class Panels {
 
   void take(int l) noexcept {
     const int slot = slot_[l], last = --live_;
-    copy_out(l);
+    copy_out(l, l);
     if (waiting_) V_axpy(t_[slot], previous_ + l, A_[l] + l, m_ - l);
     if (slot == last) return;
     const int moved = column_[last];
@@ -125,7 +125,7 @@ class Panels {
 
   void exchange_rows(int l, int r) noexcept {
     for (int p = 0; p < panels(); ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
-    E_swap(previous_ + l, previous_ + r);
+    if (waiting_) E_swap(previous_ + l, previous_ + r);
   }
 
   void reflect(int l, double beta, int j0) noexcept {
@@ -138,8 +138,8 @@ class Panels {
     std::swap(previous_, next_);
   }
 
-  void give_back(int l) noexcept {
-    for (int j = l; j < end_; ++j) {
+  void give_back(int j0, int l) noexcept {
+    for (int j = j0; j < end_; ++j) {
       copy_out(j, l);
       if (waiting_ && j >= waiting_from_) V_axpy(t_[slot_[j]], previous_ + l, A_[j] + l, m_ - l);
     }
@@ -156,7 +156,6 @@ class Panels {
     const Real* y = place(slot_[j], 0);
     for (int i = first; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
   }
-  void copy_out(int l) noexcept { copy_out(l, l); }
 
   const ElementKernels<Real>& kernel_ = kernels().of<Real>();
   Real** A_;
@@ -186,7 +185,7 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
       if (hmax == 0.0) return M_QRD_ZERO;
       tol = store<double>(Wide(hmax) * eps * eps);
     } else if (!(hmax >= tol)) {  // NaN fails too
-      rest.give_back(l);
+      rest.give_back(l, l);
       return l;
     }
     if (c > l) {
@@ -217,7 +216,7 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
     // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
     // columns to its right. The basic solutions of wide problems rely on it.
     rest.reflect(l, beta, l < steps - 1 ? l + 1 : n);
-    if (l == steps - 1) rest.give_back(l);  // while u is what it was
+    if (l == steps - 1) rest.give_back(l + 1, l);  // while u is what it was
     u[l] = store<Real>(-s);
   }
   return M_QRD_OK;
