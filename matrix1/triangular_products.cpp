@@ -14,18 +14,13 @@
 
 namespace tabfit {
 
-// A row of the result at a time: its places are not read by later rows.
+// Rows from the first, in a row columns from the first: what is written is not read by later results. The
+// scratch that the operation is documented to need stays unused.
 template <class Real>
 int M_uutu(Real* const* U, int n) noexcept {
   const NewArray<Real> row = new_array<Real>(n);
   if (!row) return in_place_no_memory;
-  for (int i = 0; i < n; ++i) {
-    Real* const* corner = U + i;  // the trailing triangle, whose rows begin at i
-    product(
-        {n - i, 1, n - i, Band::to_l}, [=](int j, int l) { return double(corner[l][i + j]); },
-        [=](int l, int) { return double(corner[l][i]); }, into_vector(row.get()));
-    for (int j = i; j < n; ++j) U[j][i] = row[j - i];
-  }
+  product({n, n, n, Band::to_l, Band::to_l, true}, as_is(U), transposed(U), into_place(U));
   return in_place_done;
 }
 

@@ -11,7 +11,6 @@ void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int te
                 double* out) noexcept {
   for (int t = 0; t < terms; ++t, out += width) {
     for (int r = 0; r < count; ++r) out[r] = lines[t][line + r];
-    for (int r = count; r < width; ++r) out[r] = 0.0;
   }
 }
 
@@ -77,20 +76,21 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
     }
 }
 
-void tile(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept {
-  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns)
-    for (int c = 0; c < columns; ++c)
-      for (int r = 0; r < rows; ++r)
-        sum[c * panel_rows + r] = mul_add(P[r], Q[c], sum[c * panel_rows + r]);
+template <class Real>
+void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
+  for (int c = 0; c < x.columns; ++c)
+    for (int r = 0; r < x.height[c]; ++r) {
+      double sum = x.from_zero ? 0.0 : x.sums[c][r];
+      for (int t = 0; t < x.terms; ++t)
+        if (!mask || ((mask[t].columns >> c & 1) && (mask[t].rows >> r & 1)))
+          sum = mul_add(x.P[t][x.row + r], x.Q[c][t * x.step], sum);
+      x.sums[c][r] = sum;
+    }
 }
 
-void masked_tile(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
-                 double* sum) noexcept {
-  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns)
-    for (int c = 0; c < panel_columns; ++c)
-      for (int r = 0; r < rows; ++r)
-        if ((mask[t].columns >> c & 1) && (mask[t].rows >> r & 1))
-          sum[c * panel_rows + r] = mul_add(P[r], Q[c], sum[c * panel_rows + r]);
+template <class Real>
+void tile(const Tile<Real>& x) noexcept {
+  masked_tile(x, nullptr);
 }
 
 void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
@@ -101,13 +101,11 @@ void add_lanes(const double* q, const double* X, int lanes, int terms, double* s
 }  // namespace
 
 const Kernels plain_kernels = {
-    tile,
-    masked_tile,
     add_lanes,
-    {pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>, add_rows<float>,
-     reflect<float>, squares<float>},
-    {pack_lines<double>, pack_terms<double>, dots<double>, sweep<double>, add_rows<double>,
-     reflect<double>, squares<double>},
+    {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
+     add_rows<float>, reflect<float>, squares<float>},
+    {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
+     sweep<double>, add_rows<double>, reflect<double>, squares<double>},
 };
 
 #if !defined(TABFIT_X86_KERNELS)

@@ -19,11 +19,37 @@ struct TileMask {
   std::uint32_t columns;  ///< bit c for column c
 };
 
+/// A tile of sums: sums[c][r] gets the terms t = 0..terms-1 of P[t][row + r] Q[c][t * step], ascending,
+/// for c < columns and r < height[c].
+template <class Real>
+struct Tile {
+  const Real* const* P;
+  std::ptrdiff_t row, step;
+  const Real* Q[panel_columns];  ///< of a column beyond the count, that of another
+  double* sums[panel_columns];
+  int height[panel_columns];  ///< at most `rows`; 0 beyond the count
+  int rows, columns, terms;
+  bool from_zero;  ///< the sums begin at 0, not at what stands there
+  bool level;      ///< every column has `rows` sums
+
+  /// Skips terms, and takes `count` of those that follow.
+  void advance(int skipped, int count) noexcept {
+    P += skipped;
+    for (int c = 0; c < panel_columns; ++c) Q[c] += skipped * step;
+    terms = count;
+  }
+};
+
 /// The kernels that read elements of one type.
 template <class Real>
 struct ElementKernels {
-  /// out[t * width + r] = lines[t][line + r], zero from `count` up to the next multiple of 8, at most
-  /// `width`; for t < terms, r < count <= width.
+  void (*tile)(const Tile<Real>& tile) noexcept;
+
+  /// The same, but a term belongs only to the sums that mask[t] names, and only its factors are read.
+  void (*masked_tile)(const Tile<Real>& tile, const TileMask* mask) noexcept;
+
+  /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width; what stands in
+  /// the places up to the next multiple of 8 is not said.
   void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                      double* out) noexcept;
 
@@ -41,8 +67,8 @@ struct ElementKernels {
 
   /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8; with
   /// a band, for lanes v >= band + t only.
-  void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
-                   bool subtract, const int* band, double* sums) noexcept;
+  void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes,
+                   int terms, bool subtract, const int* band, double* sums) noexcept;
 
   /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. Applies
   /// the previous reflector to all of them and forms the sums of the next one, row after row:
@@ -56,14 +82,6 @@ struct ElementKernels {
 };
 
 struct Kernels {
-  /// sum[c * panel_rows + r] += P[t * panel_rows + r] Q[t * panel_columns + c], t ascending, for
-  /// r < rows and c < columns at least, and at most the next multiple of 8.
-  void (*tile)(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept;
-
-  /// The same for the sums that mask[t] names; the others are not touched, whatever stands in P and Q.
-  void (*masked_tile)(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
-                      double* sum) noexcept;
-
   /// sums[v] += q[t] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8.
   void (*add_lanes)(const double* q, const double* X, int lanes, int terms, double* sums) noexcept;
 

@@ -27,9 +27,7 @@ struct Lanes {
   static Lanes load(const float* p) { return {_mm512_cvtps_pd(_mm256_loadu_ps(p))}; }
   /// The lanes of the mask; nothing else is read, and the others are 0.
   static Lanes load(const double* p, Mask k) { return {_mm512_maskz_loadu_pd(k, p)}; }
-  static Lanes load(const float* p, Mask k) {
-    return {_mm512_cvtps_pd(_mm256_maskz_loadu_ps(k, p))};
-  }
+  static Lanes load(const float* p, Mask k) { return {_mm512_cvtps_pd(_mm256_maskz_loadu_ps(k, p))}; }
   void put(double* p) const { _mm512_storeu_pd(p, v); }
   /// What stands there afterwards.
   Lanes put_rounded(double* p) const {
@@ -93,8 +91,8 @@ struct Lanes {
   /// The lanes of the mask; nothing else is read, and the others are 0.
   static Lanes load(const double* p, Mask k) { return {_mm256_maskload_pd(p, k)}; }
   static Lanes load(const float* p, Mask k) {
-    const __m128i narrow =
-        _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
+    const __m128i narrow = _mm256_castsi256_si128(
+        _mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
     return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow))};
   }
   void put(double* p) const { _mm256_storeu_pd(p, v); }
@@ -158,14 +156,12 @@ struct Count {
 template <class Real>
 void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                 double* out) noexcept {
-  const int whole = count / Lanes::width * Lanes::width, end = (count + 7) / 8 * 8;
+  const int whole = count / Lanes::width * Lanes::width;
   const Lanes::Mask rest = first_lanes(count - whole);
   for (int t = 0; t < terms; ++t, out += width) {
     const Real* from = lines[t] + line;
-    int r = 0;
-    for (; r < whole; r += Lanes::width) Lanes::load(from + r).put(out + r);
-    if (r < count) Lanes::load(from + r, rest).put(out + r);
-    for (r += r < count ? Lanes::width : 0; r < end; r += Lanes::width) Lanes::zero().put(out + r);
+    for (int r = 0; r < whole; r += Lanes::width) Lanes::load(from + r).put(out + r);
+    if (whole < count) Lanes::load(from + whole, rest).put(out + whole);
   }
 }
 
@@ -199,97 +195,135 @@ void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int te
 
 // -- tiles ------------------------------------------------------------------------------------------
 
-/// `vectors` of rows by `columns` sums, kept in registers.
-template <int vectors, int columns>
-inline void sub_tile(const double* P, const double* Q, int depth, double* sum) {
+/// `vectors` of rows by `columns` sums of a tile, from row r0 and column c0 on, kept in registers.
+template <int vectors, int columns, class Real>
+struct Sums {
   Lanes acc[columns][vectors];
-  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-      acc[c][v] = Lanes::load(sum + c * panel_rows + v * Lanes::width);
-  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns) {
-    Lanes p[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) p[v] = Lanes::load(P + v * Lanes::width);
-    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-      const Lanes q = Lanes::of(Q[c]);
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v]);
+
+  Lanes::Mask live(const Tile<Real>& x, int r0, int c0, int c, int v) const {
+    return first_lanes(x.height[c0 + c] - r0 - v * Lanes::width);
+  }
+
+  Sums(const Tile<Real>& x, int r0, int c0) {
+    if (x.from_zero) {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+          acc[c][v] = Lanes::zero();
+    } else if (x.level) {
+      const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        const double* sums = x.sums[c0 + c] + r0;
+        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[c][v] =
+            Lanes::load(sums + v * Lanes::width);
+        acc[c][vectors - 1] = Lanes::load(sums + (vectors - 1) * Lanes::width, rest);
+      }
+    } else {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+          acc[c][v] = Lanes::load(x.sums[c0 + c] + r0 + v * Lanes::width, live(x, r0, c0, c, v));
     }
   }
-  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-      acc[c][v].put(sum + c * panel_rows + v * Lanes::width);
+
+  void put(const Tile<Real>& x, int r0, int c0) const {
+    if (x.level) {
+      const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        double* sums = x.sums[c0 + c] + r0;
+        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[c][v].put(sums + v * Lanes::width);
+        acc[c][vectors - 1].put(sums + (vectors - 1) * Lanes::width, rest);
+      }
+    } else {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+          acc[c][v]
+              .put(x.sums[c0 + c] + r0 + v * Lanes::width, live(x, r0, c0, c, v));
+    }
+  }
+};
+
+template <int vectors, int columns, class Real>
+inline void sub_tile(const Tile<Real>& x, int r0, int c0) {
+  Sums<vectors, columns, Real> sums(x, r0, c0);
+  const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
+  const Real* const* P = x.P;
+  const std::ptrdiff_t row = x.row + r0, step = x.step;
+  const Real* Q[columns];
+  TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[c0 + c];
+  std::ptrdiff_t at = 0;
+  for (int t = 0; t < x.terms; ++t, at += step) {
+    Lanes p[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] =
+        Lanes::load(P[t] + row + v * Lanes::width);
+    p[vectors - 1] = Lanes::load(P[t] + row + (vectors - 1) * Lanes::width, rest);
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+      const Lanes q = Lanes::of(Q[c][at]);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) sums.acc[c][v] = fma(p[v], q, sums.acc[c][v]);
+    }
+  }
+  sums.put(x, r0, c0);
 }
 
-/// `eights` times eight rows by `columns`: all in registers at once, or in parts.
-template <int eights, int columns>
-inline void rows_tile(const double* P, const double* Q, int depth, double* sum) {
-#ifdef __AVX512F__
-  sub_tile<eights, columns>(P, Q, depth, sum);
-#else
-  constexpr int vectors = eights == 3 ? 3 : 2, width = columns < 4 ? columns : 4;
-  for (int r = 0; r < 8 * eights; r += vectors * Lanes::width)
-    for (int c = 0; c < columns; c += width)
-      sub_tile<vectors, width>(P + r, Q + c, depth, sum + c * panel_rows + r);
-#endif
-}
-
-template <int eights>
-inline void columns_tile(const double* P, const double* Q, int columns, int depth, double* sum) {
-  if (columns > 4) return rows_tile<eights, 8>(P, Q, depth, sum);
-  if (columns > 1) return rows_tile<eights, 4>(P, Q, depth, sum);
-  rows_tile<eights, 1>(P, Q, depth, sum);
-}
-
-void tile(const double* P, const double* Q, int rows, int columns, int depth, double* sum) noexcept {
-  if (rows > 16) return columns_tile<3>(P, Q, columns, depth, sum);
-  if (rows > 8) return columns_tile<2>(P, Q, columns, depth, sum);
-  columns_tile<1>(P, Q, columns, depth, sum);
-}
-
-template <int vectors, int columns>
-inline void masked_sub_tile(const double* P, const double* Q, const TileMask* mask, int r0, int c0,
-                            int depth, double* sum) {
-  constexpr std::uint32_t all = (1U << columns) - 1U;
-  Lanes acc[columns][vectors];
-  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-      acc[c][v] = Lanes::load(sum + c * panel_rows + v * Lanes::width);
-  for (int t = 0; t < depth; ++t, P += panel_rows, Q += panel_columns) {
-    const std::uint32_t wanted = mask[t].columns >> c0 & all;
+template <int vectors, int columns, class Real>
+inline void masked_sub_tile(const Tile<Real>& x, const TileMask* mask, int r0, int c0) {
+  static constexpr Real nothing = 0;
+  Sums<vectors, columns, Real> sums(x, r0, c0);
+  const std::ptrdiff_t row = x.row + r0;
+  for (int t = 0; t < x.terms; ++t) {
     Lanes p[vectors];
     Lanes::Mask rows[vectors];
     TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-      p[v] = Lanes::load(P + v * Lanes::width);
       rows[v] = Lanes::mask(mask[t].rows >> (r0 + v * Lanes::width));
+      p[v] = Lanes::load(x.P[t] + row + v * Lanes::width, rows[v]);
     }
-    if (wanted == all) {
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-        const Lanes q = Lanes::of(Q[c]);
-        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], rows[v]);
-      }
-    } else {
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-        if (!(wanted >> c & 1)) continue;
-        const Lanes q = Lanes::of(Q[c]);
-        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], rows[v]);
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+      const std::uint32_t wanted = mask[t].columns >> (c0 + c) & 1U;
+      const Lanes q = Lanes::of(wanted ? x.Q[c0 + c][t * x.step] : nothing);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+        const Lanes next = fma(p[v], q, sums.acc[c][v], rows[v]);
+        if (wanted) sums.acc[c][v] = next;
       }
     }
   }
-  TABFIT_UNROLL for (int c = 0; c < columns; ++c)
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-      acc[c][v].put(sum + c * panel_rows + v * Lanes::width);
+  sums.put(x, r0, c0);
 }
 
-void masked_tile(const double* P, const double* Q, const TileMask* mask, int rows, int depth,
-                 double* sum) noexcept {
+/// All parts of a tile that fit the registers, each by f(vectors, columns, r0, c0).
+template <class Real, class F>
+inline void each_part(const Tile<Real>& x, F f) {
 #ifdef __AVX512F__
-  if (rows > 16) return masked_sub_tile<3, panel_columns>(P, Q, mask, 0, 0, depth, sum);
-  if (rows > 8) return masked_sub_tile<2, panel_columns>(P, Q, mask, 0, 0, depth, sum);
-  masked_sub_tile<1, panel_columns>(P, Q, mask, 0, 0, depth, sum);
+  const auto parts = [&](auto vectors) {
+    if (x.columns > 4) return f(vectors, Count<8>{}, 0, 0);
+    if (x.columns > 1) return f(vectors, Count<4>{}, 0, 0);
+    f(vectors, Count<1>{}, 0, 0);
+  };
+  if (x.rows > 16) return parts(Count<3>{});
+  if (x.rows > 8) return parts(Count<2>{});
+  parts(Count<1>{});
 #else
-  for (int r = 0; r < rows; r += 8)
-    for (int c = 0; c < panel_columns; c += 4)
-      masked_sub_tile<2, 4>(P + r, Q + c, mask, r, c, depth, sum + c * panel_rows + r);
+  for (int c0 = 0; c0 < x.columns; c0 += 4) {
+    const auto parts = [&](auto vectors, int r0) {
+      if (x.columns > 1) return f(vectors, Count<4>{}, r0, c0);
+      f(vectors, Count<1>{}, r0, c0);
+    };
+    int r0 = 0;
+    for (; x.rows - r0 > 8; r0 += 12) parts(Count<3>{}, r0);
+    if (x.rows - r0 > 4)
+      parts(Count<2>{}, r0);
+    else if (x.rows > r0)
+      parts(Count<1>{}, r0);
+  }
 #endif
+}
+
+template <class Real>
+void tile(const Tile<Real>& x) noexcept {
+  each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
+    sub_tile<decltype(vectors)::value, decltype(columns)::value>(x, r0, c0);
+  });
+}
+
+template <class Real>
+void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
+  each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
+    masked_sub_tile<decltype(vectors)::value, decltype(columns)::value>(x, mask, r0, c0);
+  });
 }
 
 // -- sums of one column -----------------------------------------------------------------------------
@@ -350,9 +384,10 @@ inline void strip(const Real* const* columns, std::ptrdiff_t row, const double* 
   for (int t = 0; t < terms; ++t) {
     const Real* y = columns[t] + row;
     const Lanes factor = Lanes::of(x[t]);
-    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v)
-      acc[v] = fma(Lanes::load(y + v * Lanes::width), factor, acc[v]);
-    acc[vectors - 1] = fma(Lanes::load(y + (vectors - 1) * Lanes::width, last), factor, acc[vectors - 1]);
+    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v] =
+        fma(Lanes::load(y + v * Lanes::width), factor, acc[v]);
+    acc[vectors - 1] =
+        fma(Lanes::load(y + (vectors - 1) * Lanes::width, last), factor, acc[vectors - 1]);
   }
   TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v].put(sums + v * Lanes::width);
   acc[vectors - 1].put(sums + (vectors - 1) * Lanes::width, last);
@@ -494,8 +529,7 @@ inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const d
       if constexpr (sum) acc[v] = fma(y, w, acc[v]);
     }
   }
-  if constexpr (sum)
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width);
+  if constexpr (sum) TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width);
 }
 
 template <bool update, bool sum, class Real>
@@ -515,7 +549,7 @@ inline void reflect_all(Real* Y, std::ptrdiff_t panel_size, int panels, int rows
   for (; panels >= most; advance(most))
     reflect_panels<update, sum, most>(Y, panel_size, rows, previous, t, next, s);
   if (most > 4 && panels >= 4) {
-    reflect_panels<update, sum, most < 4 ? most : 4>(Y, panel_size, rows, previous, t, next, s);
+    reflect_panels < update, sum, most<4 ? most : 4>(Y, panel_size, rows, previous, t, next, s);
     advance(4);
   }
   if (most > 2 && panels >= 2) {
@@ -558,13 +592,11 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 }
 
 constexpr Kernels lane_kernels = {
-    tile,
-    masked_tile,
     add_lanes,
-    {pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>, add_rows<float>,
-     reflect<float>, squares<float>},
-    {pack_lines<double>, pack_terms<double>, dots<double>, sweep<double>, add_rows<double>,
-     reflect<double>, squares<double>},
+    {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
+     add_rows<float>, reflect<float>, squares<float>},
+    {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
+     sweep<double>, add_rows<double>, reflect<double>, squares<double>},
 };
 
 #undef TABFIT_UNROLL

@@ -118,9 +118,20 @@ void pack_columns(const Kernels&, const Right& right, int k, int count, int l, i
 
 // -- results: where sum (i, k) is stored -------------------------------------------------------------
 
-/// In a column table; in a triangle table, i <= k.
+/// In a column table that is no factor; in a triangle table, i <= k.
 template <class Real>
-auto into_table(Real* const* C) noexcept {
+struct IntoTable {
+  Real* const* C;
+};
+
+template <class Real>
+IntoTable<Real> into_table(Real* const* C) noexcept {
+  return {C};
+}
+
+/// In a column table that may be a factor: put(i, k, sum) as below.
+template <class Real>
+auto into_place(Real* const* C) noexcept {
   return [C](int i, int k, double sum) { C[k][i] = store<Real>(sum); };
 }
 
@@ -146,9 +157,6 @@ struct Extent {
   Band row_band = Band::all, column_band = Band::all;
   bool upper_only = false;  ///< only results (i, k) with i <= k are formed
 };
-
-/// Every sum begins at 0.
-struct FromZero {};
 
 /// Terms first..end-1.
 struct Terms {
@@ -189,7 +197,7 @@ struct Lines {
   }
 };
 
-/// Copies terms `range` of `lines` into a panel whose first term is l0, element by element where not
+/// Copies terms `range` of `lines` into a panel whose first term is l0: element by element where not
 /// every line has the term, and by pack(first, count, out) where all have.
 template <class Element, class Pack>
 void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element element, Pack pack,
@@ -197,8 +205,8 @@ void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element 
   const Terms any = range.within(lines.any(terms)), full = any.within(lines.full(terms));
   const auto one_by_one = [&](int from, int to) {
     for (int l = from; l < to; ++l)
-      for (int r = 0; r < width; ++r)
-        panel[(l - l0) * width + r] = r < lines.count && lines.has(r, l) ? element(r, l) : 0.0;
+      for (int r = 0; r < lines.count; ++r)
+        if (lines.has(r, l)) panel[(l - l0) * width + r] = element(r, l);
   };
   if (full.size() == 0) return one_by_one(any.first, any.end);
   one_by_one(any.first, full.first);
@@ -206,111 +214,168 @@ void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element 
   one_by_one(full.end, any.end);
 }
 
-/// put(i, k, sum) for every result: begin(i, k) + sum over l ascending of left(i, l) right(l, k).
-///
-/// Why:       both factors are copied into panels as doubles, so that one kernel serves every storage,
-///            element type and transposition, and so that factors are read only where they have
-///            elements.
-/// Shape:     factors are read where the bands have a term and nowhere else. put may write what later
-///            results do not read, and what begin(i, k) has read.
-/// Invariant: the sums of a block hold the terms of its results before l.
-/// Order:     l ascending in every result; blocks of 144 rows ascending, in each of them blocks of 48
-///            columns ascending.
-template <class Begin, class Left, class Right, class Put>
-void product(const Extent& x, Begin begin, Left left, Right right, Put put) noexcept {
-  constexpr int depth = 96, row_panels = 6, column_panels = 6;
-  constexpr int most_rows = row_panels * panel_rows, most_columns = column_panels * panel_columns;
-  constexpr int tile_size = panel_rows * panel_columns;
-  alignas(64) double P[row_panels][depth * panel_rows], Q[column_panels][depth * panel_columns];
-  alignas(64) double sums[row_panels][column_panels][tile_size];
-  TileMask mask[depth];
-  const Kernels& kernel = kernels();
+/// How a factor is read where it is not copied into panels: in its own columns.
+template <class Factor>
+inline constexpr bool has_columns = false;
+template <class Real>
+inline constexpr bool has_columns<AsIs<Real>> = true;
 
-  for (int i0 = 0; i0 < x.rows; i0 += most_rows)
-    for (int k0 = 0; k0 < x.columns; k0 += most_columns) {
-      const int rows = std::min(most_rows, x.rows - i0), columns = std::min(most_columns, x.columns - k0);
-      if (x.upper_only && i0 >= k0 + columns) continue;
-      const Lines all_rows{i0, rows, x.row_band}, all_columns{k0, columns, x.column_band};
-      // Every tile that has results: f(panel of rows, panel of columns, lines of both, its sums).
-      const auto each_tile = [&](auto f) {
-        for (int kp = 0; kp * panel_columns < columns; ++kp) {
-          const int k = kp * panel_columns;
-          const Lines tile_columns{k0 + k, std::min(panel_columns, columns - k), x.column_band};
-          for (int ip = 0; ip * panel_rows < rows; ++ip) {
-            const int i = ip * panel_rows;
-            if (x.upper_only && i0 + i >= tile_columns.origin + tile_columns.count) break;
-            const Lines tile_rows{i0 + i, std::min(panel_rows, rows - i), x.row_band};
-            f(ip, kp, tile_rows, tile_columns, sums[ip][kp]);
-          }
-        }
-      };
-
-      each_tile([&](int, int, Lines r, Lines c, double* sum) {
-        const int lanes = (r.count + 7) / 8 * 8, width = c.count > 4 ? 8 : c.count > 1 ? 4 : 1;
-        for (int k = 0; k < width; ++k)
-          for (int i = 0; i < lanes; ++i) {
-            double& start = sum[k * panel_rows + i];
-            start = 0.0;
-            if constexpr (!std::is_same_v<Begin, FromZero>)
-              if (i < r.count && k < c.count) start = begin(r.origin + i, c.origin + k);
-          }
-      });
-
-      const Terms all = all_rows.any(x.terms).within(all_columns.any(x.terms));
-      for (int l0 = all.first; l0 < all.end; l0 += depth) {
-        const Terms range{l0, std::min(l0 + depth, all.end)};
-        for (int ip = 0; ip * panel_rows < rows; ++ip) {
-          const Lines lines{i0 + ip * panel_rows, std::min(panel_rows, rows - ip * panel_rows),
-                            x.row_band};
-          pack_panel(
-              lines, range, x.terms, l0, panel_rows,
-              [&](int r, int l) { return left(lines.origin + r, l); },
-              [&](int l, int n, double* out) {
-                pack_rows(kernel, left, lines.origin, lines.count, l, n, panel_rows, out);
-              },
-              P[ip]);
-        }
-        for (int kp = 0; kp * panel_columns < columns; ++kp) {
-          const Lines lines{k0 + kp * panel_columns,
-                            std::min(panel_columns, columns - kp * panel_columns), x.column_band};
-          pack_panel(
-              lines, range, x.terms, l0, panel_columns,
-              [&](int c, int l) { return right(l, lines.origin + c); },
-              [&](int l, int n, double* out) {
-                pack_columns(kernel, right, lines.origin, lines.count, l, n, panel_columns, out);
-              },
-              Q[kp]);
-        }
-        each_tile([&](int ip, int kp, Lines r, Lines c, double* sum) {
-          const Terms any = range.within(r.any(x.terms)).within(c.any(x.terms)),
-                      full = any.within(r.full(x.terms)).within(c.full(x.terms));
-          const auto add_masked = [&](int from, int to) {
-            if (from >= to) return;
-            for (int l = from; l < to; ++l) mask[l - from] = {r.mask(l), c.mask(l)};
-            kernel.masked_tile(P[ip] + (from - l0) * panel_rows, Q[kp] + (from - l0) * panel_columns,
-                               mask, r.count, to - from, sum);
-          };
-          if (full.size() == 0) return add_masked(any.first, any.end);
-          add_masked(any.first, full.first);
-          kernel.tile(P[ip] + (full.first - l0) * panel_rows, Q[kp] + (full.first - l0) * panel_columns,
-                      r.count, c.count, full.size(), sum);
-          add_masked(full.end, any.end);
-        });
-      }
-
-      each_tile([&](int, int, Lines r, Lines c, const double* sum) {
-        for (int k = 0; k < c.count; ++k) {
-          const int end = x.upper_only ? std::min(r.count, c.origin + k + 1 - r.origin) : r.count;
-          for (int i = 0; i < end; ++i) put(r.origin + i, c.origin + k, sum[k * panel_rows + i]);
-        }
-      });
-    }
+/// The terms of `tile` in `range`, by the kernel for whole tiles where all its lines have them, by the
+/// masked one elsewhere.
+template <class In>
+void add_terms(const Kernels& kernel, Tile<In> tile, Lines r, Lines c, Terms range,
+               int terms) noexcept {
+  constexpr int most_partial = panel_rows + panel_columns;
+  const Terms any = range.within(r.any(terms)).within(c.any(terms)),
+              full = any.within(r.full(terms)).within(c.full(terms));
+  TileMask mask[most_partial];
+  const auto add = [&](int from, int to, bool whole) {
+    if (from >= to && !tile.from_zero) return;
+    Tile<In> part = tile;
+    part.advance(from - range.first, std::max(to - from, 0));
+    if (!whole)
+      for (int l = from; l < to; ++l) mask[l - from] = {r.mask(l), c.mask(l)};
+    const auto& kernels_of_type = kernel.of<In>();
+    whole ? kernels_of_type.tile(part) : kernels_of_type.masked_tile(part, mask);
+    tile.from_zero = false;
+  };
+  if (full.size() == 0) return add(any.first, any.end, false);
+  if (any.first < full.first) add(any.first, full.first, false);
+  add(full.first, full.end, true);
+  if (full.end < any.end) add(full.end, any.end, false);
 }
 
-/// The same from 0.
-template <class Left, class Right, class Put>
-void product(const Extent& x, Left left, Right right, Put put) noexcept {
-  product(x, FromZero{}, left, right, put);
+/// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k); or C(i, k) := sum.
+///
+/// Why:       one kernel, a tile of sums, serves every storage, element type and transposition. It reads
+///            a left factor a column at a time, and a right one eight columns side by side: straight
+///            from the table where it lies so and is small, otherwise from panels of doubles.
+/// Shape:     factors are read where the bands have a term and nowhere else. put may write what later
+///            results do not read.
+/// Order:     l ascending in every result. Blocks of 96 rows ascending; in each, for put, columns
+///            ascending: results (i, k) are written before any later row or column block reads.
+template <class In, bool straight_left, bool straight_right, class Left, class Right, class Result>
+void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
+                Result result) noexcept {
+  constexpr int row_panels = 4, most_rows = row_panels * panel_rows;
+  constexpr int column_panels = 12, most_columns = column_panels * panel_columns;
+  constexpr int most_terms = 256, tile_size = panel_rows * panel_columns;
+  constexpr bool narrow = std::is_same_v<Result, IntoTable<float>>;
+  constexpr bool in_place = std::is_same_v<Result, IntoTable<double>>;  // C itself holds the sums
+  const int depth = straight_left && straight_right ? std::max(x.terms, 1) : most_terms;
+
+  alignas(64) In P[straight_left ? 1 : row_panels * most_terms * panel_rows];
+  alignas(64) In Q[straight_right ? 1 : most_terms * panel_columns];
+  alignas(64) double sums[in_place ? 1 : row_panels * column_panels][in_place ? 1 : tile_size];
+  const In* panel_terms[straight_left ? 1 : most_terms];
+  if constexpr (!straight_left)
+    for (int t = 0; t < std::min(most_terms, x.terms); ++t) panel_terms[t] = P + t * panel_rows;
+
+  for (int i0 = 0; i0 < x.rows; i0 += most_rows) {
+    const int rows = std::min(most_rows, x.rows - i0);
+    const Lines all_rows{i0, rows, x.row_band};
+    const Terms row_terms = all_rows.any(x.terms);
+    const int columns_at_once = in_place || row_terms.size() <= depth ? x.columns : most_columns;
+    for (int k0 = 0; k0 < x.columns; k0 += columns_at_once) {
+      const int columns = std::min(columns_at_once, x.columns - k0);
+      if (x.upper_only && i0 >= k0 + columns) continue;
+      const Terms all = row_terms.within(Lines{k0, columns, x.column_band}.any(x.terms));
+      for (int l0 = all.first; l0 == all.first || l0 < all.end; l0 += depth) {
+        const Terms range{l0, std::min(all.end - l0, depth) + l0};
+        const bool first = l0 == all.first, last = range.end == all.end || range.size() == 0;
+        if constexpr (!straight_left)
+          for (int i = 0; i < rows; i += panel_rows) {
+            const Lines lines{i0 + i, std::min(panel_rows, rows - i), x.row_band};
+            pack_panel(
+                lines, range, x.terms, l0, panel_rows,
+                [&](int r, int l) { return left(lines.origin + r, l); },
+                [&](int l, int n, double* out) {
+                  pack_rows(kernel, left, lines.origin, lines.count, l, n, panel_rows, out);
+                },
+                P + i * most_terms);
+          }
+        const int first_panel = x.upper_only ? std::max(0, (i0 - k0) / panel_columns) : 0;
+        for (int k = first_panel * panel_columns; k < columns; k += panel_columns) {
+          const Lines c{k0 + k, std::min(panel_columns, columns - k), x.column_band};
+          Tile<In> tile;
+          tile.columns = c.count;
+          if constexpr (straight_right) {
+            tile.step = 1;
+            for (int j = 0; j < panel_columns; ++j)
+              tile.Q[j] = right.A[c.origin + std::min(j, c.count - 1)] + l0;
+          } else {
+            tile.step = panel_columns;
+            for (int j = 0; j < panel_columns; ++j) tile.Q[j] = Q + j;
+            pack_panel(
+                c, range, x.terms, l0, panel_columns,
+                [&](int j, int l) { return right(l, c.origin + j); },
+                [&](int l, int n, double* out) {
+                  pack_columns(kernel, right, c.origin, c.count, l, n, panel_columns, out);
+                },
+                Q);
+          }
+          for (int i = 0; i < rows; i += panel_rows) {
+            if (x.upper_only && i0 + i >= c.origin + c.count) break;
+            const Lines r{i0 + i, std::min(panel_rows, rows - i), x.row_band};
+            tile.rows = r.count;
+            if constexpr (straight_left) {
+              tile.P = left.A + l0;
+              tile.row = r.origin;
+            } else {
+              tile.P = panel_terms;
+              tile.row = std::ptrdiff_t(i) * most_terms;
+            }
+            tile.from_zero = first;
+            tile.level = c.count == panel_columns;
+            for (int j = 0; j < panel_columns; ++j) {
+              tile.height[j] = j < c.count ? r.count : 0;
+              if (x.upper_only)
+                tile.height[j] = std::clamp(c.origin + j + 1 - r.origin, 0, tile.height[j]);
+              tile.level = tile.level && tile.height[j] == r.count;
+            }
+            if constexpr (in_place) {
+              for (int j = 0; j < panel_columns; ++j)
+                tile.sums[j] = result.C[c.origin + std::min(j, c.count - 1)] + r.origin;
+              add_terms(kernel, tile, r, c, range, x.terms);
+            } else {
+              double* sum =
+                  sums[range.size() == all.size() ? 0
+                                                  : k / panel_columns * row_panels + i / panel_rows];
+              for (int j = 0; j < panel_columns; ++j) tile.sums[j] = sum + j * panel_rows;
+              add_terms(kernel, tile, r, c, range, x.terms);
+              if (!last) continue;
+              for (int j = 0; j < c.count; ++j) {
+                if constexpr (narrow)
+                  std::copy_n(sum + j * panel_rows, tile.height[j], result.C[c.origin + j] + r.origin);
+                else
+                  for (int e = 0; e < tile.height[j]; ++e)
+                    result(r.origin + e, c.origin + j, sum[j * panel_rows + e]);
+              }
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+template <class Left, class Right, class Result>
+void product(const Extent& x, Left left, Right right, Result result) noexcept {
+  const Kernels& kernel = kernels();
+  // A column table can be read where it lies. Taller ones than this keep no panel in the nearest caches;
+  // float elements are converted at every use, which pays for few.
+  constexpr int tall = 192, few_floats = 32;
+  if constexpr (std::is_same_v<Left, AsIs<double>>) {
+    constexpr bool straight_right = std::is_same_v<Right, AsIs<double>>;
+    if (x.rows <= tall || x.columns <= panel_columns)
+      return product_of<double, true, straight_right>(kernel, x, left, right, result);
+    product_of<double, false, straight_right>(kernel, x, left, right, result);
+  } else if constexpr (std::is_same_v<Left, AsIs<float>> && std::is_same_v<Right, AsIs<float>>) {
+    if (x.rows <= few_floats) return product_of<float, true, true>(kernel, x, left, right, result);
+    product_of<double, false, false>(kernel, x, left, right, result);
+  } else {
+    product_of<double, false, std::is_same_v<Right, AsIs<double>>>(kernel, x, left, right, result);
+  }
 }
 
 }  // namespace tabfit
