@@ -79,10 +79,10 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 template <class Real>
 void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
   for (int c = 0; c < x.columns; ++c)
-    for (int r = 0; r < x.height[c]; ++r) {
+    for (int r = 0; r < (x.level ? x.rows : x.height[c]); ++r) {
       double sum = x.from_zero ? 0.0 : x.sums[c][r];
-      for (int t = 0; t < x.terms; ++t)
-        if (!mask || ((mask[t].columns >> c & 1) && (mask[t].rows >> r & 1)))
+      for (int t = x.first; t < x.end; ++t)
+        if (!mask || ((mask[t - x.first].columns >> c & 1) && (mask[t - x.first].rows >> r & 1)))
           sum = mul_add(x.P[t][x.row + r], x.Q[c][t * x.step], sum);
       x.sums[c][r] = sum;
     }

@@ -19,7 +19,7 @@ struct TileMask {
   std::uint32_t columns;  ///< bit c for column c
 };
 
-/// A tile of sums: sums[c][r] gets the terms t = 0..terms-1 of P[t][row + r] Q[c][t * step], ascending,
+/// A tile of sums: sums[c][r] gets the terms t = first..end-1 of P[t][row + r] Q[c][t * step], ascending,
 /// for c < columns and r < height[c].
 template <class Real>
 struct Tile {
@@ -27,17 +27,10 @@ struct Tile {
   std::ptrdiff_t row, step;
   const Real* Q[panel_columns];  ///< of a column beyond the count, that of another
   double* sums[panel_columns];
+  int rows, columns, first, end;
+  bool from_zero;             ///< the sums begin at 0, not at what stands there
+  bool level;                 ///< eight columns of `rows` sums: the heights are not looked at
   int height[panel_columns];  ///< at most `rows`; 0 beyond the count
-  int rows, columns, terms;
-  bool from_zero;  ///< the sums begin at 0, not at what stands there
-  bool level;      ///< every column has `rows` sums
-
-  /// Skips terms, and takes `count` of those that follow.
-  void advance(int skipped, int count) noexcept {
-    P += skipped;
-    for (int c = 0; c < panel_columns; ++c) Q[c] += skipped * step;
-    terms = count;
-  }
 };
 
 /// The kernels that read elements of one type.

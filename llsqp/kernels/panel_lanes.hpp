@@ -246,8 +246,8 @@ inline void sub_tile(const Tile<Real>& x, int r0, int c0) {
   const std::ptrdiff_t row = x.row + r0, step = x.step;
   const Real* Q[columns];
   TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[c0 + c];
-  std::ptrdiff_t at = 0;
-  for (int t = 0; t < x.terms; ++t, at += step) {
+  std::ptrdiff_t at = x.first * step;
+  for (int t = x.first; t < x.end; ++t, at += step) {
     Lanes p[vectors];
     TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] =
         Lanes::load(P[t] + row + v * Lanes::width);
@@ -265,15 +265,15 @@ inline void masked_sub_tile(const Tile<Real>& x, const TileMask* mask, int r0, i
   static constexpr Real nothing = 0;
   Sums<vectors, columns, Real> sums(x, r0, c0);
   const std::ptrdiff_t row = x.row + r0;
-  for (int t = 0; t < x.terms; ++t) {
+  for (int t = x.first; t < x.end; ++t, ++mask) {
     Lanes p[vectors];
     Lanes::Mask rows[vectors];
     TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-      rows[v] = Lanes::mask(mask[t].rows >> (r0 + v * Lanes::width));
+      rows[v] = Lanes::mask(mask->rows >> (r0 + v * Lanes::width));
       p[v] = Lanes::load(x.P[t] + row + v * Lanes::width, rows[v]);
     }
     TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-      const std::uint32_t wanted = mask[t].columns >> (c0 + c) & 1U;
+      const std::uint32_t wanted = mask->columns >> (c0 + c) & 1U;
       const Lanes q = Lanes::of(wanted ? x.Q[c0 + c][t * x.step] : nothing);
       TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
         const Lanes next = fma(p[v], q, sums.acc[c][v], rows[v]);

@@ -220,29 +220,39 @@ inline constexpr bool has_columns = false;
 template <class Real>
 inline constexpr bool has_columns<AsIs<Real>> = true;
 
-/// The terms of `tile` in `range`, by the kernel for whole tiles where all its lines have them, by the
-/// masked one elsewhere.
+/// The height of the next panel when so many rows are left: two alike rather than one whole and one of
+/// eight, which would wait for itself.
+inline int next_panel(int rows) noexcept {
+  return rows > panel_rows && rows <= panel_rows + 8 ? 16 : std::min(panel_rows, rows);
+}
+
+/// The terms in `range`, of which tile.P and tile.Q have the first: by the kernel for whole tiles where all
+/// lines have them, by the masked one elsewhere.
 template <class In>
-void add_terms(const Kernels& kernel, Tile<In> tile, Lines r, Lines c, Terms range,
+void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines c, Terms range,
                int terms) noexcept {
   constexpr int most_partial = panel_rows + panel_columns;
   const Terms any = range.within(r.any(terms)).within(c.any(terms)),
               full = any.within(r.full(terms)).within(c.full(terms));
-  TileMask mask[most_partial];
-  const auto add = [&](int from, int to, bool whole) {
-    if (from >= to && !tile.from_zero) return;
-    Tile<In> part = tile;
-    part.advance(from - range.first, std::max(to - from, 0));
-    if (!whole)
-      for (int l = from; l < to; ++l) mask[l - from] = {r.mask(l), c.mask(l)};
-    const auto& kernels_of_type = kernel.of<In>();
-    whole ? kernels_of_type.tile(part) : kernels_of_type.masked_tile(part, mask);
+  const auto set = [&](int from, int to) {
+    tile.first = from - range.first;
+    tile.end = to - range.first;
+  };
+  const auto add_masked = [&](int from, int to) {
+    TileMask mask[most_partial];
+    for (int l = from; l < to; ++l) mask[l - from] = {r.mask(l), c.mask(l)};
+    set(from, to);
+    kernel.masked_tile(tile, mask);
     tile.from_zero = false;
   };
-  if (full.size() == 0) return add(any.first, any.end, false);
-  if (any.first < full.first) add(any.first, full.first, false);
-  add(full.first, full.end, true);
-  if (full.end < any.end) add(full.end, any.end, false);
+  if (full.size() == 0 && any.size() > 0) return add_masked(any.first, any.end);
+  if (any.first < full.first) add_masked(any.first, full.first);
+  if (full.size() > 0 || tile.from_zero) {
+    set(full.first, full.end);
+    kernel.tile(tile);
+    tile.from_zero = false;
+  }
+  if (full.end < any.end) add_masked(full.end, any.end);
 }
 
 /// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k); or C(i, k) := sum.
@@ -260,11 +270,12 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
   constexpr int row_panels = 4, most_rows = row_panels * panel_rows;
   constexpr int column_panels = 12, most_columns = column_panels * panel_columns;
   constexpr int most_terms = 256, tile_size = panel_rows * panel_columns;
+  constexpr std::ptrdiff_t panel_size = most_terms * panel_rows;
   constexpr bool narrow = std::is_same_v<Result, IntoTable<float>>;
   constexpr bool in_place = std::is_same_v<Result, IntoTable<double>>;  // C itself holds the sums
   const int depth = straight_left && straight_right ? std::max(x.terms, 1) : most_terms;
 
-  alignas(64) In P[straight_left ? 1 : row_panels * most_terms * panel_rows];
+  alignas(64) In P[straight_left ? 1 : row_panels * panel_size];
   alignas(64) In Q[straight_right ? 1 : most_terms * panel_columns];
   alignas(64) double sums[in_place ? 1 : row_panels * column_panels][in_place ? 1 : tile_size];
   const In* panel_terms[straight_left ? 1 : most_terms];
@@ -284,15 +295,15 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
         const Terms range{l0, std::min(all.end - l0, depth) + l0};
         const bool first = l0 == all.first, last = range.end == all.end || range.size() == 0;
         if constexpr (!straight_left)
-          for (int i = 0; i < rows; i += panel_rows) {
-            const Lines lines{i0 + i, std::min(panel_rows, rows - i), x.row_band};
+          for (int i = 0, p = 0; i < rows; i += next_panel(rows - i), ++p) {
+            const Lines lines{i0 + i, next_panel(rows - i), x.row_band};
             pack_panel(
                 lines, range, x.terms, l0, panel_rows,
                 [&](int r, int l) { return left(lines.origin + r, l); },
                 [&](int l, int n, double* out) {
                   pack_rows(kernel, left, lines.origin, lines.count, l, n, panel_rows, out);
                 },
-                P + i * most_terms);
+                P + p * panel_size);
           }
         const int first_panel = x.upper_only ? std::max(0, (i0 - k0) / panel_columns) : 0;
         for (int k = first_panel * panel_columns; k < columns; k += panel_columns) {
@@ -302,7 +313,8 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
           if constexpr (straight_right) {
             tile.step = 1;
             for (int j = 0; j < panel_columns; ++j)
-              tile.Q[j] = right.A[c.origin + std::min(j, c.count - 1)] + l0;
+              tile.Q[j] =
+                  range.size() > 0 ? right.A[c.origin + std::min(j, c.count - 1)] + l0 : nullptr;
           } else {
             tile.step = panel_columns;
             for (int j = 0; j < panel_columns; ++j) tile.Q[j] = Q + j;
@@ -314,41 +326,41 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
                 },
                 Q);
           }
-          for (int i = 0; i < rows; i += panel_rows) {
+          for (int i = 0, p = 0; i < rows; i += next_panel(rows - i), ++p) {
             if (x.upper_only && i0 + i >= c.origin + c.count) break;
-            const Lines r{i0 + i, std::min(panel_rows, rows - i), x.row_band};
+            const Lines r{i0 + i, next_panel(rows - i), x.row_band};
             tile.rows = r.count;
             if constexpr (straight_left) {
               tile.P = left.A + l0;
               tile.row = r.origin;
             } else {
               tile.P = panel_terms;
-              tile.row = std::ptrdiff_t(i) * most_terms;
+              tile.row = p * panel_size;
             }
             tile.from_zero = first;
-            tile.level = c.count == panel_columns;
-            for (int j = 0; j < panel_columns; ++j) {
-              tile.height[j] = j < c.count ? r.count : 0;
-              if (x.upper_only)
-                tile.height[j] = std::clamp(c.origin + j + 1 - r.origin, 0, tile.height[j]);
-              tile.level = tile.level && tile.height[j] == r.count;
-            }
+            const bool crossing = x.upper_only && c.origin < r.origin + r.count - 1;
+            tile.level = c.count == panel_columns && !crossing;
+            if (!tile.level)
+              for (int j = 0; j < panel_columns; ++j) {
+                const int rows_of_column = j < c.count ? r.count : 0;
+                tile.height[j] = crossing ? std::clamp(c.origin + j + 1 - r.origin, 0, rows_of_column)
+                                          : rows_of_column;
+              }
             if constexpr (in_place) {
               for (int j = 0; j < panel_columns; ++j)
                 tile.sums[j] = result.C[c.origin + std::min(j, c.count - 1)] + r.origin;
-              add_terms(kernel, tile, r, c, range, x.terms);
+              add_terms(kernel.of<In>(), tile, r, c, range, x.terms);
             } else {
-              double* sum =
-                  sums[range.size() == all.size() ? 0
-                                                  : k / panel_columns * row_panels + i / panel_rows];
+              double* sum = sums[range.size() == all.size() ? 0 : k / panel_columns * row_panels + p];
               for (int j = 0; j < panel_columns; ++j) tile.sums[j] = sum + j * panel_rows;
-              add_terms(kernel, tile, r, c, range, x.terms);
+              add_terms(kernel.of<In>(), tile, r, c, range, x.terms);
               if (!last) continue;
               for (int j = 0; j < c.count; ++j) {
+                const int height = tile.level ? r.count : tile.height[j];
                 if constexpr (narrow)
-                  std::copy_n(sum + j * panel_rows, tile.height[j], result.C[c.origin + j] + r.origin);
+                  std::copy_n(sum + j * panel_rows, height, result.C[c.origin + j] + r.origin);
                 else
-                  for (int e = 0; e < tile.height[j]; ++e)
+                  for (int e = 0; e < height; ++e)
                     result(r.origin + e, c.origin + j, sum[j * panel_rows + e]);
               }
             }
@@ -364,7 +376,7 @@ void product(const Extent& x, Left left, Right right, Result result) noexcept {
   const Kernels& kernel = kernels();
   // A column table can be read where it lies. Taller ones than this keep no panel in the nearest caches;
   // float elements are converted at every use, which pays for few.
-  constexpr int tall = 192, few_floats = 32;
+  constexpr int tall = 192, few_floats = 16;
   if constexpr (std::is_same_v<Left, AsIs<double>>) {
     constexpr bool straight_right = std::is_same_v<Right, AsIs<double>>;
     if (x.rows <= tall || x.columns <= panel_columns)
