@@ -22,31 +22,40 @@ struct Pivot {
 /// The candidate of each column of the trailing block is the one that V_iamax chooses; the greatest
 /// magnitude among these wins, the lowest column among equals. NaN never wins.
 template <class Real>
-Pivot<Real> find_pivot(Real* const* A, int n, int k) noexcept {
-  Pivot<Real> best{k, k, 0};
-  for (int j = k; j < n; ++j) {
-    const int r = k + V_iamax(A[j] + k, n - k);
-    if (std::abs(A[j][r]) > std::abs(best.value)) best = {r, j, A[j][r]};
-  }
-  return best;
+void examine(const Real* y, int n, int k, int j, Pivot<Real>& best) noexcept {
+  const int r = k + V_iamax(y + k, n - k);
+  if (std::abs(y[r]) > std::abs(best.value)) best = {r, j, y[r]};
 }
 
-/// Eliminates with the pivot a(k,k) = p: column k becomes the multipliers, every other column adds its
-/// multiple of them, row k is divided by the pivot.
+/// Element k changes its sign and its place with element r.
 template <class Real>
-void eliminate(Real* const* A, int n, int k, Real p) noexcept {
+void exchange(Real* y, int k, int r) noexcept {
+  if (r == k) return;
+  y[k] = -y[k];
+  E_swap(y + k, y + r);
+}
+
+/// One step with the pivot p, which stands in column k and row r: rows k and r are exchanged, column k
+/// becomes the multipliers, every other column adds its multiple of them, row k is divided by the pivot.
+/// Returns the next pivot. All of it is done in one pass over the columns, which is what costs.
+template <class Real>
+Pivot<Real> eliminate(Real* const* A, int n, int k, int r, Real p) noexcept {
   Real* u = A[k];
+  exchange(u, k, r);
   const Real multiplier = store<Real>(1.0 / -double(p));
-  for (int i = 0; i < n; ++i)
-    if (i != k) u[i] = store<Real>(double(multiplier) * u[i]);
+  for (int i = 0; i < n; ++i) u[i] = store<Real>(double(multiplier) * u[i]);
+  Pivot<Real> next{k + 1, k + 1, 0};
   for (int l = 0; l < n; ++l) {
     if (l == k) continue;
     Real* y = A[l];
-    V_axpy(y[k], u, y, k);
-    V_axpy(y[k], u + k + 1, y + k + 1, n - k - 1);
-    y[k] = store<Real>(double(y[k]) / p);
+    exchange(y, k, r);
+    const Real multiple = y[k];
+    V_axpy(multiple, u, y, n);
+    y[k] = store<Real>(double(multiple) / p);
+    if (l > k) examine(y, n, k + 1, l, next);
   }
   u[k] = store<Real>(1.0 / p);
+  return next;
 }
 
 // Every exchange of two lines goes with the negation of one of them, which keeps the determinant: it is
@@ -62,24 +71,21 @@ int M_invGJ(Real** A, int n, double* det) noexcept {
   int* col = c_array<int>(n).release();
   if (!col) return M_INVGJ_NO_MEMORY;
 
+  Pivot<Real> best{0, 0, 0};
+  for (int j = 0; j < n; ++j) examine(A[j], n, 0, j, best);
   for (int k = 0; k < n; ++k) {
-    const Pivot<Real> best = find_pivot(A, n, k);
     if (best.value == 0) {
       *det = 0.0;
       return k == 0 ? M_INVGJ_ZERO : k;
     }
     row[k] = best.row;
     col[k] = best.column;
-    if (row[k] != k) {
-      M_lminus(A, n, k);
-      M_swap(A, 0, n - 1, k, row[k]);
-    }
     if (col[k] != k) {
       V_neg(A[k], n);
       P_swap(A + k, A + col[k]);
     }
-    eliminate(A, n, k, best.value);
     *det *= best.value;
+    best = eliminate(A, n, k, row[k], best.value);
   }
 
   // Deliberate: the column pointers stay exchanged. Hosts reach the inverse through the table.

@@ -3,6 +3,8 @@
 
 #include "llsqp/kernels/arithmetic.hpp"
 
+#include <cmath>
+
 namespace tabfit {
 namespace {
 
@@ -17,7 +19,7 @@ void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int te
 template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                 double* out) noexcept {
-  for (int r = 0; r < width; ++r)
+  for (int r = 0; r < (count + 7) / 8 * 8; ++r)
     for (int t = 0; t < terms; ++t) out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
 }
 
@@ -64,6 +66,15 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const dou
 }
 
 template <class Real>
+int greatest(const Real* x, int n) noexcept {
+  int place = -1;
+  Real best = -1;
+  for (int i = 0; i < n; ++i)
+    if (std::abs(x[i]) > best) best = std::abs(x[place = i]);
+  return place;
+}
+
+template <class Real>
 void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
   for (int p = 0; p < panels; ++p, Y += panel_size)
     for (int c = 0; c < 8; ++c) {
@@ -103,9 +114,9 @@ void add_lanes(const double* q, const double* X, int lanes, int terms, double* s
 const Kernels plain_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, squares<float>},
+     add_rows<float>, reflect<float>, greatest<float>, squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, greatest<double>, squares<double>},
 };
 
 #if !defined(TABFIT_X86_KERNELS)

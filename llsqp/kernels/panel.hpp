@@ -46,7 +46,8 @@ struct ElementKernels {
   void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                      double* out) noexcept;
 
-  /// out[t * width + r] = lines[r][term + t], zero from `count` up to `width`.
+  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r up to
+  /// the next multiple of 8.
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                      double* out) noexcept;
 
@@ -69,6 +70,9 @@ struct ElementKernels {
   /// the other if its vector is null.
   void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
                   const double* t, const double* next, double* s) noexcept;
+
+  /// The first x[i] of greatest magnitude, passing over NaN: its place, or -1 if there is none.
+  int (*greatest)(const Real* x, int n) noexcept;
 
   /// s[c] = sum of the squares of a column of such panels, from 0, ascending.
   void (*squares)(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept;

@@ -14,6 +14,11 @@ namespace {
 
 // -- vectors of doubles -----------------------------------------------------------------------------
 
+inline double greatest_of(__m256d v) {
+  const __m128d two = _mm_max_pd(_mm256_castpd256_pd128(v), _mm256_extractf128_pd(v, 1));
+  return _mm_cvtsd_f64(_mm_max_pd(two, _mm_unpackhi_pd(two, two)));
+}
+
 #ifdef __AVX512F__
 
 struct Lanes {
@@ -40,8 +45,19 @@ struct Lanes {
     return {_mm512_cvtps_pd(rounded)};
   }
   void put(double* p, Mask k) const { _mm512_mask_storeu_pd(p, k, v); }
+  double greatest() const {
+    return greatest_of(_mm256_max_pd(_mm512_castpd512_pd256(v), _mm512_extractf64x4_pd(v, 1)));
+  }
   static Mask mask(std::uint32_t bits) { return static_cast<Mask>(bits); }
 };
+
+inline Lanes greater(Lanes a, Lanes b) { return {_mm512_max_pd(a.v, b.v)}; }
+/// The greater of each lane's magnitude of a and b; b where a is NaN.
+inline Lanes greater_magnitude(Lanes a, Lanes b) { return {_mm512_max_pd(_mm512_abs_pd(a.v), b.v)}; }
+/// Bit i for each lane whose magnitude is b's.
+inline unsigned same_magnitude(Lanes a, Lanes b) {
+  return _mm512_cmp_pd_mask(_mm512_abs_pd(a.v), b.v, _CMP_EQ_OQ);
+}
 
 inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm512_fmadd_pd(a.v, b.v, c.v)}; }
 inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm512_fnmadd_pd(a.v, b.v, c.v)}; }
@@ -107,11 +123,23 @@ struct Lanes {
     return {_mm256_cvtps_pd(rounded)};
   }
   void put(double* p, Mask k) const { _mm256_maskstore_pd(p, k, v); }
+  double greatest() const { return greatest_of(v); }
   static Mask mask(std::uint32_t bits) {
     const __m256i bit = _mm256_setr_epi64x(1, 2, 4, 8);
     return _mm256_cmpeq_epi64(_mm256_and_si256(_mm256_set1_epi64x(bits), bit), bit);
   }
 };
+
+inline Lanes greater(Lanes a, Lanes b) { return {_mm256_max_pd(a.v, b.v)}; }
+/// The greater of each lane's magnitude of a and b; b where a is NaN.
+inline Lanes greater_magnitude(Lanes a, Lanes b) {
+  return {_mm256_max_pd(_mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v), b.v)};
+}
+/// Bit i for each lane whose magnitude is b's.
+inline unsigned same_magnitude(Lanes a, Lanes b) {
+  const __m256d magnitude = _mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v);
+  return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(magnitude, b.v, _CMP_EQ_OQ)));
+}
 
 inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
 inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
@@ -168,7 +196,7 @@ void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int te
 template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                 double* out) noexcept {
-  for (int r = 0; r < width; r += Lanes::width) {
+  for (int r = 0; r < (count + 7) / 8 * 8; r += Lanes::width) {
     if (r >= count) {
       for (int t = 0; t < terms; ++t) Lanes::zero().put(out + t * width + r);
       continue;
@@ -571,6 +599,37 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const dou
 }
 
 template <class Real>
+int greatest(const Real* x, int n) noexcept {
+  constexpr int step = 4 * Lanes::width;
+  Lanes best = Lanes::of(-1.0);
+  int i = 0;
+  if (n >= step) {
+    Lanes four[4];
+    TABFIT_UNROLL for (int v = 0; v < 4; ++v) four[v] = best;
+    for (; i + step <= n; i += step)
+      TABFIT_UNROLL for (int v = 0; v < 4; ++v) four[v] =
+          greater_magnitude(Lanes::load(x + i + v * Lanes::width), four[v]);
+    best = greater(greater(four[0], four[1]), greater(four[2], four[3]));
+  }
+  for (; i + Lanes::width <= n; i += Lanes::width) best = greater_magnitude(Lanes::load(x + i), best);
+  double most = best.greatest();
+  for (; i < n; ++i) {
+    const double value = x[i] < 0 ? -double(x[i]) : double(x[i]);
+    most = value > most ? value : most;
+  }
+  if (most < 0.0) return -1;
+
+  const Lanes wanted = Lanes::of(most);
+  int place = 0;
+  for (; place + Lanes::width <= n; place += Lanes::width) {
+    const unsigned found = same_magnitude(Lanes::load(x + place), wanted);
+    if (found) return place + __builtin_ctz(found);
+  }
+  while (!(x[place] == most || -x[place] == most)) ++place;
+  return place;
+}
+
+template <class Real>
 void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
   constexpr int parts = 8 / Lanes::width;
   const auto some = [&](auto count) {
@@ -594,9 +653,9 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 constexpr Kernels lane_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, squares<float>},
+     add_rows<float>, reflect<float>, greatest<float>, squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, greatest<double>, squares<double>},
 };
 
 #undef TABFIT_UNROLL

@@ -84,15 +84,20 @@ void pack_columns(const Kernels& kernel, Transposed<Real> right, int k, int coun
   pack_rows(kernel, AsIs<Real>{right.A}, k, count, l, n, width, out);
 }
 
-/// Terms before the lines' own diagonal block run along columns of the triangle, those behind it across.
+/// Terms before the diagonal block of eight lines run along columns of the triangle, those behind it across.
 template <class Real>
 void pack_rows(const Kernels& kernel, Symmetric<Real> left, int i, int count, int l, int n, int width,
                double* out) noexcept {
-  const int end = l + n, along = std::clamp(i, l, end), across = std::clamp(i + count, l, end);
-  pack_rows(kernel, transposed(left.S), i, count, l, along - l, width, out);
-  for (int t = along; t < across; ++t)
-    for (int r = 0; r < width; ++r) out[(t - l) * width + r] = r < count ? left(i + r, t) : 0.0;
-  pack_rows(kernel, as_is(left.S), i, count, across, end - across, width, out + (across - l) * width);
+  const auto eight = [=, &kernel](int first, int lines, double* panel) {
+    const int end = l + n, along = std::clamp(first, l, end),
+              across = std::clamp(first + lines, l, end);
+    pack_rows(kernel, transposed(left.S), first, lines, l, along - l, width, panel);
+    for (int r = 0; r < lines; ++r)
+      for (int t = along; t < across; ++t) panel[(t - l) * width + r] = left(first + r, t);
+    pack_rows(kernel, as_is(left.S), first, lines, across, end - across, width,
+              panel + (across - l) * width);
+  };
+  for (int r = 0; r < count; r += 8) eight(i + r, std::min(8, count - r), out + r);
 }
 
 template <class Real>
@@ -106,14 +111,14 @@ template <class Left>
 void pack_rows(const Kernels&, const Left& left, int i, int count, int l, int n, int width,
                double* out) noexcept {
   for (int t = 0; t < n; ++t)
-    for (int r = 0; r < width; ++r) out[t * width + r] = r < count ? left(i + r, l + t) : 0.0;
+    for (int r = 0; r < count; ++r) out[t * width + r] = left(i + r, l + t);
 }
 
 template <class Right>
 void pack_columns(const Kernels&, const Right& right, int k, int count, int l, int n, int width,
                   double* out) noexcept {
   for (int t = 0; t < n; ++t)
-    for (int r = 0; r < width; ++r) out[t * width + r] = r < count ? right(l + t, k + r) : 0.0;
+    for (int r = 0; r < count; ++r) out[t * width + r] = right(l + t, k + r);
 }
 
 // -- results: where sum (i, k) is stored -------------------------------------------------------------
@@ -197,21 +202,33 @@ struct Lines {
   }
 };
 
-/// Copies terms `range` of `lines` into a panel whose first term is l0: element by element where not
-/// every line has the term, and by pack(first, count, out) where all have.
+/// Copies terms `range` of `lines` into a panel whose first term is l0, only those that a line has: by
+/// pack(r, count, l, n, out) for `count` lines from r on that all have n terms from l on, the rest element
+/// by element.
 template <class Element, class Pack>
 void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element element, Pack pack,
                 double* panel) noexcept {
-  const Terms any = range.within(lines.any(terms)), full = any.within(lines.full(terms));
-  const auto one_by_one = [&](int from, int to) {
-    for (int l = from; l < to; ++l)
-      for (int r = 0; r < lines.count; ++r)
-        if (lines.has(r, l)) panel[(l - l0) * width + r] = element(r, l);
+  const auto block = [&](int r, int count, Terms of) {
+    if (of.size() > 0) pack(r, count, of.first, of.size(), panel + (of.first - l0) * width + r);
   };
-  if (full.size() == 0) return one_by_one(any.first, any.end);
-  one_by_one(any.first, full.first);
-  pack(full.first, full.size(), panel + (full.first - l0) * width);
-  one_by_one(full.end, any.end);
+  // Eight lines at a time: only a triangle of eight is left over.
+  const auto partial = [&](Terms part) {
+    for (int r0 = 0; r0 < lines.count && part.size() > 0; r0 += 8) {
+      const Lines eight{lines.origin + r0, std::min(8, lines.count - r0), lines.band};
+      const Terms any = part.within(eight.any(terms)), full = any.within(eight.full(terms));
+      block(r0, eight.count, full);
+      const bool some = full.size() > 0;
+      for (int r = 0; r < eight.count; ++r)
+        for (int l = any.first; l < any.end; ++l)
+          if (eight.has(r, l) && !(some && l >= full.first && l < full.end))
+            panel[(l - l0) * width + r0 + r] = element(r0 + r, l);
+    }
+  };
+  const Terms any = range.within(lines.any(terms)), full = any.within(lines.full(terms));
+  if (full.size() == 0) return partial(any);
+  block(0, lines.count, full);
+  partial({any.first, full.first});
+  partial({full.end, any.end});
 }
 
 /// How a factor is read where it is not copied into panels: in its own columns.
@@ -234,6 +251,7 @@ void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines 
   constexpr int most_partial = panel_rows + panel_columns;
   const Terms any = range.within(r.any(terms)).within(c.any(terms)),
               full = any.within(r.full(terms)).within(c.full(terms));
+  const bool some = any.size() > 0, whole = full.size() > 0;
   const auto set = [&](int from, int to) {
     tile.first = from - range.first;
     tile.end = to - range.first;
@@ -245,14 +263,14 @@ void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines 
     kernel.masked_tile(tile, mask);
     tile.from_zero = false;
   };
-  if (full.size() == 0 && any.size() > 0) return add_masked(any.first, any.end);
-  if (any.first < full.first) add_masked(any.first, full.first);
-  if (full.size() > 0 || tile.from_zero) {
-    set(full.first, full.end);
+  if (some && !whole) return add_masked(any.first, any.end);
+  if (some && any.first < full.first) add_masked(any.first, full.first);
+  if (whole || tile.from_zero) {
+    whole ? set(full.first, full.end) : set(range.first, range.first);
     kernel.tile(tile);
     tile.from_zero = false;
   }
-  if (full.end < any.end) add_masked(full.end, any.end);
+  if (some && full.end < any.end) add_masked(full.end, any.end);
 }
 
 /// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k); or C(i, k) := sum.
@@ -300,8 +318,8 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
             pack_panel(
                 lines, range, x.terms, l0, panel_rows,
                 [&](int r, int l) { return left(lines.origin + r, l); },
-                [&](int l, int n, double* out) {
-                  pack_rows(kernel, left, lines.origin, lines.count, l, n, panel_rows, out);
+                [&](int r, int count, int l, int n, double* out) {
+                  pack_rows(kernel, left, lines.origin + r, count, l, n, panel_rows, out);
                 },
                 P + p * panel_size);
           }
@@ -321,8 +339,8 @@ void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
             pack_panel(
                 c, range, x.terms, l0, panel_columns,
                 [&](int j, int l) { return right(l, c.origin + j); },
-                [&](int l, int n, double* out) {
-                  pack_columns(kernel, right, c.origin, c.count, l, n, panel_columns, out);
+                [&](int j, int count, int l, int n, double* out) {
+                  pack_columns(kernel, right, c.origin + j, count, l, n, panel_columns, out);
                 },
                 Q);
           }
