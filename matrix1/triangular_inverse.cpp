@@ -27,7 +27,7 @@ int lanes_for(int n, int columns) noexcept {
 }
 
 /// Unknowns row by row, from the last of `rows` rows to the first, in columns j0..j0+count-1:
-/// x(i,j) = finish(i, start(i, x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest unknown
+/// x(i,j) = finish(u(i,i), start(x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest unknown
 /// first. With upper, column j has rows 0..j only, and x(j,j) is there already.
 ///
 /// Shape:     X holds `rows` rows of `lanes` unknowns; what a row starts from stands in its place.
@@ -44,14 +44,16 @@ void back_substitute(Real* const* U, int rows, double* X, int lanes, int j0, boo
     if (first >= lanes) continue;
     for (int v = first; v < lanes; ++v) sums[v] = start(x[v]);
     std::fill_n(sums, first, 0.0);
-    const int shared = upper ? std::max(next, std::min(rows, j0 + 1)) : rows;  // end of the terms of all
+    const int shared =
+        upper ? std::max(next, std::min(rows, j0 + 1)) : rows;  // end of the terms of all
     add_rows(U + next, i, x + lanes, lanes, shared - next, subtract, nullptr, sums);
     if (shared < rows) {
       const int band = shared - j0;
       add_rows(U + shared, i, X + std::ptrdiff_t(shared) * lanes, lanes, rows - shared, subtract, &band,
                sums);
     }
-    for (int v = first; v < lanes; ++v) x[v] = finish(i, sums[v]);
+    const double diagonal = U[i][i];
+    for (int v = first; v < lanes; ++v) x[v] = finish(diagonal, sums[v]);
   }
 }
 
@@ -88,35 +90,51 @@ void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
     load_columns(B + k, n, count, lanes, X);
     back_substitute(
         U, n, X, lanes, 0, false, true, [](double b) { return b; },
-        [U](int i, double rest) { return double(store<Real>(rest / U[i][i])); });
+        [](double diagonal, double rest) { return double(store<Real>(rest / diagonal)); });
     for (int c = 0; c < count; ++c) store_column(X + c, n, lanes, B[k + c]);
   }
 }
 
-// From the first row to the last: b(i) = (b(i) - (u(0,i) b(0) + u(1,i) b(1) + ...)) / u(i,i). The sums over
-// all rows before a block of 24 are one product; the block's own rows follow one by one.
+// The sums over all rows before the block are one product; the block's own rows follow one by one.
+template <class Real>
+void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Real* const* X,
+                  int p) noexcept {
+  constexpr int strip = 128;
+  const Kernels& kernel = kernels();
+  alignas(64) double tall[strip * panel_rows], sums[panel_rows * strip], rest[panel_rows * strip],
+      solved[panel_rows * strip];
+  double *columns[strip], *lines[panel_rows], factors[panel_rows];
+  for (int k = 0; k < std::min(p, strip); ++k) columns[k] = tall + k * panel_rows;
+  for (int k0 = 0; k0 < p; k0 += strip) {
+    const int count = std::min(strip, p - k0), lanes = (count + 7) / 8 * 8;
+    for (int i = 0; i < rows; ++i) lines[i] = solved + i * lanes;
+    if (i0 > 0) {
+      product({rows, count, i0}, transposed(U + i0), as_is(X + k0), into_table(columns));
+      kernel.d.pack_terms(columns, 0, count, rows, lanes, sums);
+    } else {
+      std::fill_n(sums, rows * lanes, 0.0);
+    }
+    kernel.of<Real>().pack_terms(B + k0, i0, count, rows, lanes, rest);
+    kernel.of<Real>().pack_terms(X + k0, i0, count, done, lanes, solved);
+    for (int i = done; i < rows; ++i) {
+      const Real* u = U[i0 + i] + i0;
+      const double diagonal = u[i];
+      std::copy_n(u, i, factors);
+      kernel.add_lanes(factors, solved, lanes, i, sums + i * lanes);
+      for (int k = 0; k < lanes; ++k)
+        lines[i][k] = store<Real>((rest[i * lanes + k] - sums[i * lanes + k]) / diagonal);
+    }
+    kernel.d.pack_terms(lines, 0, rows, count, panel_rows, tall);
+    for (int k = 0; k < count; ++k) std::copy_n(columns[k] + done, rows - done, X[k0 + k] + i0 + done);
+  }
+}
+
+template void forward_rows(float* const*, int, int, int, float* const*, float* const*, int) noexcept;
+template void forward_rows(double* const*, int, int, int, double* const*, double* const*, int) noexcept;
+
 template <class Real>
 void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
-  constexpr int most_rows = panel_rows, lanes = 48;
-  alignas(64) double sums[most_rows * lanes], X[most_rows * lanes], factors[most_rows];
-  for (int k0 = 0; k0 < p; k0 += lanes)
-    for (int i0 = 0; i0 < n; i0 += most_rows) {
-      const int rows = std::min(most_rows, n - i0), columns = std::min(lanes, p - k0);
-      Real* const* b = B + k0;
-      std::fill_n(sums, rows * lanes, 0.0);
-      product({rows, columns, i0}, transposed(U + i0), as_is(b),
-              [&](int i, int k, double sum) { sums[i * lanes + k] = sum; });
-      std::fill_n(X, rows * lanes, 0.0);
-      for (int i = 0; i < rows; ++i) {
-        const Real* u = U[i0 + i] + i0;
-        std::copy_n(u, i, factors);
-        kernels().add_lanes(factors, X, lanes, i, sums + i * lanes);
-        for (int k = 0; k < columns; ++k) {
-          const double rest = b[k][i0 + i] - sums[i * lanes + k];
-          X[i * lanes + k] = b[k][i0 + i] = store<Real>(rest / u[i]);
-        }
-      }
-    }
+  for (int i = 0; i < n; i += panel_rows) forward_rows(U, i, 0, std::min(panel_rows, n - i), B, B, p);
 }
 
 namespace {
@@ -148,7 +166,7 @@ void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
     }
     back_substitute(
         U, rows, X, lanes, j0, true, true, [](double v) { return v; },
-        [U](int i, double rest) { return double(store<Real>(rest / U[i][i])); });
+        [](double diagonal, double rest) { return double(store<Real>(rest / diagonal)); });
     for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, V[j0 + c]);
   }
 }
@@ -183,7 +201,7 @@ int M_tinv(Real* const* T, int n) noexcept {
     for (int c = 0; c < count; ++c) X[(j0 + c) * lanes + c] = T[j0 + c][j0 + c];
     back_substitute(
         T, end, X, lanes, j0, true, false, [](double) { return 0.0; },
-        [T](int i, double sum) { return double(store<Real>(-double(T[i][i]) * sum)); });
+        [](double diagonal, double sum) { return double(store<Real>(-diagonal * sum)); });
     for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, T[j0 + c]);
   }
   for (int j = n - 1; lanes == 0 && j >= 0; --j)  // too tall for the scratch: one unknown at a time

@@ -48,8 +48,7 @@ class InPlace {
   void exchange_rows(int l, int r) noexcept { M_swap(A_, l + 1, end_ - 1, l, r); }
   void reflect(int l, double beta, int j0) noexcept {
     const Real* u = A_[l] + l;
-    for (int j = j0; j < end_; ++j)
-      V_axpy(-V_dot(A_[j] + l, u, m_ - l) / beta, u, A_[j] + l, m_ - l);
+    for (int j = j0; j < end_; ++j) V_axpy(-V_dot(A_[j] + l, u, m_ - l) / beta, u, A_[j] + l, m_ - l);
   }
   void give_back(int, int) noexcept {}
 
@@ -99,7 +98,9 @@ class Panels {
   }
 
   void finish_row(int i, double* h) noexcept {
-    if (waiting_) kernel_.reflect(Y_ + 8 * std::ptrdiff_t(i), panel_size_, panels(), 1, previous_ + i, t_, nullptr, s_);
+    if (waiting_)
+      kernel_.reflect(Y_ + 8 * std::ptrdiff_t(i), panel_size_, panels(), 1, previous_ + i, t_, nullptr,
+                      s_);
     for (int j = i + 1; j < end_; ++j) {
       const Real y = A_[j][i] = *place(slot_[j], i);
       if (j < n_) h[j] = mul_add(-y, y, h[j]);
@@ -161,9 +162,9 @@ class Panels {
   Real** A_;
   int m_, n_, end_, live_;
   std::ptrdiff_t panel_size_;
-  Real* Y_;                               // the panels
-  double *t_, *s_, *previous_, *next_;    // multipliers and sums of the slots; reflectors
-  int *slot_, *column_;                   // of a position, and of a slot
+  Real* Y_;                             // the panels
+  double *t_, *s_, *previous_, *next_;  // multipliers and sums of the slots; reflectors
+  int *slot_, *column_;                 // of a position, and of a slot
   bool waiting_ = false;
   int waiting_from_ = 0;
 };
