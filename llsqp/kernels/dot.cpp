@@ -6,7 +6,10 @@
 // The baseline of x86-64 has no fused instruction, and std::fma is a call into the run-time library
 // there. Each body is compiled once more for processors that have one, with wider vectors; every step
 // is the same fused operation, so the results are the same bits.
-#if defined(__x86_64__) && !defined(__FMA__)
+#ifndef TABFIT_WIDEST_KERNELS
+#define TABFIT_WIDEST_KERNELS 2
+#endif
+#if defined(__x86_64__) && !defined(__FMA__) && TABFIT_WIDEST_KERNELS > 0
 #define TABFIT_KERNEL_CHOICE 1
 #endif
 

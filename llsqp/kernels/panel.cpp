@@ -124,11 +124,16 @@ const Kernels* avx2_kernels() noexcept { return nullptr; }
 const Kernels* avx512_kernels() noexcept { return nullptr; }
 const Kernels& kernels() noexcept { return plain_kernels; }
 #else
+#ifndef TABFIT_WIDEST_KERNELS
+#define TABFIT_WIDEST_KERNELS 2
+#endif
 const Kernels& kernels() noexcept {
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("fma"))
+  if (TABFIT_WIDEST_KERNELS >= 2 && __builtin_cpu_supports("avx512f") &&
+      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
+      __builtin_cpu_supports("fma"))
     return *avx512_kernels();
-  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return *avx2_kernels();
+  if (TABFIT_WIDEST_KERNELS >= 1 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+    return *avx2_kernels();
   return plain_kernels;
 }
 #endif

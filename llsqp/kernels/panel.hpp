@@ -101,7 +101,8 @@ extern const Kernels plain_kernels;
 const Kernels* avx2_kernels() noexcept;
 const Kernels* avx512_kernels() noexcept;
 
-/// The best that this processor runs.
+/// The best that this processor runs, none wider than TABFIT_WIDEST_KERNELS: 0 plain loops, 1 AVX2,
+/// 2 AVX-512, which is what the library is built with unless told otherwise.
 const Kernels& kernels() noexcept;
 
 }  // namespace tabfit
