@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace tabfit {
 namespace {
@@ -59,34 +60,39 @@ class InPlace {
 
 /// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.
 ///
-/// Why:       a pass over the columns is what costs. The last reflection waits: the pass that forms the
-///            sums of the next one applies it. Only what the next step looks at is brought up to date
-///            before that: row l and the pivot column.
+/// Why:       a pass over the columns is what costs, most of all if it writes them. Reflections wait: the
+///            pass that forms the sums of the next one applies them, and keeps the result only when no
+///            more may wait. What the next step looks at is brought up to date before that: row l and the
+///            pivot column.
 /// Invariant: live columns fill slots 0..live-1, eight a panel; a column that leaves is replaced by that
-///            of the last slot. waiting_ says that rows l..m-1 of columns from waiting_from_ on still miss
-///            the reflection with previous_ and t_.
+///            of the last slot. Rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_;
+///            columns before `last_from_` never get the last of them.
 template <class Real>
 class Panels {
  public:
   /// Elements of scratch, in doubles, behind an address that is a multiple of 64.
   static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
     const std::ptrdiff_t padded = (columns + 7) / 8 * std::ptrdiff_t(8);
-    return padded * m * std::ptrdiff_t(sizeof(Real)) / 8 + 2 * std::ptrdiff_t(m) + 3 * padded;
+    return padded * m * std::ptrdiff_t(sizeof(Real)) / 8 + (most_waiting + 1) * std::ptrdiff_t(m) +
+           (most_waiting + 2) * padded;
   }
 
   Panels(Real** A, int m, int n, int k, double* scratch) noexcept
       : A_(A), m_(m), n_(n), end_(n + k), live_(n + k), panel_size_(8 * std::ptrdiff_t(m)) {
     const std::ptrdiff_t padded = (end_ + 7) / 8 * std::ptrdiff_t(8);
-    t_ = scratch;
-    s_ = t_ + padded;
-    Y_ = reinterpret_cast<Real*>(s_ + padded);
-    next_ = s_ + padded + padded * m * std::ptrdiff_t(sizeof(Real)) / 8;
-    previous_ = next_ + m;
-    slot_ = reinterpret_cast<int*>(previous_ + m);
+    // In the nearest cache, and where every application is rounded to float, applying a reflection
+    // again costs more than writing.
+    keep_at_ = !is_double<Real> || padded * m * std::ptrdiff_t(sizeof(Real)) <= near ? 1 : most_waiting;
+    for (double*& t : t_) t = std::exchange(scratch, scratch + padded);
+    s_ = std::exchange(scratch, scratch + padded);
+    Y_ = reinterpret_cast<Real*>(scratch);
+    scratch += padded * m * std::ptrdiff_t(sizeof(Real)) / 8;
+    for (double*& u : u_) u = std::exchange(scratch, scratch + m);
+    slot_ = reinterpret_cast<int*>(scratch);
     column_ = slot_ + padded;
+    std::fill_n(t_[0], most_waiting * padded, 0.0);
     for (int j = 0; j < padded; ++j) {
       slot_[j] = column_[j] = j;
-      t_[j] = 0.0;
       Real* y = place(j, 0);
       for (int i = 0; i < m; ++i) y[8 * std::ptrdiff_t(i)] = j < end_ ? A[j][i] : Real(0);
     }
@@ -98,9 +104,9 @@ class Panels {
   }
 
   void finish_row(int i, double* h) noexcept {
-    if (waiting_)
-      kernel_.reflect(Y_ + 8 * std::ptrdiff_t(i), panel_size_, panels(), 1, previous_ + i, t_, nullptr,
-                      s_);
+    const double* u[most_waiting];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
+    kernel_.reflect(place(0, i), panel_size_, panels(), 1, waiting_, u, t_, true, nullptr, s_);
     for (int j = i + 1; j < end_; ++j) {
       const Real y = A_[j][i] = *place(slot_[j], i);
       if (j < n_) h[j] = mul_add(-y, y, h[j]);
@@ -114,59 +120,63 @@ class Panels {
 
   void take(int l) noexcept {
     const int slot = slot_[l], last = --live_;
-    copy_out(l, l);
-    if (waiting_) V_axpy(t_[slot], previous_ + l, A_[l] + l, m_ - l);
+    copy_out(l, l, waiting_);
     if (slot == last) return;
     const int moved = column_[last];
     for (int i = l; i < m_; ++i) *place(slot, i) = *place(last, i);
-    t_[slot] = t_[last];
+    for (int q = 0; q < waiting_; ++q) t_[q][slot] = t_[q][last];
     slot_[moved] = slot;
     column_[slot] = moved;
   }
 
   void exchange_rows(int l, int r) noexcept {
     for (int p = 0; p < panels(); ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
-    if (waiting_) E_swap(previous_ + l, previous_ + r);
+    for (int q = 0; q < waiting_; ++q) E_swap(u_[q] + l, u_[q] + r);
   }
 
   void reflect(int l, double beta, int j0) noexcept {
-    std::copy_n(A_[l] + l, m_ - l, next_ + l);
-    kernel_.reflect(Y_ + 8 * std::ptrdiff_t(l), panel_size_, panels(), m_ - l,
-                    waiting_ ? previous_ + l : nullptr, t_, next_ + l, s_);
-    waiting_ = true;
-    waiting_from_ = j0;
-    for (int c = 0; c < live_; ++c) t_[c] = -s_[c] / beta;
-    std::swap(previous_, next_);
+    double* next = u_[most_waiting];
+    std::copy_n(A_[l] + l, m_ - l, next + l);
+    const double* u[most_waiting];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + l;
+    const bool keep = waiting_ == keep_at_;
+    kernel_.reflect(place(0, l), panel_size_, panels(), m_ - l, waiting_, u, t_, keep, next + l, s_);
+    if (keep) waiting_ = 0;
+    for (int c = 0; c < live_; ++c) t_[waiting_][c] = -s_[c] / beta;
+    std::swap(u_[waiting_], u_[most_waiting]);
+    ++waiting_;
+    last_from_ = j0;
   }
 
   void give_back(int j0, int l) noexcept {
-    for (int j = j0; j < end_; ++j) {
-      copy_out(j, l);
-      if (waiting_ && j >= waiting_from_) V_axpy(t_[slot_[j]], previous_ + l, A_[j] + l, m_ - l);
-    }
+    for (int j = j0; j < end_; ++j) copy_out(j, l, j < last_from_ ? waiting_ - 1 : waiting_);
   }
 
  private:
+  static constexpr int most_waiting = 3;
+  static constexpr std::ptrdiff_t near = 32768;
+
   Real* place(int slot, int i) noexcept {
     return Y_ + slot / 8 * panel_size_ + 8 * std::ptrdiff_t(i) + slot % 8;
   }
   int panels() const noexcept { return (live_ + 7) / 8; }
 
-  /// Rows from `first` on of the column at position j, as the panels hold them.
-  void copy_out(int j, int first) noexcept {
+  /// Rows from l on of the column at position j, with the first `count` of the waiting reflections.
+  void copy_out(int j, int l, int count) noexcept {
     const Real* y = place(slot_[j], 0);
-    for (int i = first; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
+    for (int i = l; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
+    for (int q = 0; q < count; ++q) V_axpy(t_[q][slot_[j]], u_[q] + l, A_[j] + l, m_ - l);
   }
 
   const ElementKernels<Real>& kernel_ = kernels().of<Real>();
   Real** A_;
   int m_, n_, end_, live_;
   std::ptrdiff_t panel_size_;
-  Real* Y_;                             // the panels
-  double *t_, *s_, *previous_, *next_;  // multipliers and sums of the slots; reflectors
-  int *slot_, *column_;                 // of a position, and of a slot
-  bool waiting_ = false;
-  int waiting_from_ = 0;
+  Real* Y_;                       // the panels
+  double *t_[most_waiting], *s_;  // multipliers and sums of the slots
+  double* u_[most_waiting + 1];   // reflectors; the last is free for the next one
+  int *slot_, *column_;           // of a position, and of a slot
+  int waiting_ = 0, keep_at_, last_from_ = 0;
 };
 
 /// The steps of the decomposition.

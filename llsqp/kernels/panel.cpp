@@ -51,14 +51,16 @@ void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, i
 }
 
 template <class Real>
-void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
-             const double* t, const double* next, double* s) noexcept {
+void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
+             const double* const* u, const double* const* t, bool keep, const double* next,
+             double* s) noexcept {
   for (int p = 0; p < panels; ++p, Y += panel_size)
     for (int c = 0; c < 8; ++c) {
       double sum = 0.0;
       for (int i = 0; i < rows; ++i) {
-        Real& y = Y[8 * std::ptrdiff_t(i) + c];
-        if (previous) y = store<Real>(mul_add(t[8 * p + c], previous[i], y));
+        Real y = Y[8 * std::ptrdiff_t(i) + c];
+        for (int q = 0; q < waiting; ++q) y = store<Real>(mul_add(t[q][8 * p + c], u[q][i], y));
+        if (keep) Y[8 * std::ptrdiff_t(i) + c] = y;
         if (next) sum = mul_add(y, next[i], sum);
       }
       if (next) s[8 * p + c] = sum;

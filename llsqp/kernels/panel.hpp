@@ -64,12 +64,12 @@ struct ElementKernels {
   void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes,
                    int terms, bool subtract, const int* band, double* sums) noexcept;
 
-  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. Applies
-  /// the previous reflector to all of them and forms the sums of the next one, row after row:
-  /// y = y + t[c] previous[i], rounded to Real; s[c] = s[c] + y next[i], s from 0. Without the one or
-  /// the other if its vector is null.
-  void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
-                  const double* t, const double* next, double* s) noexcept;
+  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To each
+  /// the waiting reflections q = 0..waiting-1, at most 3, are applied, y = y + t[q][c] u[q][i], rounded to
+  /// Real each, and kept if wanted; then s[c] = s[c] + y next[i], s from 0, unless next is null.
+  void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
+                  const double* const* u, const double* const* t, bool keep, const double* next,
+                  double* s) noexcept;
 
   /// The first x[i] of greatest magnitude, passing over NaN: its place, or -1 if there is none.
   int (*greatest)(const Real* x, int n) noexcept;

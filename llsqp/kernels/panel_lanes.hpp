@@ -34,16 +34,10 @@ struct Lanes {
   static Lanes load(const double* p, Mask k) { return {_mm512_maskz_loadu_pd(k, p)}; }
   static Lanes load(const float* p, Mask k) { return {_mm512_cvtps_pd(_mm256_maskz_loadu_ps(k, p))}; }
   void put(double* p) const { _mm512_storeu_pd(p, v); }
-  /// What stands there afterwards.
-  Lanes put_rounded(double* p) const {
-    put(p);
-    return *this;
-  }
-  Lanes put_rounded(float* p) const {
-    const __m256 rounded = _mm512_cvtpd_ps(v);
-    _mm256_storeu_ps(p, rounded);
-    return {_mm512_cvtps_pd(rounded)};
-  }
+  void put(float* p) const { _mm256_storeu_ps(p, _mm512_cvtpd_ps(v)); }
+  /// As an element of that type holds it.
+  Lanes rounded(const double*) const { return *this; }
+  Lanes rounded(const float*) const { return {_mm512_cvtps_pd(_mm512_cvtpd_ps(v))}; }
   void put(double* p, Mask k) const { _mm512_mask_storeu_pd(p, k, v); }
   double greatest() const {
     return greatest_of(_mm256_max_pd(_mm512_castpd512_pd256(v), _mm512_extractf64x4_pd(v, 1)));
@@ -112,16 +106,10 @@ struct Lanes {
     return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow))};
   }
   void put(double* p) const { _mm256_storeu_pd(p, v); }
-  /// What stands there afterwards.
-  Lanes put_rounded(double* p) const {
-    put(p);
-    return *this;
-  }
-  Lanes put_rounded(float* p) const {
-    const __m128 rounded = _mm256_cvtpd_ps(v);
-    _mm_storeu_ps(p, rounded);
-    return {_mm256_cvtps_pd(rounded)};
-  }
+  void put(float* p) const { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
+  /// As an element of that type holds it.
+  Lanes rounded(const double*) const { return *this; }
+  Lanes rounded(const float*) const { return {_mm256_cvtps_pd(_mm256_cvtpd_ps(v))}; }
   void put(double* p, Mask k) const { _mm256_maskstore_pd(p, k, v); }
   double greatest() const { return greatest_of(v); }
   static Mask mask(std::uint32_t bits) {
@@ -534,68 +522,77 @@ void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, i
 // -- reflections ------------------------------------------------------------------------------------
 
 /// `panels` of eight columns at once, their multipliers and sums in registers.
-template <bool update, bool sum, int panels, class Real>
-inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const double* previous,
-                           const double* t, const double* next, double* s) {
+template <int panels, int waiting, bool keep, bool sum, class Real>
+inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const double* const* u,
+                           const double* const* t, std::ptrdiff_t first, const double* next,
+                           double* s) {
   constexpr int parts = 8 / Lanes::width, vectors = panels * parts;
-  Lanes multiplier[vectors], acc[vectors];
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-    if constexpr (update) multiplier[v] = Lanes::load(t + v * Lanes::width);
-    acc[v] = Lanes::zero();
+  Lanes multiplier[waiting + 1][vectors], acc[vectors];
+  const double* reflector[waiting + 1];
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
+  TABFIT_UNROLL for (int q = 0; q < waiting; ++q) {
+    reflector[q] = u[q];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) multiplier[q][v] =
+        Lanes::load(t[q] + first + v * Lanes::width);
   }
   for (int i = 0; i < rows; ++i, Y += 8) {
-    Lanes u{}, w{};
-    if constexpr (update) u = Lanes::of(previous[i]);
+    Lanes e[waiting + 1], w{};
+    TABFIT_UNROLL for (int q = 0; q < waiting; ++q) e[q] = Lanes::of(reflector[q][i]);
     if constexpr (sum) w = Lanes::of(next[i]);
     TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
       Real* place = Y + v / parts * panel_size + v % parts * Lanes::width;
       Lanes y = Lanes::load(place);
-      if constexpr (update) {
-        y = fma(multiplier[v], u, y);
-        y = y.put_rounded(place);
-      }
+      TABFIT_UNROLL for (int q = 0; q < waiting; ++q) y =
+          fma(multiplier[q][v], e[q], y).rounded(static_cast<Real*>(nullptr));
+      if constexpr (keep) y.put(place);
       if constexpr (sum) acc[v] = fma(y, w, acc[v]);
     }
   }
-  if constexpr (sum) TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width);
+  if constexpr (sum)
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + first + v * Lanes::width);
 }
 
-template <bool update, bool sum, class Real>
+template <int waiting, bool keep, bool sum, class Real>
 inline void reflect_all(Real* Y, std::ptrdiff_t panel_size, int panels, int rows,
-                        const double* previous, const double* t, const double* next, double* s) {
+                        const double* const* u, const double* const* t, const double* next, double* s) {
 #ifdef __AVX512F__
   constexpr int most = 6;
 #else
-  constexpr int most = 2;
+  constexpr int most = waiting > 1 ? 1 : 2;
 #endif
-  const auto advance = [&](int taken) {
-    Y += taken * panel_size;
-    t += 8 * taken;
-    s += 8 * taken;
-    panels -= taken;
-  };
-  for (; panels >= most; advance(most))
-    reflect_panels<update, sum, most>(Y, panel_size, rows, previous, t, next, s);
-  if (most > 4 && panels >= 4) {
-    reflect_panels < update, sum, most<4 ? most : 4>(Y, panel_size, rows, previous, t, next, s);
-    advance(4);
-  }
-  if (most > 2 && panels >= 2) {
-    reflect_panels<update, sum, 2>(Y, panel_size, rows, previous, t, next, s);
-    advance(2);
-  }
-  if (panels > 0) reflect_panels<update, sum, 1>(Y, panel_size, rows, previous, t, next, s);
+  int p = 0;
+  for (; p + most <= panels; p += most)
+    reflect_panels<most, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next,
+                                             s);
+  for (; most > 3 && p + 3 <= panels; p += 3)
+    reflect_panels < most<3 ? most : 3, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t,
+                                                            8 * p, next, s);
+  for (; p < panels; ++p)
+    reflect_panels<1, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
 }
 
 template <class Real>
-void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, const double* previous,
-             const double* t, const double* next, double* s) noexcept {
-  if (previous && next)
-    reflect_all<true, true>(Y, panel_size, panels, rows, previous, t, next, s);
-  else if (previous)
-    reflect_all<true, false>(Y, panel_size, panels, rows, previous, t, next, s);
-  else if (next)
-    reflect_all<false, true>(Y, panel_size, panels, rows, previous, t, next, s);
+void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
+             const double* const* u, const double* const* t, bool keep, const double* next,
+             double* s) noexcept {
+  const auto with = [&](auto count) {
+    constexpr int q = decltype(count)::value;
+    if (next && keep) return reflect_all<q, true, true>(Y, panel_size, panels, rows, u, t, next, s);
+    if (next) return reflect_all<q, false, true>(Y, panel_size, panels, rows, u, t, next, s);
+    if (keep)
+      for (int p = 0; p < panels; ++p)
+        reflect_panels<1, q, true, false>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
+  };
+  switch (waiting) {
+    case 0:
+      return with(Count<0>{});
+    case 1:
+      return with(Count<1>{});
+    case 2:
+      return with(Count<2>{});
+    default:
+      return with(Count<3>{});
+  }
 }
 
 template <class Real>
