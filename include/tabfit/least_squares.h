@@ -89,7 +89,8 @@ enum { LS_OK = 0, LS_ZERO = -1, LS_BAD_SIZE = -2, LS_NO_MEMORY = -3 };
  *
  *  The error of x grows with the square of the condition of A, since the norms of the remaining columns
  *  are carried on, not formed anew; M_qrd says more. Ls_it corrects it in the f twin.
- *  Cost: 2 n^2 (m - n/3) operations. Memory: n ints and n doubles from calloc, released.
+ *  Cost: 2 n^2 (m - n/3) operations. Memory: n ints from calloc and what M_qrd takes,
+ *  released.
  *  Rounding: all sums run in double, rows ascending; see docs/arithmetic.md.
  *  Method: Golub and Van Loan, Matrix Computations, section 5.5; Lawson and Hanson, Solving Least
  *  Squares Problems, chapter 14.

@@ -54,6 +54,7 @@
  *   - No two columns of a table overlap, and no column stands in a table twice.
  *   - Pointers are not checked for null and arrays are trusted to be as long as the counts say.
  *   - Nothing is printed, logged or thrown. A failing call keeps what it has written so far.
+ *   - Scratch that is not mentioned lies on the stack, at most about 350 KiB.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  */
 #ifndef TABFIT_MATRIX_H
@@ -1035,7 +1036,8 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  underflow (norms below about 1e-162) count as zero; squares that overflow (norms above about 1e154)
  *  spoil the result. Scale such data.
  *
- *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, released. Sums run in double,
+ *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, and for a table of more than 64 KiB
+ *  a copy of it from malloc, without which the call takes longer; released. Sums run in double,
  *  rows ascending; beta and the tolerance are evaluated in long double and rounded once. Method:
  *  Businger and Golub, Linear least squares solutions by Householder transformations, Numerische
  *  Mathematik 7 (1965); Golub and Van Loan, Matrix Computations, section 5.4.
@@ -1069,7 +1071,7 @@ enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMO
  *  @retval M_QRDEQ_NO_MEMORY  the scratch of this operation or of M_qrd could not be had; nothing
  *                             is changed
  *
- *  Memory: 2 n ints from array new and n doubles from calloc, released.
+ *  Memory: 2 n ints from array new and what M_qrd takes, released.
  */
 /**@{*/
 TABFIT_API int M_qrdeqf(float **A, int n, int k) TABFIT_NOEXCEPT;
