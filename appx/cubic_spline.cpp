@@ -21,17 +21,15 @@ void third_difference_ends(const Real* x, Real* c, const Real* d, int n) noexcep
   c[n - 1] = store<Real>(Wide(c[n - 1]) * d[n - 2] * d[n - 2] / width(n - 4, n - 1));
 }
 
-/// Solves the symmetric tridiagonal system with diagonal b, off-diagonal d, right-hand side and
-/// solution c. No pivoting: every row but the two at the ends is diagonally dominant.
+/// Reduces the symmetric tridiagonal system with diagonal b, off-diagonal d and right-hand side c to upper
+/// bidiagonal form. No pivoting: every row but the two at the ends is diagonally dominant.
 template <class Real>
-void solve_tridiagonal(Real* b, Real* c, const Real* d, int n) noexcept {
+void eliminate(Real* b, Real* c, const Real* d, int n) noexcept {
   for (int i = 1; i < n; ++i) {
     const double t = double(d[i - 1]) / b[i - 1];
     b[i] = store<Real>(b[i] - Wide(t) * d[i - 1]);
     c[i] = store<Real>(c[i] - Wide(t) * c[i - 1]);
   }
-  c[n - 1] = store<Real>(double(c[n - 1]) / b[n - 1]);
-  for (int i = n - 2; i >= 0; --i) c[i] = store<Real>((c[i] - Wide(d[i]) * c[i + 1]) / b[i]);
 }
 
 // Inside C: until the system is solved, b is its diagonal, d its off-diagonal (the widths of the
@@ -66,13 +64,18 @@ int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   c[0] = c[n - 1] = 0;
   if (n > 3) third_difference_ends(x, c, d, n);
 
-  solve_tridiagonal(b, c, d, n);
+  eliminate(b, c, d, n);
 
-  b[n - 1] = store<Real>(slope(n - 2) + d[n - 2] * (c[n - 2] + 2 * Wide(c[n - 1])));
-  for (int i = 0; i < n - 1; ++i) {
-    b[i] = store<Real>(slope(i) - d[i] * (c[i + 1] + 2 * Wide(c[i])));
-    d[i] = store<Real>((Wide(c[i + 1]) - c[i]) / d[i]);
-    c[i] = store<Real>(3 * double(c[i]));
+  // Each unknown waits for the next one; the coefficients of its interval fill the time.
+  Real right = c[n - 1] = store<Real>(double(c[n - 1]) / b[n - 1]);
+  for (int i = n - 2; i >= 0; --i) {
+    const Real left = store<Real>((c[i] - Wide(d[i]) * right) / b[i]);
+    const Wide rise = slope(i);
+    if (i == n - 2) b[n - 1] = store<Real>(rise + d[i] * (left + 2 * Wide(right)));
+    b[i] = store<Real>(rise - d[i] * (right + 2 * Wide(left)));
+    d[i] = store<Real>((Wide(right) - left) / d[i]);
+    c[i] = store<Real>(3 * double(left));
+    right = left;
   }
   c[n - 1] = store<Real>(3 * double(c[n - 1]));
   d[n - 1] = d[n - 2];
