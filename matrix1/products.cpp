@@ -19,23 +19,23 @@ namespace tabfit {
 // Neighbouring rows lie side by side in every column: their sums advance together, column after column.
 template <class Real>
 void M_mv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
-  constexpr int strip = 128, depth = 256;
   const auto sweep = kernels().of<Real>().sweep;
-  double sums[strip], factors[depth];
-  for (int i = 0; i < m; i += strip) {
-    const int rows = std::min(strip, m - i);
-    std::fill_n(sums, rows, 0.0);
-    for (int j = 0; j < n; j += depth) {
-      const int columns = std::min(depth, n - j);
-      std::copy_n(x + j, columns, factors);
-      sweep(A + j, i, rows, factors, columns, sums);
+  if constexpr (is_double<Real>) {
+    sweep(A, 0, m, x, n, y);
+  } else {
+    constexpr int strip = 1024;
+    double sums[strip];
+    for (int i = 0; i < m; i += strip) {
+      const int rows = std::min(strip, m - i);
+      sweep(A, i, rows, x, n, sums);
+      std::copy_n(sums, rows, y + i);
     }
-    for (int r = 0; r < rows; ++r) y[i + r] = store<Real>(sums[r]);
   }
 }
 
 template <class Real>
 void M_mtv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
+  if constexpr (is_double<Real>) return kernels().d.dots(A, n, 0, x, m, y);
   constexpr int strip = 64;
   double sums[strip];
   for (int j = 0; j < n; j += strip) {

@@ -34,8 +34,9 @@ void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real*
 }
 
 template <class Real>
-void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
            double* sums) noexcept {
+  for (int r = 0; r < rows; ++r) sums[r] = 0.0;
   for (int t = 0; t < terms; ++t)
     for (int r = 0; r < rows; ++r) sums[r] = mul_add(columns[t][row + r], x[t], sums[r]);
 }

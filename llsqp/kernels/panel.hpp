@@ -55,8 +55,8 @@ struct ElementKernels {
   void (*dots)(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
                double* sums) noexcept;
 
-  /// sums[r] += columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, r < rows <= 128.
-  void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+  /// sums[r] = columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, from 0, for r < rows.
+  void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
                 double* sums) noexcept;
 
   /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8; with

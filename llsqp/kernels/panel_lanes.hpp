@@ -390,13 +390,12 @@ void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real*
   }
 }
 
-/// `vectors` of rows, the last one masked.
+/// `vectors` of rows, the last one masked, with all their sums in registers.
 template <int vectors, class Real>
-inline void strip(const Real* const* columns, std::ptrdiff_t row, const double* x, int terms,
+inline void strip(const Real* const* columns, std::ptrdiff_t row, const Real* x, int terms,
                   Lanes::Mask last, double* sums) {
   Lanes acc[vectors];
-  TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v] = Lanes::load(sums + v * Lanes::width);
-  acc[vectors - 1] = Lanes::load(sums + (vectors - 1) * Lanes::width, last);
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
   for (int t = 0; t < terms; ++t) {
     const Real* y = columns[t] + row;
     const Lanes factor = Lanes::of(x[t]);
@@ -409,8 +408,26 @@ inline void strip(const Real* const* columns, std::ptrdiff_t row, const double* 
   acc[vectors - 1].put(sums + (vectors - 1) * Lanes::width, last);
 }
 
+/// Many rows, in whole vectors: `columns_at_once` columns from end to end, the sums kept in memory.
+template <int columns_at_once, class Real>
+inline void long_strip(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x,
+                       double* sums) {
+  const Real* y[columns_at_once];
+  Lanes factor[columns_at_once];
+  TABFIT_UNROLL for (int c = 0; c < columns_at_once; ++c) {
+    y[c] = columns[c] + row;
+    factor[c] = Lanes::of(x[c]);
+  }
+  for (int r = 0; r < rows; r += Lanes::width) {
+    Lanes acc = Lanes::load(sums + r);
+    TABFIT_UNROLL for (int c = 0; c < columns_at_once; ++c) acc =
+        fma(Lanes::load(y[c] + r), factor[c], acc);
+    acc.put(sums + r);
+  }
+}
+
 template <class Real>
-void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const double* x, int terms,
+void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
            double* sums) noexcept {
   const Lanes::Mask all = first_lanes(Lanes::width);
   const auto advance = [&](int taken) {
@@ -418,6 +435,16 @@ void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const doubl
     sums += taken;
     rows -= taken;
   };
+  // Columns that are longer are read from end to end, as a processor expects them to be.
+  constexpr int in_registers = 16 * Lanes::width, most = 1024;
+  while (rows >= in_registers) {
+    const int count = rows < most ? rows / Lanes::width * Lanes::width : most;
+    for (int r = 0; r < count; ++r) sums[r] = 0.0;
+    int t = 0;
+    for (; t + 8 <= terms; t += 8) long_strip<8>(columns + t, row, count, x + t, sums);
+    for (; t < terms; ++t) long_strip<1>(columns + t, row, count, x + t, sums);
+    advance(count);
+  }
 #ifdef __AVX512F__
   while (rows >= 16 * Lanes::width) {
     strip<16>(columns, row, x, terms, all, sums);
