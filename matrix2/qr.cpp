@@ -64,8 +64,8 @@ class InPlace {
 ///            pass that forms the sums of the next one applies them, and keeps the result only when no
 ///            more may wait. What the next step looks at is brought up to date before that: row l and the
 ///            pivot column.
-/// Invariant: live columns fill slots 0..live-1, eight a panel; a column that leaves is replaced by that
-///            of the last slot. Rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_;
+/// Invariant: a column has a slot, eight a panel; one that leaves leaves it empty, and when a panel's worth
+///            is empty the columns of the last panel move there. Rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_;
 ///            columns before `last_from_` never get the last of them.
 template <class Real>
 class Panels {
@@ -78,7 +78,7 @@ class Panels {
   }
 
   Panels(Real** A, int m, int n, int k, double* scratch) noexcept
-      : A_(A), m_(m), n_(n), end_(n + k), live_(n + k), panel_size_(8 * std::ptrdiff_t(m)) {
+      : A_(A), m_(m), n_(n), end_(n + k), panels_((end_ + 7) / 8), panel_size_(8 * std::ptrdiff_t(m)) {
     const std::ptrdiff_t padded = (end_ + 7) / 8 * std::ptrdiff_t(8);
     // In the nearest cache, and where every application is rounded to float, applying a reflection
     // again costs more than writing.
@@ -92,21 +92,21 @@ class Panels {
     column_ = slot_ + padded;
     std::fill_n(t_[0], most_waiting * padded, 0.0);
     for (int j = 0; j < padded; ++j) {
-      slot_[j] = column_[j] = j;
-      Real* y = place(j, 0);
-      for (int i = 0; i < m; ++i) y[8 * std::ptrdiff_t(i)] = j < end_ ? A[j][i] : Real(0);
+      slot_[j] = j;
+      column_[j] = j < end_ ? j : nothing;
     }
+    for (int j = 0; j < end_; j += 8) copy_in(j, std::min(8, end_ - j));
   }
 
   void norms(double* h) noexcept {
-    kernel_.squares(Y_, panel_size_, panels(), m_, s_);
+    kernel_.squares(Y_, panel_size_, panels_, m_, s_);
     std::copy_n(s_, n_, h);
   }
 
   void finish_row(int i, double* h) noexcept {
     const double* u[most_waiting];
     for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
-    kernel_.reflect(place(0, i), panel_size_, panels(), 1, waiting_, u, t_, true, nullptr, s_);
+    kernel_.reflect(place(0, i), panel_size_, panels_, 1, waiting_, u, t_, true, nullptr, s_);
     for (int j = i + 1; j < end_; ++j) {
       const Real y = A_[j][i] = *place(slot_[j], i);
       if (j < n_) h[j] = mul_add(-y, y, h[j]);
@@ -119,18 +119,21 @@ class Panels {
   }
 
   void take(int l) noexcept {
-    const int slot = slot_[l], last = --live_;
     copy_out(l, l, waiting_);
-    if (slot == last) return;
-    const int moved = column_[last];
-    for (int i = l; i < m_; ++i) *place(slot, i) = *place(last, i);
-    for (int q = 0; q < waiting_; ++q) t_[q][slot] = t_[q][last];
-    slot_[moved] = slot;
-    column_[slot] = moved;
+    clear(slot_[l]);
+    ++empty_;
+    if (empty_ < 8) return;
+    empty_ -= 8;
+    --panels_;
+    for (int from = 8 * panels_, to = 0; from < 8 * panels_ + 8; ++from)
+      if (column_[from] != nothing) {
+        while (column_[to] != nothing) ++to;
+        move(from, to, l);
+      }
   }
 
   void exchange_rows(int l, int r) noexcept {
-    for (int p = 0; p < panels(); ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
+    for (int p = 0; p < panels_; ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
     for (int q = 0; q < waiting_; ++q) E_swap(u_[q] + l, u_[q] + r);
   }
 
@@ -140,9 +143,9 @@ class Panels {
     const double* u[most_waiting];
     for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + l;
     const bool keep = waiting_ == keep_at_;
-    kernel_.reflect(place(0, l), panel_size_, panels(), m_ - l, waiting_, u, t_, keep, next + l, s_);
+    kernel_.reflect(place(0, l), panel_size_, panels_, m_ - l, waiting_, u, t_, keep, next + l, s_);
     if (keep) waiting_ = 0;
-    for (int c = 0; c < live_; ++c) t_[waiting_][c] = -s_[c] / beta;
+    for (int c = 0; c < 8 * panels_; ++c) t_[waiting_][c] = column_[c] == nothing ? 0.0 : -s_[c] / beta;
     std::swap(u_[waiting_], u_[most_waiting]);
     ++waiting_;
     last_from_ = j0;
@@ -153,13 +156,35 @@ class Panels {
   }
 
  private:
-  static constexpr int most_waiting = 3;
+  static constexpr int most_waiting = 3, nothing = -1;
   static constexpr std::ptrdiff_t near = 32768;
 
   Real* place(int slot, int i) noexcept {
     return Y_ + slot / 8 * panel_size_ + 8 * std::ptrdiff_t(i) + slot % 8;
   }
-  int panels() const noexcept { return (live_ + 7) / 8; }
+
+  /// Columns j..j+count-1 into a panel, zero in the slots behind.
+  void copy_in(int j, int count) noexcept {
+    Real* y = place(j, 0);
+    if constexpr (is_double<Real>) {
+      kernel_.pack_terms(A_ + j, 0, count, m_, 8, y);
+    } else {
+      for (int i = 0; i < m_; ++i)
+        for (int c = 0; c < 8; ++c) *y++ = c < count ? A_[j + c][i] : Real(0);
+    }
+  }
+
+  void clear(int slot) noexcept {
+    column_[slot] = nothing;
+    for (double* t : t_) t[slot] = 0.0;
+  }
+
+  void move(int from, int to, int l) noexcept {
+    for (int i = l; i < m_; ++i) *place(to, i) = *place(from, i);
+    for (double* t : t_) t[to] = t[from];
+    column_[to] = std::exchange(column_[from], nothing);
+    slot_[column_[to]] = to;
+  }
 
   /// Rows from l on of the column at position j, with the first `count` of the waiting reflections.
   void copy_out(int j, int l, int count) noexcept {
@@ -170,12 +195,13 @@ class Panels {
 
   const ElementKernels<Real>& kernel_ = kernels().of<Real>();
   Real** A_;
-  int m_, n_, end_, live_;
+  int m_, n_, end_, panels_;
   std::ptrdiff_t panel_size_;
-  Real* Y_;                       // the panels
-  double *t_[most_waiting], *s_;  // multipliers and sums of the slots
-  double* u_[most_waiting + 1];   // reflectors; the last is free for the next one
-  int *slot_, *column_;           // of a position, and of a slot
+  Real* Y_;                         // the panels
+  double *t_[most_waiting], *s_;    // multipliers and sums of the slots
+  double* u_[most_waiting + 1];     // reflectors; the last is free for the next one
+  int *slot_, *column_;             // of a position, and of a slot
+  int empty_ = 8 * panels_ - end_;  // slots
   int waiting_ = 0, keep_at_, last_from_ = 0;
 };
 

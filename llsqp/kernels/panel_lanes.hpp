@@ -582,20 +582,33 @@ inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const d
 template <int waiting, bool keep, bool sum, class Real>
 inline void reflect_all(Real* Y, std::ptrdiff_t panel_size, int panels, int rows,
                         const double* const* u, const double* const* t, const double* next, double* s) {
+  // A panel alone waits for its own sums.
 #ifdef __AVX512F__
   constexpr int most = 6;
 #else
   constexpr int most = waiting > 1 ? 1 : 2;
 #endif
   int p = 0;
-  for (; p + most <= panels; p += most)
-    reflect_panels<most, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next,
-                                             s);
-  for (; most > 3 && p + 3 <= panels; p += 3)
-    reflect_panels < most<3 ? most : 3, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t,
-                                                            8 * p, next, s);
-  for (; p < panels; ++p)
-    reflect_panels<1, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
+  const auto some = [&](auto count) {
+    constexpr int n = decltype(count)::value < most ? decltype(count)::value : most;
+    reflect_panels<n, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
+    p += n;
+  };
+  while (panels - p >= most) some(Count<most>{});
+  switch (panels - p) {
+    case 5:
+      return some(Count<5>{});
+    case 4:
+      return some(Count<4>{});
+    case 3:
+      return some(Count<3>{});
+    case 2:
+      return some(Count<2>{});
+    case 1:
+      return some(Count<1>{});
+    default:
+      return;
+  }
 }
 
 template <class Real>
