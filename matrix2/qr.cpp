@@ -120,16 +120,23 @@ class Panels {
 
   void take(int l) noexcept {
     copy_out(l, l, waiting_);
-    clear(slot_[l]);
-    ++empty_;
-    if (empty_ < 8) return;
+    column_[slot_[l]] = nothing;
+    for (double* t : t_) t[slot_[l]] = 0.0;
+    if (++empty_ < 8) return;
     empty_ -= 8;
     --panels_;
-    for (int from = 8 * panels_, to = 0; from < 8 * panels_ + 8; ++from)
-      if (column_[from] != nothing) {
-        while (column_[to] != nothing) ++to;
-        move(from, to, l);
+    int from[8], to[8], moves = 0, next = 0;
+    for (int slot = 8 * panels_; slot < 8 * panels_ + 8; ++slot)
+      if (column_[slot] != nothing) {
+        while (column_[next] != nothing) ++next;
+        from[moves] = slot;
+        to[moves++] = next;
+        column_[next] = column_[slot];
+        slot_[column_[next]] = next;
+        for (double* t : t_) t[next] = t[slot];
       }
+    for (int i = l; i < m_; ++i)
+      for (int k = 0; k < moves; ++k) *place(to[k], i) = *place(from[k], i);
   }
 
   void exchange_rows(int l, int r) noexcept {
@@ -172,18 +179,6 @@ class Panels {
       for (int i = 0; i < m_; ++i)
         for (int c = 0; c < 8; ++c) *y++ = c < count ? A_[j + c][i] : Real(0);
     }
-  }
-
-  void clear(int slot) noexcept {
-    column_[slot] = nothing;
-    for (double* t : t_) t[slot] = 0.0;
-  }
-
-  void move(int from, int to, int l) noexcept {
-    for (int i = l; i < m_; ++i) *place(to, i) = *place(from, i);
-    for (double* t : t_) t[to] = t[from];
-    column_[to] = std::exchange(column_[from], nothing);
-    slot_[column_[to]] = to;
   }
 
   /// Rows from l on of the column at position j, with the first `count` of the waiting reflections.
