@@ -575,6 +575,117 @@ TWIN_TEST(Memory, QrdReleasesItsNormsWhereverItStops) {
   EXPECT_EQ(probe([&] { M_qrd(static_cast<Real**>(nullptr), 0, 2, 0, ip); }).requests, 0);
 }
 
+/// m rows of n columns with a full rank, well conditioned.
+template <class Real>
+Block<Real> large_block(int m, int columns, std::uint64_t seed) {
+  Random random(seed);
+  std::vector<Real> values;
+  for (int j = 0; j < columns; ++j)
+    for (int i = 0; i < m; ++i)
+      values.push_back(static_cast<Real>(random.real(-1, 1) + (i == j ? 8 : 0)));
+  return {m, columns, std::move(values)};
+}
+
+struct QrdShape {
+  int m, n, k;
+};
+/// Tables that hold 64 KiB, or hardly less.
+template <class Real>
+std::vector<QrdShape> small_tables() {
+  constexpr int most = 65536 / int{sizeof(Real)};
+  return {{most / 128, 126, 2}, {most / 8, 7, 1}, {most / 8, 8, 0},    {64, most / 64 - 3, 3},
+          {most, 1, 0},         {1, most - 1, 1}, {most / 127, 127, 0}};
+}
+
+TWIN_TEST(Memory, QrdTakesOnlyItsNormsForATableOf64KiB) {
+  for (const auto& [m, n, k] : small_tables<Real>()) {
+    auto A = large_block<Real>(m, n + k, 81);
+    std::vector<int> ip(static_cast<std::size_t>(n));
+    const Account account = probe([&] { M_qrd(A.table.data(), m, n, k, ip.data()); });
+    EXPECT_EQ(account.taken, from_calloc(1, static_cast<std::size_t>(n) * sizeof(double)))
+        << m << " by " << n << " and " << k;
+    EXPECT_EQ(account.kept, Usage{});
+  }
+}
+
+/// One block behind the norms, of no more than a copy of the table and a few vectors.
+template <class Real>
+void expect_a_block(const QrdShape& shape) {
+  const auto [m, n, k] = shape;
+  auto A = large_block<Real>(m, n + k, 82);
+  std::vector<int> ip(static_cast<std::size_t>(n));
+  const auto norms = static_cast<std::size_t>(n) * sizeof(double);
+  const Account account = probe(
+      [&, m = m, n = n, k = k] { EXPECT_EQ(M_qrd(A.table.data(), m, n, k, ip.data()), M_QRD_OK); });
+  SCOPED_TRACE(testing::Message() << m << " by " << n << " and " << k);
+  ASSERT_EQ(account.requests, 2);
+  EXPECT_EQ(account.taken.calloc, (Amount{1, norms}));
+  EXPECT_EQ(account.taken.malloc.blocks, 1);
+  EXPECT_GE(account.taken.malloc.bytes, A.data.size() * sizeof(Real));
+  // The table in columns of eight, four vectors of its height, five of its width, and a line.
+  const auto padded = static_cast<std::size_t>((n + k + 7) / 8 * 8), rows = static_cast<std::size_t>(m);
+  EXPECT_LE(account.taken.malloc.bytes,
+            padded * rows * sizeof(Real) + (4 * rows + 5 * padded) * sizeof(double) + 64);
+  EXPECT_EQ(account.releases, (std::vector<int>{2, 1}));
+  EXPECT_EQ(account.kept, Usage{});
+}
+
+TWIN_TEST(Memory, QrdTakesABlockForALargeTableAndReleasesItBeforeItsNorms) {
+  for (const QrdShape& shape :
+       {QrdShape{200, 180, 2}, {180, 200, 0}, {8000, 5, 3}, {20000, 2, 0}, {3, 9000, 1}})
+    expect_a_block<Real>(shape);
+}
+
+TWIN_TEST(Memory, QrdTakesABlockForATableOfOneRowMoreThan64KiB) {
+  for (QrdShape shape : small_tables<Real>()) {
+    shape.m == 1 ? ++shape.n : ++shape.m;
+    expect_a_block<Real>(shape);
+  }
+}
+
+TWIN_TEST(Memory, QrdGivesTheSameBitsWhenTheBlockIsRefused) {
+  int ranks = 0;
+  for (const auto& [m, n, k] : {QrdShape{210, 160, 2}, {160, 210, 3}, {189, 189, 0}, {6000, 5, 1}})
+    for (const bool deficient : {false, true}) {
+      auto A = large_block<Real>(m, n + k, 83);
+      if (deficient)  // columns of zeros: the steps end before the last one
+        for (int j = 1; j < n; j += 3) std::fill_n(A.data.begin() + std::ptrdiff_t{j} * m, m, Real(0));
+      Block<Real> B(m, n + k, A.data);
+      std::vector<int> ip(static_cast<std::size_t>(n)), ip_b = ip;
+      const int status = M_qrd(A.table.data(), m, n, k, ip.data());
+      allocation_probe::begin(2);
+      const int status_b = M_qrd(B.table.data(), m, n, k, ip_b.data());
+      const Account account = allocation_probe::end();
+      SCOPED_TRACE(testing::Message() << m << " by " << n << " and " << k);
+      EXPECT_EQ(account.refused, 1);
+      EXPECT_EQ(account.requests, 2);
+      EXPECT_EQ(account.kept, Usage{});
+      EXPECT_EQ(status_b, status);
+      EXPECT_EQ(status > 0, deficient) << status;
+      ranks += status > 0;
+      EXPECT_EQ(ip_b, ip);
+      for (int j = 0; j < n + k; ++j) {
+        const auto place = static_cast<std::size_t>(j);
+        ASSERT_EQ(B.table[place] - B.data.data(), A.table[place] - A.data.data()) << "pointer " << j;
+        for (int i = 0; i < m; ++i) ASSERT_SAME(B.table[place][i], A.table[place][i]) << i << ", " << j;
+      }
+    }
+  EXPECT_GE(ranks, 3);
+}
+
+TWIN_TEST(Memory, QrdeqSolvesALargeSystemWhenTheBlockIsRefused) {
+  constexpr int n = 180, k = 2;
+  auto A = large_block<Real>(n, n + k, 84);
+  Block<Real> B(n, n + k, A.data);
+  const Account account = probe([&] { EXPECT_EQ(M_qrdeq(A.table.data(), n, k), M_QRDEQ_OK); });
+  EXPECT_EQ(account.requests, 3);
+  EXPECT_EQ(account.releases, (std::vector<int>{3, 2, 1}));
+  allocation_probe::begin(3);
+  EXPECT_EQ(M_qrdeq(B.table.data(), n, k), M_QRDEQ_OK);
+  EXPECT_EQ(allocation_probe::end().kept, Usage{});
+  for (std::size_t i = 0; i < A.data.size(); ++i) ASSERT_SAME(B.data[i], A.data[i]) << i;
+}
+
 TWIN_TEST(Memory, QrdeqTakesIndicesAndNormsAndChangesNothingWithout) {
   Block<Real> A(2, 3, {1, 2, 3, 5, 1, 1});
   for (int k = 1; k <= 2; ++k) {

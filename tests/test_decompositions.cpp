@@ -736,6 +736,85 @@ TWIN_TEST(Qrd, EqualsItsStepsWrittenOut) {
   for (int status = -2; status <= 7; ++status) EXPECT_TRUE(statuses.count(status)) << status;
 }
 
+/// Calls M_qrd on a matrix of the kind, in columns of odd alignment, and holds everything against its steps.
+template <class Real>
+int check_qrd(Table<Real>& A, int m, int n, int k) {
+  Plain<Real> want(A);
+  Guarded<int> ip(n), ip_want(n);
+  const int status = M_qrd(A.slots(), m, n, k, ip.data()),
+            expected = plain_qrd(want, m, n, k, ip_want.data());
+  SCOPED_TRACE(testing::Message() << m << " by " << n << " and " << k);
+  EXPECT_EQ(status, expected);
+  EXPECT_EQ(values(ip), values(ip_want));
+  EXPECT_TRUE(agree(A, want));
+  EXPECT_TRUE(ip.zones_intact());
+  return status;
+}
+template <class Real>
+int check_qrd(int m, int n, int k, Kind kind, Random& random) {
+  SCOPED_TRACE(name(kind));
+  Table<Real> A(m + random.integer(0, 1), n + k + 1, random.integer(0, 7));
+  fill_matrix(A, m, n + k, kind, random);
+  return check_qrd(A, m, n, k);
+}
+
+TWIN_TEST(Qrd, EqualsItsStepsWrittenOutForEveryOrderUpToSeventy) {
+  Random random(518);
+  for (int size = 10; size <= 70; ++size)
+    for (int k = 0; k <= 3; ++k) {
+      const Kind kind = all_kinds[(size + 2 * k) % 9];
+      check_qrd<Real>(size, random.integer(1, size), k, kind, random);
+      check_qrd<Real>(random.integer(1, size), size, k, kind, random);
+      if (k == size % 4) check_qrd<Real>(size, size, k, Kind::random, random);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+// 64 KiB and its neighbours, in compact shapes and in those that need more scratch than elements; beyond
+// that, tables that are copied into a block.
+TWIN_TEST(Qrd, EqualsItsStepsWrittenOutForLargeTables) {
+  Random random(519);
+  constexpr int most = 65536 / int{sizeof(Real)};
+  const Shape small[] = {{most / 64, 63}, {most / 64 + 1, 63}, {64, most / 64 - 1}, {65, most / 64 - 1},
+                         {most / 8, 7},   {most / 8 + 1, 7},   {1020, 7},           {1021, 7},
+                         {most / 4, 3},   {most / 4 + 1, 3},   {most - 1, 1},       {2, most / 2}};
+  for (const Shape s : small) {
+    check_qrd<Real>(s.m, s.n, 1, Kind::random, random);
+    if (testing::Test::HasFailure()) return;
+  }
+  const Shape large[] = {{129, 33}, {33, 129},  {193, 41}, {301, 65},  {65, 301},
+                         {70, 257}, {129, 129}, {257, 97}, {20000, 3}, {150, 150}};
+  int turn = 0;
+  for (const Shape s : large)
+    for (const Kind kind : {Kind::random, all_kinds[turn % 9]}) {
+      check_qrd<Real>(s.m, s.n, ++turn % 4, kind, random);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+// The steps end at every place, whatever waits there: with tables in the nearest cache, on the stack, and
+// in a block.
+TWIN_TEST(Qrd, EqualsItsStepsWrittenOutWhereverTheyEnd) {
+  Random random(520);
+  for (const Shape s : {Shape{13, 11}, {11, 29}, {40, 33}, {75, 70}, {70, 75}, {180, 120}}) {
+    std::set<int> statuses;
+    const int p = std::min(s.m, s.n);
+    for (int rank = 1; rank < p; rank += s.m < 50 ? 1 : s.m < 100 ? 3 : 17)
+      for (const bool ends_in_nan : {false, true}) {
+        const int k = (rank + ends_in_nan) % 4;
+        Table<Real> A(s.m, s.n + k, random.integer(0, 7));
+        fill_matrix(A, s.m, s.n + k, Kind::random, random);
+        const std::vector<int> places = random_permutation(random, s.n);
+        for (int z = rank; z < s.n; ++z)
+          for (int i = 0; i < s.m; ++i)
+            A.at(i, places[z]) = ends_in_nan && i % 7 == 5 ? nan_of<Real> : Real(0);
+        statuses.insert(check_qrd(A, s.m, s.n, k));
+        if (testing::Test::HasFailure()) return;
+      }
+    EXPECT_GT(statuses.size(), s.m < 50 ? 9U : 5U);
+  }
+}
+
 // -- QR: properties -------------------------------------------------------------------------------
 
 constexpr Kind finite_kinds[] = {Kind::random,  Kind::graded, Kind::dependent, Kind::huge,
@@ -896,6 +975,21 @@ TWIN_TEST(Qrdeq, EqualsItsStepsWrittenOut) {
           statuses.insert(status);
         }
   for (int status = -2; status <= 5; ++status) EXPECT_TRUE(statuses.count(status)) << status;
+}
+
+TWIN_TEST(Qrdeq, EqualsItsStepsWrittenOutForEveryOrderUpToSeventyAndLargeOnes) {
+  Random random(521);
+  std::vector<int> orders = {97, 129, 193};
+  for (int n = 10; n <= 70; ++n) orders.push_back(n);
+  for (const int n : orders) {
+    const int k = n % 5;
+    const Kind kind = n > 70 || n % 2 ? Kind::random : all_kinds[n / 2 % 9];
+    Table<Real> A(n + random.integer(0, 1), n + k + 1, random.integer(0, 7));
+    fill_matrix(A, n, n + k, kind, random);
+    Plain<Real> want(A);
+    ASSERT_EQ(M_qrdeq(A.slots(), n, k), plain_qrdeq(want, n, k)) << where(kind, n, n) << ", " << k;
+    ASSERT_TRUE(agree(A, want)) << where(kind, n, n) << ", " << k;
+  }
 }
 
 TWIN_TEST(Qrdeq, SolutionsHaveSmallResiduals) {
@@ -1089,6 +1183,27 @@ TWIN_TEST(InvGJ, EqualsItsStepsWrittenOut) {
         statuses.insert(status);
       }
   for (int status = -2; status <= 7; ++status) EXPECT_TRUE(statuses.count(status)) << status;
+}
+
+TWIN_TEST(InvGJ, EqualsItsStepsWrittenOutForEveryOrderUpToSeventyAndLargeOnes) {
+  Random random(522);
+  std::vector<int> orders = {97, 129, 193};
+  for (int n = 10; n <= 70; ++n) orders.push_back(n);
+  for (const int n : orders)
+    for (int times = 0; times < (n > 70 ? 1 : 2); ++times) {
+      const Kind kind = n > 70 || times == 1 ? Kind::random : all_kinds[n % 9];
+      Table<Real> A(n + random.integer(0, 1), n + 1, random.integer(0, 7));
+      fill_matrix(A, n, n, kind, random);
+      if (times == 0 && n % 3 == 0)  // long runs of negative candidates
+        for (int j = 0; j < n; ++j)
+          for (int i = 0; i < n; ++i) A.at(i, j) = -std::fabs(A.at(i, j));
+      Plain<Real> want(A);
+      double det = 7, det_want = 7;
+      const int status = inverse(A, n, &det);
+      ASSERT_EQ(status, plain_invGJ(want, n, det_want)) << where(kind, n, n);
+      ASSERT_SAME(det, det_want) << where(kind, n, n);
+      ASSERT_TRUE(agree(A, want)) << where(kind, n, n);
+    }
 }
 
 TWIN_TEST(InvGJ, InversesHaveSmallResiduals) {
@@ -1431,6 +1546,63 @@ TWIN_TEST(Chol, EqualsItsStepsWrittenOut) {
   EXPECT_GE(large, 10);
 }
 
+/// M_chol into a table of its own, into a full one whose lower triangle is poison, and in place, against its
+/// steps: the rows before a failing pivot are complete, the others untouched.
+template <class Real>
+int check_chol(Table<Real>& S, int n) {
+  Table<Real> U = Table<Real>::triangle(n), full(n, n), full_U(n, n);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= j; ++i) full.at(i, j) = S.at(i, j);
+  Plain<Real> S_want(S), U_want(U), in_place(S), full_want(full_U);
+  const int status = M_chol(S.slots(), n, U.slots());
+  EXPECT_EQ(status, plain_chol(S_want, n, U_want)) << "of order " << n;
+  EXPECT_TRUE(agree(U, U_want)) << "of order " << n << ", status " << status;
+  EXPECT_TRUE(agree(S, S_want)) << "of order " << n << ", status " << status;
+  plain_chol(S_want, n, full_want);
+  EXPECT_EQ(M_chol(full.slots(), n, full_U.slots()), status);
+  EXPECT_TRUE(agree(full_U, full_want)) << "of order " << n << ", status " << status;
+  plain_chol(in_place, n, in_place);
+  EXPECT_EQ(M_chol(S.slots(), n, S.slots()), status);
+  EXPECT_TRUE(agree(S, in_place)) << "of order " << n << ", status " << status << ", in place";
+  return status;
+}
+
+TWIN_TEST(Chol, EqualsItsStepsWrittenOutForEveryOrderUpToSeventyAndLargeOnes) {
+  Random random(523);
+  std::vector<int> orders = {97, 129, 193, 257};
+  for (int n = 10; n <= 70; ++n) orders.push_back(n);
+  int complete = 0;
+  for (const int n : orders)
+    for (const bool products : {true, false}) {
+      Table<Real> S = Table<Real>::triangle(n);
+      fill_symmetric(S, n, n > 70 || n % 2 ? Kind::random : all_kinds[n / 2 % 9], products, random);
+      if (!products)  // the diagonal dominates: no product is formed, and every pivot is positive
+        for (int i = 0; i < n; ++i) S.at(i, i) = static_cast<Real>(2 * n);
+      complete += check_chol(S, n) == 0;
+      if (testing::Test::HasFailure()) return;
+    }
+  EXPECT_GT(complete, 60);
+}
+
+TWIN_TEST(Chol, LeavesRowsFromAnyFailingPivotOnUntouchedInAndAcrossBlocks) {
+  Random random(524);
+  for (const int n : {24, 25, 48, 49, 73, 97})
+    for (int k = 0; k < n; ++k) {
+      Table<Real> S = Table<Real>::triangle(n);
+      for (int j = 0; j < n; ++j)
+        for (int i = 0; i <= j; ++i)
+          S.at(i, j) = static_cast<Real>(i == j ? 2 * n : random.real(-1, 1));
+      const Real bad[] = {0, -1, nan_of<Real>, -inf_of<Real>};
+      S.at(k, k) = bad[k % 4];
+      if (k % 5 == 4 && k > 1) {  // not the pivot but an element above it
+        S.at(k, k) = Real(2 * n);
+        S.at(random.integer(0, k - 1), k) = nan_of<Real>;
+      }
+      EXPECT_EQ(check_chol(S, n), k + 1);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
 TWIN_TEST(Choleq, EqualsItsStepsWrittenOut) {
   Random random(515);
   int large = 0;
@@ -1486,6 +1658,33 @@ TWIN_TEST(Cholinv, AndInvsEqualTheirStepsWrittenOut) {
         ASSERT_TRUE(agree(X2, in_place_X)) << where(kind, n, n);
       }
   EXPECT_GE(large, 10);
+}
+
+TWIN_TEST(Choleq, CholinvAndInvsEqualTheirStepsWrittenOutForEveryOrderUpToSeventy) {
+  Random random(525);
+  std::vector<int> orders = {97, 129};
+  for (int n = 10; n <= 70; ++n) orders.push_back(n);
+  for (const int n : orders) {
+    const int p = n % 3 == 0 ? 130 + n : random.integer(1, 40);
+    Table<Real> S = Table<Real>::triangle(n), U = Table<Real>::triangle(n), X = U,
+                B(n + 1, p + 1, random.integer(0, 7));
+    fill_matrix(B, n, p, Kind::random, random);
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i <= j; ++i) S.at(i, j) = static_cast<Real>(i == j ? 2 * n : random.real(-1, 1));
+    if (n % 7 == 0) S.at(n / 2, n / 2) = Real(-1);
+    Table<Real> S2 = S, U2 = U;
+    Plain<Real> S_want(S), U_want(U), B_want(B), X_want(X);
+    const int status = M_choleq(S.slots(), B.slots(), n, p, U.slots());
+    ASSERT_EQ(status, plain_choleq(S_want, B_want, n, p, U_want)) << n;
+    EXPECT_EQ(status, n % 7 == 0 ? n / 2 + 1 : 0);
+    ASSERT_TRUE(agree(U, U_want)) << n;
+    ASSERT_TRUE(agree(B, B_want)) << n << ", " << p;
+    ASSERT_EQ(M_cholinv(S.slots(), n, U.slots(), X.slots()), status);
+    plain_cholinv(S_want, n, U_want, X_want);
+    ASSERT_TRUE(agree(X, X_want)) << n;
+    ASSERT_EQ(M_invs(S2.slots(), n, U2.slots()), status);
+    ASSERT_TRUE(agree(S2, status == 0 ? X_want : S_want)) << n;
+  }
 }
 
 // -- Cholesky: properties -------------------------------------------------------------------------

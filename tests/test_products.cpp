@@ -1,7 +1,9 @@
 // tests/test_products.cpp - products of general and symmetric matrices.
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "tests/support/columns.hpp"
@@ -133,6 +135,49 @@ TWIN_TEST(Products, AreThePlainSumsInEverySmallShape) {
 TWIN_TEST(Products, AreThePlainSumsInLargeShapes) {
   Random random(33);
   check_large_shapes(general_products<Real>(), random);
+}
+
+// Each count takes every value in turn, the others any.
+TWIN_TEST(Products, AreThePlainSumsForEveryCountUpToSeventy) {
+  Random random(42);
+  int turn = 0;
+  for (const auto& product : general_products<Real>())
+    for (int size = 10; size <= 70; ++size)
+      for (const char name : std::string("mnp")) {
+        if (!std::strchr(product.counts, name)) continue;
+        Counts counts = {random.integer(1, 33), random.integer(1, 33), random.integer(1, 33)};
+        (name == 'm' ? counts.m : name == 'n' ? counts.n : counts.p) = size;
+        const Room room = ++turn % 2 ? Room::exact : Room::spare;
+        const Data data = turn % 3 == 0 ? Data::rare : Data::plain;
+        ProductCall<Real>(product, counts, room, data, random).check();
+        if (testing::Test::HasFailure()) return;
+      }
+}
+
+TWIN_TEST(Products, AreThePlainSumsBeyondEveryBlockAndPanel) {
+  Random random(43);
+  for (const auto& product : general_products<Real>())
+    for (const Counts counts :
+         {Counts{193, 33, 17}, {300, 129, 9}, {9, 257, 12}, {33, 17, 193}, {2, 301, 33}}) {
+      ProductCall<Real>(product, counts, Room::exact, Data::rare, random).check();
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+TWIN_TEST(Products, WithAVectorAreThePlainSumsForManyRowsAndColumns) {
+  Random random(44);
+  for (const char* name : {"M_mv", "M_mtv"})
+    for (const Counts counts : {Counts{127, 17, 1},
+                                {128, 9, 1},
+                                {129, 130, 1},
+                                {1023, 8, 1},
+                                {1024, 7, 1},
+                                {1025, 33, 1},
+                                {1160, 2, 1},
+                                {2049, 16, 1},
+                                {9, 1300, 1}})
+      for (const Room room : all_rooms)
+        ProductCall<Real>(product_named<Real>(name), counts, room, Data::rare, random).check();
 }
 
 TWIN_TEST(Products, OfSmallIntegersAreExact) {

@@ -1,6 +1,7 @@
 // tests/test_triangular.cpp - products, solves and inverses with upper-triangular matrices.
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -73,6 +74,33 @@ TWIN_TEST(TriangularProducts, AreThePlainSumsInEverySmallShape) {
 TWIN_TEST(TriangularProducts, AreThePlainSumsInLargeShapes) {
   Random random(53);
   check_large_shapes(triangular_products<Real>(), random);
+}
+
+// Each count takes every value in turn, the others any.
+TWIN_TEST(TriangularProducts, AreThePlainSumsForEveryCountUpToSeventy) {
+  Random random(66);
+  int turn = 0;
+  for (const auto& product : triangular_products<Real>())
+    for (int size = 10; size <= 70; ++size)
+      for (const char name : std::string("mnp")) {
+        if (!std::strchr(product.counts, name)) continue;
+        Counts counts = {random.integer(1, 33), random.integer(1, 33), random.integer(1, 33)};
+        (name == 'm' ? counts.m : name == 'n' ? counts.n : counts.p) = size;
+        const Room room = ++turn % 2 ? Room::exact : Room::spare;
+        const Data data = turn % 3 == 0 ? Data::rare : Data::plain;
+        ProductCall<Real>(product, counts, room, data, random).check();
+        if (testing::Test::HasFailure()) return;
+      }
+}
+
+TWIN_TEST(TriangularProducts, AreThePlainSumsBeyondEveryBlockAndPanel) {
+  Random random(67);
+  for (const auto& product : triangular_products<Real>())
+    for (const Counts counts :
+         {Counts{7, 129, 33}, {40, 193, 5}, {12, 257, 3}, {3, 301, 9}, {193, 25, 200}}) {
+      ProductCall<Real>(product, counts, Room::exact, Data::rare, random).check();
+      if (testing::Test::HasFailure()) return;
+    }
 }
 
 TWIN_TEST(TriangularProducts, OfSmallIntegersAreExact) {
@@ -265,6 +293,50 @@ TWIN_TEST(TriangularInverses, AreThePlainLoopsInLargeShapes) {
       check_solve(solve, n, p, Room::exact, Data::plain, random);
       check_solve(solve, n, p, Room::spare, Data::rare, random);
     }
+}
+
+TWIN_TEST(TriangularInverses, AreThePlainLoopsForEveryOrderUpToSeventy) {
+  Random random(68);
+  constexpr Data kinds[] = {Data::plain, Data::rare, Data::odd, Data::tiny, Data::huge};
+  for (const auto& solve : solves<Real>)
+    for (int n = 10; n <= 70; ++n) {
+      check_solve(solve, n, random.integer(1, 33), Room::exact, Data::plain, random);
+      check_solve(solve, random.integer(1, 33), n, Room::spare, Data::rare, random);
+      check_solve(solve, n, random.integer(1, 9), Room::spare, kinds[n % 5], random);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+TWIN_TEST(TriangularInverses, AreThePlainLoopsBeyondEveryBlockAndStrip) {
+  Random random(69);
+  for (const auto& solve : solves<Real>)
+    for (const auto& [n, p] : {std::pair(25, 127), std::pair(49, 128), std::pair(60, 257),
+                               std::pair(193, 65), std::pair(257, 9), std::pair(385, 57)}) {
+      if (n == 385 && solve.replaces != Replaces::table && sizeof(Real) == 4) continue;
+      check_solve(solve, n, p, Room::exact, n > 100 ? Data::plain : Data::rare, random);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+// The unknowns of eight columns fit the scratch up to order 3072; then they are found one by one.
+TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
+  Random random(70);
+  for (const int n : {3072, 3073}) {
+    std::vector<Real> some;
+    for (int i = 0; i < 1009; ++i) some.push_back(static_cast<Real>(random.real(-1, 1)));
+    const auto element = [&](int i, int j) {
+      const Real v = some[static_cast<std::size_t>((31 * i + 17 * j) % 1009)];
+      return i == j ? static_cast<Real>(64 + v) : v;
+    };
+    auto U = Columns<Real>::triangle(n, Room::exact);
+    U.fill(n, n, element);
+    auto B = Columns<Real>::table(n, 1, Room::exact);
+    B.fill(n, 1, element);
+    auto expected = B;
+    plain_invt(U, expected, n, 1);
+    M_invt(U.slots(), B.slots(), n, 1);
+    EXPECT_COLUMNS(B, expected) << n;
+  }
 }
 
 TWIN_TEST(TriangularInverses, OfNegativeCountsTouchNothing) {

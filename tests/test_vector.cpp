@@ -11,6 +11,7 @@
 #include "llsqp/kernels/scratch.hpp"
 #include "llsqp/kernels/tile.hpp"
 #include "llsqp/kernels/vector.hpp"
+#include "tests/support/fenced.hpp"
 #include "tests/support/table.hpp"
 #include "tests/support/twin_test.hpp"
 
@@ -262,6 +263,63 @@ TWIN_TEST(Vector, MaximaAreThoseOfThePlainLoopsOnTiesSignsAndNaN) {
       ASSERT_EQ(V_iamax(x.data(), n), plain_iamax(copy, n)) << testing::PrintToString(copy);
     }
   });
+}
+
+/// V_iamax and the plain scan on n elements that end at a fence, none behind them.
+template <class Real, class Element>
+void check_iamax(Fenced<Real>& array, int n, Touching touching, Element element) {
+  Real* x = array.lay(n, Guarded<Real>::poison(), touching);
+  for (int i = 0; i < n; ++i) x[i] = element(i);
+  const std::vector<Real> copy(x, x + n);
+  ASSERT_EQ(V_iamax(x, n), plain_iamax(copy, n)) << n << ": " << testing::PrintToString(copy);
+}
+
+// The rule begins anew behind every negative element of greatest magnitude, so a chain of choices is what
+// is looked for: few values, many of them negative, ties, NaN, zeros of both signs, infinities.
+TWIN_TEST(Vector, IamaxOfAnyLengthIsThePlainScanOnTiesSignsNaNAndInfinities) {
+  using Limits = std::numeric_limits<Real>;
+  Random random(13);
+  Fenced<Real> array(200);
+  const Real greatest = Limits::max(), least = Limits::denorm_min(), nan = nan_of<Real>;
+  const std::vector<std::vector<Real>> values = {
+      {-1, 1},
+      {-1, -1, -1, 1},
+      {-2, 2, -1, 1, 0, Real(-0.0)},
+      {0, Real(-0.0)},
+      {Real(-0.0), -least, least},
+      {-3, nan},
+      {-3, -2, -1, nan, -nan, 1},
+      {nan, -nan},
+      {inf_of<Real>, -inf_of<Real>, nan, greatest, -greatest, 0},
+      {-inf_of<Real>, -inf_of<Real>, 1, 2},
+      {-greatest, -greatest, greatest, -inf_of<Real>},
+      {-5, -4, -3, -2, -1},
+      {1, 1, 1, 1, 1, 1, 1, -2},
+      {1, 1, 1, 1, 1, 1, 1, nan},
+  };
+  for (int n = 1; n <= 200; ++n) {
+    const Touching touching = n % 2 ? Touching::end : Touching::begin;
+    for (const std::vector<Real>& few : values) {
+      const int most = static_cast<int>(few.size()) - 1;
+      const auto any = [&] { return few[static_cast<std::size_t>(random.integer(0, most))]; };
+      check_iamax(array, n, touching, [&](int) { return any(); });
+      // The same behind an element that may win over all, or hide all.
+      const Real first = n % 3 == 0 ? nan : n % 3 == 1 ? Real(0) : any();
+      check_iamax(array, n, touching, [&](int i) { return i == 0 ? first : any(); });
+      // A few of them in a field of one value.
+      const Real field = any();
+      check_iamax(array, n, touching, [&](int) { return random.chance(20) ? any() : field; });
+      if (testing::Test::HasFatalFailure()) return;
+    }
+    // Falling magnitudes, all negative: every element but the last is chosen and passed over.
+    check_iamax(array, n, touching, [&](int i) { return Real(-(n - i)); });
+    check_iamax(array, n, touching, [&](int i) { return Real(-(n - i) / 2); });
+    check_iamax(array, n, touching, [&](int i) { return i == 0 ? Real(0) : Real(i - n); });
+    check_iamax(array, n, touching, [&](int i) { return i == n - 1 ? Real(-n) : Real(1); });
+    check_iamax(array, n, touching, [&](int i) { return i == n / 2 ? Real(-9) : nan; });
+    check_iamax(array, n, touching, [&](int) { return any_element<Real>(random); });
+    if (testing::Test::HasFatalFailure()) return;
+  }
 }
 
 // -- shift ----------------------------------------------------------------------------------------

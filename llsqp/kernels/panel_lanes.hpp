@@ -254,20 +254,31 @@ struct Sums {
   }
 };
 
-template <int vectors, int columns, class Real>
+/// The compiler is to take p as it is, and not to keep several sums of it with other variables in registers.
+template <class Real>
+inline const Real* opaque(const Real* p) {
+  asm("" : "+r"(p));
+  return p;
+}
+
+/// With `whole` every row of the vectors is there.
+template <int vectors, int columns, bool whole, class Real>
 inline void sub_tile(const Tile<Real>& x, int r0, int c0) {
   Sums<vectors, columns, Real> sums(x, r0, c0);
-  const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
-  const Real* const* P = x.P;
+  constexpr int last = (vectors - 1) * Lanes::width;
+  const Lanes::Mask rest = first_lanes(x.rows - r0 - last);
+  const Real *const *line = x.P + x.first, *const *const end = x.P + x.end;
   const std::ptrdiff_t row = x.row + r0, step = x.step;
   const Real* Q[columns];
   TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[c0 + c];
-  std::ptrdiff_t at = x.first * step;
-  for (int t = x.first; t < x.end; ++t, at += step) {
+  for (std::ptrdiff_t at = x.first * step; line != end; ++line, at += step) {
+    const Real* from = opaque(*line + row);
     Lanes p[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] =
-        Lanes::load(P[t] + row + v * Lanes::width);
-    p[vectors - 1] = Lanes::load(P[t] + row + (vectors - 1) * Lanes::width, rest);
+    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] = Lanes::load(from + v * Lanes::width);
+    if constexpr (whole)
+      p[vectors - 1] = Lanes::load(from + last);
+    else
+      p[vectors - 1] = Lanes::load(from + last, rest);
     TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
       const Lanes q = Lanes::of(Q[c][at]);
       TABFIT_UNROLL for (int v = 0; v < vectors; ++v) sums.acc[c][v] = fma(p[v], q, sums.acc[c][v]);
@@ -331,7 +342,8 @@ inline void each_part(const Tile<Real>& x, F f) {
 template <class Real>
 void tile(const Tile<Real>& x) noexcept {
   each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
-    sub_tile<decltype(vectors)::value, decltype(columns)::value>(x, r0, c0);
+    constexpr int v = decltype(vectors)::value, c = decltype(columns)::value;
+    x.rows - r0 >= v* Lanes::width ? sub_tile<v, c, true>(x, r0, c0) : sub_tile<v, c, false>(x, r0, c0);
   });
 }
 
