@@ -231,12 +231,6 @@ void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element 
   partial({full.end, any.end});
 }
 
-/// How a factor is read where it is not copied into panels: in its own columns.
-template <class Factor>
-inline constexpr bool has_columns = false;
-template <class Real>
-inline constexpr bool has_columns<AsIs<Real>> = true;
-
 /// The height of the next panel when so many rows are left: two alike rather than one whole and one of
 /// eight, which would wait for itself.
 inline int next_panel(int rows) noexcept {
@@ -273,122 +267,162 @@ void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines 
   if (some && full.end < any.end) add_masked(full.end, any.end);
 }
 
-/// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k); or C(i, k) := sum.
+/// A product in work.
 ///
 /// Why:       one kernel, a tile of sums, serves every storage, element type and transposition. It reads
 ///            a left factor a column at a time, and a right one eight columns side by side: straight
 ///            from the table where it lies so and is small, otherwise from panels of doubles.
-/// Shape:     factors are read where the bands have a term and nowhere else. put may write what later
-///            results do not read.
-/// Order:     l ascending in every result. Blocks of 96 rows ascending; in each, for put, columns
-///            ascending: results (i, k) are written before any later row or column block reads.
+/// Shape:     factors are read where the bands have a term and nowhere else.
+/// Order:     l ascending in every result. Blocks of 96 rows ascending, and in each columns ascending:
+///            results are put before any later row or column is read for other results.
 template <class In, bool straight_left, bool straight_right, class Left, class Right, class Result>
-void product_of(const Kernels& kernel, const Extent& x, Left left, Right right,
-                Result result) noexcept {
-  constexpr int row_panels = 4, most_rows = row_panels * panel_rows;
-  constexpr int column_panels = 12, most_columns = column_panels * panel_columns;
-  constexpr int most_terms = 256, tile_size = panel_rows * panel_columns;
-  constexpr std::ptrdiff_t panel_size = most_terms * panel_rows;
-  constexpr bool narrow = std::is_same_v<Result, IntoTable<float>>;
-  constexpr bool in_place = std::is_same_v<Result, IntoTable<double>>;  // C itself holds the sums
-  const int depth = straight_left && straight_right ? std::max(x.terms, 1) : most_terms;
+class Product {
+ public:
+  Product(const Kernels& kernel, const Extent& extent, Left left, Right right, Result result) noexcept
+      : kernel_(kernel), x_(extent), left_(left), right_(right), result_(result) {
+    if constexpr (!straight_left)
+      for (int t = 0; t < std::min(most_terms, x_.terms); ++t) panel_terms_[t] = P_ + t * panel_rows;
+  }
 
-  alignas(64) In P[straight_left ? 1 : row_panels * panel_size];
-  alignas(64) In Q[straight_right ? 1 : most_terms * panel_columns];
-  alignas(64) double sums[in_place ? 1 : row_panels * column_panels][in_place ? 1 : tile_size];
-  const In* panel_terms[straight_left ? 1 : most_terms];
-  if constexpr (!straight_left)
-    for (int t = 0; t < std::min(most_terms, x.terms); ++t) panel_terms[t] = P + t * panel_rows;
-
-  for (int i0 = 0; i0 < x.rows; i0 += most_rows) {
-    const int rows = std::min(most_rows, x.rows - i0);
-    const Lines all_rows{i0, rows, x.row_band};
-    const Terms row_terms = all_rows.any(x.terms);
-    const int columns_at_once = in_place || row_terms.size() <= depth ? x.columns : most_columns;
-    for (int k0 = 0; k0 < x.columns; k0 += columns_at_once) {
-      const int columns = std::min(columns_at_once, x.columns - k0);
-      if (x.upper_only && i0 >= k0 + columns) continue;
-      const Terms all = row_terms.within(Lines{k0, columns, x.column_band}.any(x.terms));
-      for (int l0 = all.first; l0 == all.first || l0 < all.end; l0 += depth) {
-        const Terms range{l0, std::min(all.end - l0, depth) + l0};
-        const bool first = l0 == all.first, last = range.end == all.end || range.size() == 0;
-        if constexpr (!straight_left)
-          for (int i = 0, p = 0; i < rows; i += next_panel(rows - i), ++p) {
-            const Lines lines{i0 + i, next_panel(rows - i), x.row_band};
-            pack_panel(
-                lines, range, x.terms, l0, panel_rows,
-                [&](int r, int l) { return left(lines.origin + r, l); },
-                [&](int r, int count, int l, int n, double* out) {
-                  pack_rows(kernel, left, lines.origin + r, count, l, n, panel_rows, out);
-                },
-                P + p * panel_size);
-          }
-        const int first_panel = x.upper_only ? std::max(0, (i0 - k0) / panel_columns) : 0;
-        for (int k = first_panel * panel_columns; k < columns; k += panel_columns) {
-          const Lines c{k0 + k, std::min(panel_columns, columns - k), x.column_band};
-          Tile<In> tile;
-          tile.columns = c.count;
-          if constexpr (straight_right) {
-            tile.step = 1;
-            for (int j = 0; j < panel_columns; ++j)
-              tile.Q[j] =
-                  range.size() > 0 ? right.A[c.origin + std::min(j, c.count - 1)] + l0 : nullptr;
-          } else {
-            tile.step = panel_columns;
-            for (int j = 0; j < panel_columns; ++j) tile.Q[j] = Q + j;
-            pack_panel(
-                c, range, x.terms, l0, panel_columns,
-                [&](int j, int l) { return right(l, c.origin + j); },
-                [&](int j, int count, int l, int n, double* out) {
-                  pack_columns(kernel, right, c.origin + j, count, l, n, panel_columns, out);
-                },
-                Q);
-          }
-          for (int i = 0, p = 0; i < rows; i += next_panel(rows - i), ++p) {
-            if (x.upper_only && i0 + i >= c.origin + c.count) break;
-            const Lines r{i0 + i, next_panel(rows - i), x.row_band};
-            tile.rows = r.count;
-            if constexpr (straight_left) {
-              tile.P = left.A + l0;
-              tile.row = r.origin;
-            } else {
-              tile.P = panel_terms;
-              tile.row = p * panel_size;
-            }
-            tile.from_zero = first;
-            const bool crossing = x.upper_only && c.origin < r.origin + r.count - 1;
-            tile.level = c.count == panel_columns && !crossing;
-            if (!tile.level)
-              for (int j = 0; j < panel_columns; ++j) {
-                const int rows_of_column = j < c.count ? r.count : 0;
-                tile.height[j] = crossing ? std::clamp(c.origin + j + 1 - r.origin, 0, rows_of_column)
-                                          : rows_of_column;
-              }
-            if constexpr (in_place) {
-              for (int j = 0; j < panel_columns; ++j)
-                tile.sums[j] = result.C[c.origin + std::min(j, c.count - 1)] + r.origin;
-              add_terms(kernel.of<In>(), tile, r, c, range, x.terms);
-            } else {
-              double* sum = sums[range.size() == all.size() ? 0 : k / panel_columns * row_panels + p];
-              for (int j = 0; j < panel_columns; ++j) tile.sums[j] = sum + j * panel_rows;
-              add_terms(kernel.of<In>(), tile, r, c, range, x.terms);
-              if (!last) continue;
-              for (int j = 0; j < c.count; ++j) {
-                const int height = tile.level ? r.count : tile.height[j];
-                if constexpr (narrow)
-                  std::copy_n(sum + j * panel_rows, height, result.C[c.origin + j] + r.origin);
-                else
-                  for (int e = 0; e < height; ++e)
-                    result(r.origin + e, c.origin + j, sum[j * panel_rows + e]);
-              }
-            }
-          }
-        }
+  void form() noexcept {
+    const int depth = straight_left && straight_right ? std::max(x_.terms, 1) : most_terms;
+    for (int i0 = 0; i0 < x_.rows; i0 += most_rows) {
+      const Lines rows{i0, std::min(most_rows, x_.rows - i0), x_.row_band};
+      const Terms row_terms = rows.any(x_.terms);
+      const int at_once = in_place || row_terms.size() <= depth ? x_.columns : most_columns;
+      for (int k0 = 0; k0 < x_.columns; k0 += at_once) {
+        const Lines columns{k0, std::min(at_once, x_.columns - k0), x_.column_band};
+        const Terms all = row_terms.within(columns.any(x_.terms));
+        int l0 = all.first;
+        do {
+          const Terms range{l0, l0 + std::clamp(all.end - l0, 0, depth)};
+          form_block(rows, columns, range, l0 == all.first, range.end >= all.end);
+          l0 += depth;
+        } while (l0 < all.end);
       }
     }
   }
-}
 
+ private:
+  static constexpr int row_panels = 4, most_rows = row_panels * panel_rows;
+  static constexpr int column_panels = 12, most_columns = column_panels * panel_columns;
+  static constexpr int most_terms = 256, tile_size = panel_rows * panel_columns;
+  static constexpr std::ptrdiff_t panel_size = most_terms * panel_rows;
+  static constexpr bool narrow = std::is_same_v<Result, IntoTable<float>>;
+  static constexpr bool in_place = std::is_same_v<Result, IntoTable<double>>;  // C itself holds sums
+
+  /// What the terms in `range` contribute to the results of a block; `first` and `last` say which end of
+  /// all terms is among them.
+  void form_block(Lines rows, Lines columns, Terms range, bool first, bool last) noexcept {
+    if (x_.upper_only && rows.origin >= columns.origin + columns.count) return;
+    if constexpr (!straight_left)
+      each_panel(rows, [&](Lines r, int p) {
+        pack_panel(
+            r, range, x_.terms, range.first, panel_rows,
+            [&](int i, int l) { return left_(r.origin + i, l); },
+            [&](int i, int count, int l, int n, double* out) {
+              pack_rows(kernel_, left_, r.origin + i, count, l, n, panel_rows, out);
+            },
+            P_ + p * panel_size);
+      });
+
+    const int above = x_.upper_only ? std::max(0, rows.origin - columns.origin) / panel_columns : 0;
+    for (int q = above; q * panel_columns < columns.count; ++q) {
+      const int k = q * panel_columns;
+      const Lines c{columns.origin + k, std::min(panel_columns, columns.count - k), x_.column_band};
+      Tile<In> tile;
+      tile.columns = c.count;
+      take_columns(c, range, tile);
+      each_panel(rows, [&](Lines r, int p) {
+        if (x_.upper_only && r.origin >= c.origin + c.count) return;
+        tile.from_zero = first;
+        take_rows(r, p, range, tile);
+        take_heights(r, c, tile);
+        double* own = first && last ? sums_[0] : sums_[q * row_panels + p];
+        for (int j = 0; j < panel_columns; ++j)
+          if constexpr (in_place)
+            tile.sums[j] = result_.C[c.origin + std::min(j, c.count - 1)] + r.origin;
+          else
+            tile.sums[j] = own + j * panel_rows;
+        add_terms(kernel_.of<In>(), tile, r, c, range, x_.terms);
+        if (last && !in_place) put(r, c, tile, own);
+      });
+    }
+  }
+
+  /// f(panel, number) for the panels of a block of rows.
+  template <class F>
+  static void each_panel(Lines rows, F f) noexcept {
+    for (int i = 0, p = 0; i < rows.count; ++p) {
+      const int height = next_panel(rows.count - i);
+      f(Lines{rows.origin + i, height, rows.band}, p);
+      i += height;
+    }
+  }
+
+  void take_rows(Lines r, int p, Terms range, Tile<In>& tile) noexcept {
+    tile.rows = r.count;
+    if constexpr (straight_left) {
+      tile.P = left_.A + range.first;
+      tile.row = r.origin;
+    } else {
+      tile.P = panel_terms_;
+      tile.row = p * panel_size;
+    }
+  }
+
+  void take_columns(Lines c, Terms range, Tile<In>& tile) noexcept {
+    if constexpr (straight_right) {
+      tile.step = 1;
+      for (int j = 0; j < panel_columns; ++j)
+        tile.Q[j] =
+            range.size() > 0 ? right_.A[c.origin + std::min(j, c.count - 1)] + range.first : nullptr;
+    } else {
+      tile.step = panel_columns;
+      for (int j = 0; j < panel_columns; ++j) tile.Q[j] = Q_ + j;
+      pack_panel(
+          c, range, x_.terms, range.first, panel_columns,
+          [&](int j, int l) { return right_(l, c.origin + j); },
+          [&](int j, int count, int l, int n, double* out) {
+            pack_columns(kernel_, right_, c.origin + j, count, l, n, panel_columns, out);
+          },
+          Q_);
+    }
+  }
+
+  void take_heights(Lines r, Lines c, Tile<In>& tile) const noexcept {
+    const bool crossed = x_.upper_only && c.origin < r.origin + r.count - 1;  // by the diagonal
+    tile.level = c.count == panel_columns && !crossed;
+    if (tile.level) return;
+    for (int j = 0; j < panel_columns; ++j) {
+      const int most = j < c.count ? r.count : 0;
+      tile.height[j] = crossed ? std::clamp(c.origin + j + 1 - r.origin, 0, most) : most;
+    }
+  }
+
+  void put(Lines r, Lines c, const Tile<In>& tile, const double* own) noexcept {
+    for (int j = 0; j < c.count; ++j, own += panel_rows) {
+      const int height = tile.level ? r.count : tile.height[j];
+      if constexpr (narrow)
+        std::copy_n(own, height, result_.C[c.origin + j] + r.origin);
+      else if constexpr (!in_place)
+        for (int i = 0; i < height; ++i) result_(r.origin + i, c.origin + j, own[i]);
+    }
+  }
+
+  const Kernels& kernel_;
+  const Extent x_;
+  const Left left_;
+  const Right right_;
+  Result result_;
+  alignas(64) In P_[straight_left ? 1 : row_panels * panel_size];
+  alignas(64) In Q_[straight_right ? 1 : most_terms * panel_columns];
+  alignas(64) double sums_[in_place ? 1 : row_panels * column_panels][in_place ? 1 : tile_size];
+  const In* panel_terms_[straight_left ? 1 : most_terms];
+};
+
+/// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k), or C(i, k) := sum. put
+/// may write what later results do not read.
 template <class Left, class Right, class Result>
 void product(const Extent& x, Left left, Right right, Result result) noexcept {
   const Kernels& kernel = kernels();
@@ -398,13 +432,17 @@ void product(const Extent& x, Left left, Right right, Result result) noexcept {
   if constexpr (std::is_same_v<Left, AsIs<double>>) {
     constexpr bool straight_right = std::is_same_v<Right, AsIs<double>>;
     if (x.rows <= tall || x.columns <= panel_columns)
-      return product_of<double, true, straight_right>(kernel, x, left, right, result);
-    product_of<double, false, straight_right>(kernel, x, left, right, result);
+      return Product<double, true, straight_right, Left, Right, Result>(kernel, x, left, right, result)
+          .form();
+    Product<double, false, straight_right, Left, Right, Result>(kernel, x, left, right, result).form();
   } else if constexpr (std::is_same_v<Left, AsIs<float>> && std::is_same_v<Right, AsIs<float>>) {
-    if (x.rows <= few_floats) return product_of<float, true, true>(kernel, x, left, right, result);
-    product_of<double, false, false>(kernel, x, left, right, result);
+    if (x.rows <= few_floats)
+      return Product<float, true, true, Left, Right, Result>(kernel, x, left, right, result).form();
+    Product<double, false, false, Left, Right, Result>(kernel, x, left, right, result).form();
   } else {
-    product_of<double, false, std::is_same_v<Right, AsIs<double>>>(kernel, x, left, right, result);
+    Product<double, false, std::is_same_v<Right, AsIs<double>>, Left, Right, Result>(kernel, x, left,
+                                                                                     right, result)
+        .form();
   }
 }
 
