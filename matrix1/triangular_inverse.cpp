@@ -1,8 +1,8 @@
 // matrix1/triangular_inverse.cpp - solves and inverses with an upper-triangular matrix.
 //
-// An unknown is a sum over the unknowns already found, divided by a diagonal element. The unknowns of one
-// row, in all right-hand sides or columns, do not depend on each other and advance side by side; row
-// follows row. A zero on the diagonal gives infinities or NaN by the rules of arithmetic.
+// An unknown is a sum over the unknowns already found, divided by a diagonal element. The unknowns of
+// one row, in all right-hand sides or columns, do not depend on each other and advance side by side;
+// row follows row. A zero on the diagonal gives infinities or NaN by the rules of arithmetic.
 #include "tabfit/matrix.h"
 
 #include "llsqp/kernels/arithmetic.hpp"
@@ -27,8 +27,8 @@ int lanes_for(int n, int columns) noexcept {
 }
 
 /// Unknowns row by row, from the last of `rows` rows to the first, in columns j0..j0+count-1:
-/// x(i,j) = finish(u(i,i), start(x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest unknown
-/// first. With upper, column j has rows 0..j only, and x(j,j) is there already.
+/// x(i,j) = finish(u(i,i), start(x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest
+/// unknown first. With upper, column j has rows 0..j only, and x(j,j) is there already.
 ///
 /// Shape:     X holds `rows` rows of `lanes` unknowns; what a row starts from stands in its place.
 /// Invariant: rows below i of X are final.
@@ -191,8 +191,8 @@ int M_tinv(Real* const* T, int n) noexcept {
     if (T[k][k] == 0) return k + 1;  // NaN passes
     T[k][k] = store<Real>(1.0 / T[k][k]);
   }
-  // x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), rows from the last to the first. Columns
-  // from the last to the first too: those before the present ones still hold U.
+  // x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), rows from the last to the first.
+  // Columns from the last to the first too: those before the present ones still hold U.
   const int lanes = lanes_for(n, n);
   alignas(64) double X[most_unknowns];
   for (int end = n; lanes > 0 && end > 0; end -= std::min(lanes, end)) {

@@ -14,8 +14,8 @@
 
 namespace tabfit {
 
-// Rows from the first, in a row columns from the first: what is written is not read by later results. The
-// scratch that the operation is documented to need stays unused.
+// Rows from the first, in a row columns from the first: what is written is not read by later results.
+// The scratch that the operation is documented to need stays unused.
 template <class Real>
 int M_uutu(Real* const* U, int n) noexcept {
   const NewArray<Real> row = new_array<Real>(n);

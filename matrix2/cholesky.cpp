@@ -15,7 +15,8 @@ namespace tabfit {
 namespace {
 
 /// Rows i0..i0+rows-1 of U in the columns of the same numbers, where the pivots are; `done` of them are
-/// there already. Returns how many rows are there then: fewer than `rows` if the next pivot is not positive.
+/// there already. Returns how many rows are there then: fewer than `rows` if the next pivot is not
+/// positive.
 ///
 /// Shape: rows side by side, element (i, j) of the block at i * lanes + j.
 template <class Real>

@@ -29,8 +29,9 @@ namespace {
 //   exchange(l, c)        columns l and c have changed places in the table
 //   take(l)               column l, updated from row l on, is in the table from now on
 //   exchange_rows(l, r)   in all columns behind position l
-//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
-//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows l..m-1
+//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the
+//   table give_back(j0, l)      columns from position j0 on are in the table, brought up to date in
+//   rows l..m-1
 
 /// In the table itself, one column after the other.
 template <class Real>
@@ -60,13 +61,14 @@ class InPlace {
 
 /// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.
 ///
-/// Why:       a pass over the columns is what costs, most of all if it writes them. Reflections wait: the
-///            pass that forms the sums of the next one applies them, and keeps the result only when no
-///            more may wait. What the next step looks at is brought up to date before that: row l and the
-///            pivot column.
-/// Invariant: a column has a slot, eight a panel; one that leaves leaves it empty, and when a panel's worth
-///            is empty the columns of the last panel move there. Rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_;
-///            columns before `last_from_` never get the last of them.
+/// Why:       a pass over the columns is what costs, most of all if it writes them. Reflections wait:
+///            the pass that forms the sums of the next one applies them, and keeps the result only when
+///            no more may wait. What the next step looks at is brought up to date before that: row l
+///            and the pivot column.
+/// Invariant: a column has a slot, eight a panel; one that leaves leaves it empty, and when a panel's
+///            worth is empty the columns of the last panel move there. Rows l..m-1 still miss the
+///            reflections with u_[q] and t_[q], q < waiting_; columns before `last_from_` never get the
+///            last of them.
 template <class Real>
 class Panels {
  public:
@@ -267,17 +269,15 @@ int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
 
   constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
   const std::ptrdiff_t size = Panels<Real>::scratch_size(m, n + k);
-  if (size <= stack_size) {
-    alignas(line) double scratch[stack_size];
-    return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
-  }
-  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) > small_table) {
-    const CArray<double> block = malloc_array<double>(size + line / 8);
-    if (block) {
-      const auto address = reinterpret_cast<std::uintptr_t>(block.get());
-      double* scratch = block.get() + (line - address % line) % line / 8;
+  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
+    if (size <= stack_size) {
+      alignas(line) double scratch[stack_size];
       return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
     }
+  } else if (const CArray<double> block = malloc_array<double>(size + line / 8)) {
+    const auto address = reinterpret_cast<std::uintptr_t>(block.get());
+    double* scratch = block.get() + (line - address % line) % line / 8;
+    return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
   }
   return reduce(A, m, n, ip, h.get(), InPlace<Real>(A, m, n, k));
 }

@@ -318,6 +318,28 @@ TWIN_TEST(TriangularInverses, AreThePlainLoopsBeyondEveryBlockAndStrip) {
     }
 }
 
+// Columns are found side by side, but a column that ends before an element does not read it.
+TWIN_TEST(TriangularInverses, KeepAnOddElementToTheColumnsThatReadIt) {
+  Random random(71);
+  for (const int n : {20, 70, 134})
+    for (const auto& solve : solves<Real>)
+      for (const int at : {1, 6, 7, 8, 63, 64, 65, 66, 69, 70, 71, 72, 127, 128, 129, 133}) {
+        if (at >= n || solve.replaces == Replaces::table) continue;
+        for (const Real odd : {nan_of<Real>, inf_of<Real>}) {
+          auto U = random_factor<Real>(random, n, Data::plain, Room::exact);
+          for (const int i : {at - 1, random.integer(0, at - 1)}) U.at(i, at) = odd;
+          auto B =
+              solve.replaces == Replaces::square ? whole_upper(U, n) : random_triangle<Real>(random, n);
+          auto expected = B;
+          solve.plain(U, expected, n, 1);
+          solve.call(U.slots(), B.slots(), n, 1);
+          ASSERT_TRUE(std::isfinite(expected.at(0, at - 1)));
+          EXPECT_COLUMNS(B, expected) << solve.name << ", element in column " << at << " of " << n;
+        }
+        if (testing::Test::HasFailure()) return;
+      }
+}
+
 // The unknowns of eight columns fit the scratch up to order 3072; then they are found one by one.
 TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
   Random random(70);

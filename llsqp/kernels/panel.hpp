@@ -19,8 +19,8 @@ struct TileMask {
   std::uint32_t columns;  ///< bit c for column c
 };
 
-/// A tile of sums: sums[c][r] gets the terms t = first..end-1 of P[t][row + r] Q[c][t * step], ascending,
-/// for c < columns and r < height[c].
+/// A tile of sums: sums[c][r] gets the terms t = first..end-1 of P[t][row + r] Q[c][t * step],
+/// ascending, for c < columns and r < height[c].
 template <class Real>
 struct Tile {
   const Real* const* P;
@@ -38,7 +38,8 @@ template <class Real>
 struct ElementKernels {
   void (*tile)(const Tile<Real>& tile) noexcept;
 
-  /// The same, but a term belongs only to the sums that mask[t] names, and only its factors are read.
+  /// The same, but a term belongs only to the sums that mask[t] names, some of each kind or none, and
+  /// only its factors are read.
   void (*masked_tile)(const Tile<Real>& tile, const TileMask* mask) noexcept;
 
   /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width; what stands in
@@ -46,8 +47,8 @@ struct ElementKernels {
   void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                      double* out) noexcept;
 
-  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r up to
-  /// the next multiple of 8.
+  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r
+  /// up to the next multiple of 8.
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                      double* out) noexcept;
 
@@ -55,18 +56,20 @@ struct ElementKernels {
   void (*dots)(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
                double* sums) noexcept;
 
-  /// sums[r] = columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, from 0, for r < rows.
+  /// sums[r] = columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, from 0, for r <
+  /// rows.
   void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
                 double* sums) noexcept;
 
-  /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8; with
-  /// a band, for lanes v >= band + t only.
+  /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8;
+  /// with a band, for lanes v >= band + t only.
   void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes,
                    int terms, bool subtract, const int* band, double* sums) noexcept;
 
-  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To each
-  /// the waiting reflections q = 0..waiting-1, at most 3, are applied, y = y + t[q][c] u[q][i], rounded to
-  /// Real each, and kept if wanted; then s[c] = s[c] + y next[i], s from 0, unless next is null.
+  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To
+  /// each the waiting reflections q = 0..waiting-1, at most 3, are applied, y = y + t[q][c] u[q][i],
+  /// rounded to Real each, and kept if wanted; then s[c] = s[c] + y next[i], s from 0, unless next is
+  /// null.
   void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
                   const double* const* u, const double* const* t, bool keep, const double* next,
                   double* s) noexcept;

@@ -254,7 +254,8 @@ struct Sums {
   }
 };
 
-/// The compiler is to take p as it is, and not to keep several sums of it with other variables in registers.
+/// The compiler is to take p as it is, and not to keep several sums of it with other variables in
+/// registers.
 template <class Real>
 inline const Real* opaque(const Real* p) {
   asm("" : "+r"(p));

@@ -12,8 +12,8 @@ namespace tabfit {
 
 // -- factors: element (i, j), whichever way it is stored ----------------------------------------------
 //
-// A factor that knows how it is stored also copies n terms, from l on, of neighbouring lines into a panel
-// of `width` lines: pack_rows the lines of a left factor, pack_columns those of a right one.
+// A factor that knows how it is stored also copies n terms, from l on, of neighbouring lines into a
+// panel of `width` lines: pack_rows the lines of a left factor, pack_columns those of a right one.
 
 /// A column table; for an upper-triangular one, i <= j.
 template <class Real>
@@ -84,7 +84,8 @@ void pack_columns(const Kernels& kernel, Transposed<Real> right, int k, int coun
   pack_rows(kernel, AsIs<Real>{right.A}, k, count, l, n, width, out);
 }
 
-/// Terms before the diagonal block of eight lines run along columns of the triangle, those behind it across.
+/// Terms before the diagonal block of eight lines run along columns of the triangle, those behind it
+/// across.
 template <class Real>
 void pack_rows(const Kernels& kernel, Symmetric<Real> left, int i, int count, int l, int n, int width,
                double* out) noexcept {
@@ -203,8 +204,8 @@ struct Lines {
 };
 
 /// Copies terms `range` of `lines` into a panel whose first term is l0, only those that a line has: by
-/// pack(r, count, l, n, out) for `count` lines from r on that all have n terms from l on, the rest element
-/// by element.
+/// pack(r, count, l, n, out) for `count` lines from r on that all have n terms from l on, the rest
+/// element by element.
 template <class Element, class Pack>
 void pack_panel(Lines lines, Terms range, int terms, int l0, int width, Element element, Pack pack,
                 double* panel) noexcept {
@@ -237,8 +238,8 @@ inline int next_panel(int rows) noexcept {
   return rows > panel_rows && rows <= panel_rows + 8 ? 16 : std::min(panel_rows, rows);
 }
 
-/// The terms in `range`, of which tile.P and tile.Q have the first: by the kernel for whole tiles where all
-/// lines have them, by the masked one elsewhere.
+/// The terms in `range`, of which tile.P and tile.Q have the first: by the kernel for whole tiles where
+/// all lines have them, by the masked one elsewhere.
 template <class In>
 void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines c, Terms range,
                int terms) noexcept {
@@ -269,9 +270,9 @@ void add_terms(const ElementKernels<In>& kernel, Tile<In>& tile, Lines r, Lines 
 
 /// A product in work.
 ///
-/// Why:       one kernel, a tile of sums, serves every storage, element type and transposition. It reads
-///            a left factor a column at a time, and a right one eight columns side by side: straight
-///            from the table where it lies so and is small, otherwise from panels of doubles.
+/// Why:       one kernel, a tile of sums, serves every storage, element type and transposition. It
+///            reads a left factor a column at a time, and a right one eight columns side by side:
+///            straight from the table where it lies so and is small, otherwise from panels of doubles.
 /// Shape:     factors are read where the bands have a term and nowhere else.
 /// Order:     l ascending in every result. Blocks of 96 rows ascending, and in each columns ascending:
 ///            results are put before any later row or column is read for other results.
@@ -311,8 +312,8 @@ class Product {
   static constexpr bool narrow = std::is_same_v<Result, IntoTable<float>>;
   static constexpr bool in_place = std::is_same_v<Result, IntoTable<double>>;  // C itself holds sums
 
-  /// What the terms in `range` contribute to the results of a block; `first` and `last` say which end of
-  /// all terms is among them.
+  /// What the terms in `range` contribute to the results of a block; `first` and `last` say which end
+  /// of all terms is among them.
   void form_block(Lines rows, Lines columns, Terms range, bool first, bool last) noexcept {
     if (x_.upper_only && rows.origin >= columns.origin + columns.count) return;
     if constexpr (!straight_left)
@@ -421,13 +422,13 @@ class Product {
   const In* panel_terms_[straight_left ? 1 : most_terms];
 };
 
-/// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k), or C(i, k) := sum. put
-/// may write what later results do not read.
+/// put(i, k, sum) for every result, the sum over l ascending of left(i, l) right(l, k), or C(i, k) :=
+/// sum. put may write what later results do not read.
 template <class Left, class Right, class Result>
 void product(const Extent& x, Left left, Right right, Result result) noexcept {
   const Kernels& kernel = kernels();
-  // A column table can be read where it lies. Taller ones than this keep no panel in the nearest caches;
-  // float elements are converted at every use, which pays for few.
+  // A column table can be read where it lies. Taller ones than this keep no panel in the nearest
+  // caches; float elements are converted at every use, which pays for few.
   constexpr int tall = 192, few_floats = 16;
   if constexpr (std::is_same_v<Left, AsIs<double>>) {
     constexpr bool straight_right = std::is_same_v<Right, AsIs<double>>;

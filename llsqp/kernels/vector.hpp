@@ -77,9 +77,9 @@ int V_imax(const Real* x, int n) noexcept {
 /// been chosen, the next one of any magnitude replaces it. (1, -5, 2) gives 2.
 /// 0 for n <= 0, with x[0] read all the same.
 ///
-/// Why: the first element of greatest magnitude is always chosen when the scan reaches it. Nothing behind
-///      it is if it is not negative; if it is, the scan begins anew with the next element. So only the
-///      places of greatest magnitude are looked for.
+/// Why: the first element of greatest magnitude is always chosen when the scan reaches it. Nothing
+///      behind it is if it is not negative; if it is, the scan begins anew with the next element. So
+///      only the places of greatest magnitude are looked for.
 template <class Real>
 int V_iamax(const Real* x, int n) noexcept {
   constexpr int few = 48;

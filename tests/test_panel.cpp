@@ -1,0 +1,624 @@
+// tests/test_panel.cpp - the panel kernels of every set against loops written out, bit for bit; every
+// array touches memory that must not be touched, and places that are not to be read hold signalling
+// NaN.
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "llsqp/kernels/panel.hpp"
+#include "tests/support/bits.hpp"
+#include "tests/support/columns.hpp"
+#include "tests/support/fenced.hpp"
+#include "tests/support/kernel_sets.hpp"
+#include "tests/support/twin_test.hpp"
+
+namespace {
+
+using namespace tabfit;
+
+class Panel : public WithKernels {};
+class Panel_f : public WithKernels {};
+class Panel_d : public WithKernels {};
+WITH_ALL_KERNELS(Panel);
+WITH_ALL_KERNELS(Panel_f);
+WITH_ALL_KERNELS(Panel_d);
+
+constexpr Data kinds[] = {Data::plain, Data::odd, Data::tiny, Data::huge, Data::rare};
+
+/// Elements of every kind, made once and dealt again and again.
+template <class T>
+class Elements {
+ public:
+  explicit Elements(Random& random) {
+    for (const Data data : kinds)
+      for (int i = 0; i < count; ++i) all_.push_back(element<T>(random, data));
+  }
+  /// What is dealt from now on.
+  void take(int kind) { first_ = kind % 5 * count; }
+  T operator()() {
+    next_ = (next_ + 1) % count;
+    return all_[static_cast<std::size_t>(first_ + next_)];
+  }
+
+ private:
+  static constexpr int count = 4093;  // a prime: no length of an array divides it
+  std::vector<T> all_;
+  int first_ = 0, next_ = 0;
+};
+
+/// Random numbers, and elements of both types.
+template <class Real>
+struct Source {
+  Random random;
+  Elements<Real> element{random};
+  Elements<double> number{random};
+  int turn = 0;
+
+  explicit Source(std::uint64_t seed) : random(seed) {}
+  /// Takes to the next kind.
+  void next_kind() {
+    ++turn;
+    element.take(turn);
+    number.take(turn);
+  }
+  Touching side() { return random.chance(2) ? Touching::end : Touching::begin; }
+};
+
+template <class T>
+std::vector<Fenced<T>> fenced_arrays(int count, int most) {
+  std::vector<Fenced<T>> arrays;
+  for (int i = 0; i < count; ++i) arrays.emplace_back(most);
+  return arrays;
+}
+
+/// n elements, all but those from..n-1 signalling; touching the fence that they end at, or, from `from`
+/// on, begin at. Gives where element 0 is or would be.
+template <class T, class Element>
+T* input(Fenced<T>& array, int from, int n, Touching touching, Element element) {
+  const int count = std::max(n - from, 0);
+  T* data = array.lay(count, signal_of<T>(), touching);
+  for (int i = 0; i < count; ++i) data[i] = element(from + i);
+  return data - from;
+}
+
+int padded(int count) { return (count + 7) / 8 * 8; }
+
+// -- tiles ----------------------------------------------------------------------------------------
+
+constexpr int most_terms = 40;
+
+/// Which sums of a tile its terms belong to.
+enum class Masks { none, band, bits };
+
+/// A tile and everything around it.
+template <class Real>
+class TileCall {
+ public:
+  struct Shape {
+    int rows, columns, first, end, step;
+    bool from_zero, level;
+    Masks masks;
+  };
+
+  /// A tile of that shape with elements of its own. level needs eight columns.
+  void lay(Source<Real>& source, const Shape& shape) {
+    shape_ = shape;
+    Random& random = source.random;
+    tile_ = {};
+    tile_.P = P_;
+    tile_.row = random.integer(0, 9);
+    tile_.step = shape.step;
+    tile_.rows = shape.rows;
+    tile_.columns = shape.columns;
+    tile_.first = shape.first;
+    tile_.end = shape.end;
+    tile_.from_zero = shape.from_zero;
+    tile_.level = shape.level;
+    lay_masks(random);
+    for (int t = 0; t < most_terms; ++t) P_[t] = nullptr;
+    for (int t = shape.first; t < shape.end; ++t) {
+      // From the first row of the mask to its last: the others need not exist.
+      const std::uint32_t rows = mask(t).rows;
+      int from = 0, n = shape.rows;
+      while (from < n && !(rows >> from & 1)) ++from;
+      while (n > from && !(rows >> (n - 1) & 1)) --n;
+      const auto value = [&](int r) { return rows >> r & 1 ? source.element() : signal_of<Real>(); };
+      P_[t] = input(P_arrays_[static_cast<std::size_t>(t)], from, n,
+                    from > 0 ? Touching::begin : source.side(), value) -
+              tile_.row;
+    }
+    lay_columns(source);
+    for (int c = 0; c < shape.columns; ++c) {
+      const int height = shape.level        ? shape.rows
+                         : random.chance(3) ? shape.rows
+                                            : random.integer(0, shape.rows);
+      if (!shape.level) tile_.height[c] = height;
+      auto& sums = sums_[static_cast<std::size_t>(c)];
+      tile_.sums[c] = sums.lay(height, Guarded<double>::poison(), source.side());
+      expected_[c].clear();
+      for (int r = 0; r < height; ++r) {
+        if (!shape.from_zero) sums[r] = source.number();
+        double sum = shape.from_zero ? 0.0 : sums[r];
+        for (int t = shape.first; t < shape.end; ++t)
+          if ((mask(t).rows >> r & 1) && (mask(t).columns >> c & 1))
+            sum = std::fma(double(P_[t][tile_.row + r]),
+                           double(tile_.Q[c][static_cast<std::ptrdiff_t>(t) * shape.step]), sum);
+        expected_[c].push_back(sum);
+      }
+    }
+    for (int c = shape.columns; c < panel_columns; ++c) {
+      tile_.Q[c] = tile_.Q[shape.columns - 1];
+      tile_.sums[c] = tile_.sums[shape.columns - 1];
+      tile_.height[c] = 0;
+    }
+  }
+
+  void check(const Kernels& kernel) {
+    if (shape_.masks == Masks::none)
+      kernel.of<Real>().tile(tile_);
+    else
+      kernel.of<Real>().masked_tile(tile_, masks_.data());
+    for (int c = 0; c < shape_.columns; ++c) {
+      auto& sums = sums_[static_cast<std::size_t>(c)];
+      ASSERT_TRUE(sums.zone_intact()) << "beside column " << c << " of " << text();
+      for (int r = 0; r < sums.size(); ++r)
+        ASSERT_SAME(sums[r], expected_[c][static_cast<std::size_t>(r)])
+            << "sum " << r << ", " << c << " of " << text();
+    }
+  }
+
+ private:
+  TileMask mask(int t) const { return masks_[static_cast<std::size_t>(t - shape_.first)]; }
+
+  /// One mask a term: all sums, those that lie on one side of some diagonal, or any. A term that no sum
+  /// has leaves out both its factors.
+  void lay_masks(Random& random) {
+    const auto all = [](int n) { return (std::uint32_t{1} << n) - 1; };
+    const std::uint32_t rows = all(shape_.rows), columns = all(shape_.columns);
+    masks_.clear();
+    const int row0 = random.integer(-4, shape_.rows), column0 = random.integer(-4, shape_.columns);
+    const bool upper_rows = random.chance(2), upper_columns = random.chance(2);
+    for (int t = shape_.first; t < shape_.end; ++t) {
+      TileMask mask = {rows, columns};
+      if (shape_.masks == Masks::band) {
+        const auto below = [&](int origin, int n) {
+          return all(std::clamp(t - shape_.first - origin, 0, n));
+        };
+        mask.rows = upper_rows ? below(row0, shape_.rows) : rows & ~below(row0, shape_.rows);
+        mask.columns =
+            upper_columns ? below(column0, shape_.columns) : columns & ~below(column0, shape_.columns);
+      } else if (shape_.masks == Masks::bits) {
+        mask.rows &= static_cast<std::uint32_t>(random.integer(0, 0xffffff));
+        mask.columns &= static_cast<std::uint32_t>(random.integer(0, 0xff));
+      }
+      if (mask.rows == 0 || mask.columns == 0) mask = {0, 0};
+      masks_.push_back(mask);
+    }
+  }
+
+  void lay_columns(Source<Real>& source) {
+    const auto value = [&](int t, int c) {
+      return mask(t).columns >> c & 1 ? source.element() : signal_of<Real>();
+    };
+    const auto wanted = [&](int t, int c) { return mask(t).columns >> c & 1; };
+    if (shape_.step == 1) {
+      for (int c = 0; c < shape_.columns; ++c) {
+        int from = shape_.first, n = shape_.end;
+        while (from < n && !wanted(from, c)) ++from;
+        while (n > from && !wanted(n - 1, c)) --n;
+        tile_.Q[c] = input(Q_[static_cast<std::size_t>(c)], from, n, source.side(),
+                           [&](int t) { return value(t, c); });
+      }
+      return;
+    }
+    // A panel whose last row ends with the last column.
+    const int step = shape_.step, from = shape_.first * step,
+              n = shape_.end > shape_.first ? (shape_.end - 1) * step + shape_.columns : from;
+    const Real* panel = input(Q_[0], from, n, source.side(), [&](int at) {
+      return at % step < shape_.columns ? value(at / step, at % step) : signal_of<Real>();
+    });
+    for (int c = 0; c < shape_.columns; ++c) tile_.Q[c] = panel + c;
+  }
+
+  std::string text() const {
+    const Shape& s = shape_;
+    return std::to_string(s.rows) + " by " + std::to_string(s.columns) + ", terms " +
+           std::to_string(s.first) + ".." + std::to_string(s.end) + ", step " + std::to_string(s.step) +
+           (s.from_zero ? ", from zero" : "") + (s.level ? ", level" : "") +
+           (s.masks == Masks::band   ? ", banded"
+            : s.masks == Masks::bits ? ", any masks"
+                                     : "");
+  }
+
+  std::vector<Fenced<Real>> P_arrays_ = fenced_arrays<Real>(most_terms, panel_rows);
+  std::vector<Fenced<Real>> Q_ = fenced_arrays<Real>(panel_columns, most_terms * 8);
+  std::vector<Fenced<double>> sums_ = fenced_arrays<double>(panel_columns, panel_rows);
+  const Real* P_[most_terms] = {};
+  std::vector<TileMask> masks_;
+  std::vector<double> expected_[panel_columns];
+  Shape shape_{};
+  Tile<Real> tile_{};
+};
+
+template <class Real>
+void check_tiles(const Kernels& kernel, std::uint64_t seed, std::initializer_list<Masks> all_masks) {
+  Source<Real> source(seed);
+  TileCall<Real> call;
+  for (int rows = 1; rows <= panel_rows; ++rows)
+    for (int columns = 1; columns <= panel_columns; ++columns)
+      for (const int terms : {0, 1, 2, 3, 5, 17})
+        for (const int step : {1, 8})
+          for (const bool from_zero : {false, true})
+            for (const bool level : {false, true})
+              for (const Masks masks : all_masks) {
+                if (level && columns < panel_columns) continue;
+                source.next_kind();
+                const int first = source.turn % 3 ? 0 : source.random.integer(1, 4);
+                call.lay(source, {rows, columns, first, first + terms, step, from_zero, level, masks});
+                call.check(kernel);
+                if (testing::Test::HasFatalFailure()) return;
+              }
+}
+
+KERNEL_TEST(Panel, TilesAddThePlainSumsAndTouchNoOther) {
+  check_tiles<Real>(kernel, 7101, {Masks::none});
+}
+
+KERNEL_TEST(Panel, MaskedTilesAddTheTermsOfTheirMasksAndTouchNoOther) {
+  check_tiles<Real>(kernel, 7102, {Masks::band, Masks::bits});
+}
+
+// -- packing --------------------------------------------------------------------------------------
+
+/// What a packing kernel leaves in its panel: element (t, r) for r < count, what `behind` says in the
+/// places up to the next multiple of 8, nothing beyond.
+template <class Element, class Behind>
+void check_packed(Fenced<double>& out, int count, int terms, int width, Element element,
+                  Behind behind) {
+  ASSERT_TRUE(out.zone_intact());
+  for (int t = 0; t < terms; ++t)
+    for (int r = 0; r < width; ++r) {
+      const auto text = [&] {
+        return testing::Message() << "line " << r << " of " << count << " in " << width << ", term "
+                                  << t << " of " << terms;
+      };
+      if (r < count)
+        ASSERT_SAME(out[t * width + r], double(element(t, r))) << text();
+      else if (r < padded(count))
+        ASSERT_TRUE(behind(out[t * width + r])) << text();
+      else
+        ASSERT_TRUE(out.untouched(t * width + r)) << text();
+    }
+}
+
+/// body(count, terms, width) for panels of every shape.
+template <class Body>
+void each_panel(Body body) {
+  for (int count = 0; count <= 40; ++count)
+    for (int terms = 0; terms <= 13; ++terms)
+      for (const int spare : {0, 8, 24}) {
+        body(count, terms, padded(count) + spare);
+        if (testing::Test::HasFatalFailure()) return;
+      }
+}
+
+KERNEL_TEST(Panel, PackLinesCopiesNeighbouringElementsOfEveryTerm) {
+  Source<Real> source(7103);
+  auto lines = fenced_arrays<Real>(13, 64);
+  Fenced<double> out(13 * 64);
+  each_panel([&](int count, int terms, int width) {
+    source.next_kind();
+    const int line = source.random.integer(0, 9);
+    const Real* pointers[13] = {};
+    for (int t = 0; t < terms; ++t)
+      pointers[t] = input(lines[static_cast<std::size_t>(t)], line, line + count, source.side(),
+                          [&](int) { return source.element(); });
+    out.lay(terms * width, Guarded<double>::poison(), source.side());
+    kernel.of<Real>().pack_lines(pointers, line, count, terms, width, out.data());
+    check_packed(
+        out, count, terms, width, [&](int t, int r) { return pointers[t][line + r]; },
+        [](double) { return true; });
+  });
+}
+
+KERNEL_TEST(Panel, PackTermsTurnsLinesAndFillsUpWithZeros) {
+  Source<Real> source(7104);
+  auto lines = fenced_arrays<Real>(40, 64);
+  Fenced<double> out(13 * 64);
+  each_panel([&](int count, int terms, int width) {
+    source.next_kind();
+    const int term = source.random.integer(0, 9);
+    const Real* pointers[40] = {};
+    for (int r = 0; r < count; ++r)
+      pointers[r] = input(lines[static_cast<std::size_t>(r)], term, term + terms, source.side(),
+                          [&](int) { return source.element(); });
+    out.lay(terms * width, Guarded<double>::poison(), source.side());
+    kernel.of<Real>().pack_terms(pointers, term, count, terms, width, out.data());
+    check_packed(
+        out, count, terms, width, [&](int t, int r) { return pointers[r][term + t]; },
+        [](double v) { return same_bits(v, 0.0); });
+  });
+}
+
+// -- sums of one column ---------------------------------------------------------------------------
+
+KERNEL_TEST(Panel, DotsAreThePlainSumsOfEveryColumn) {
+  Source<Real> source(7105);
+  auto columns = fenced_arrays<Real>(40, 80);
+  Fenced<Real> x(80);
+  Fenced<double> sums(40);
+  for (int count = 0; count <= 40; ++count)
+    for (int n = 0; n <= 70; ++n) {
+      source.next_kind();
+      const int row = source.random.integer(0, 9);
+      const auto any = [&](int) { return source.element(); };
+      const Real* pointers[40] = {};
+      for (int c = 0; c < count; ++c)
+        pointers[c] = input(columns[static_cast<std::size_t>(c)], row, row + n, source.side(), any);
+      input(x, 0, n, source.side(), any);
+      sums.lay(count, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().dots(pointers, count, row, x.data(), n, sums.data());
+      ASSERT_TRUE(sums.zone_intact());
+      for (int c = 0; c < count; ++c) {
+        double sum = 0.0;
+        for (int i = 0; i < n; ++i) sum = std::fma(double(pointers[c][row + i]), double(x[i]), sum);
+        ASSERT_SAME(sums[c], sum) << "column " << c << " of " << count << ", " << n << " terms";
+      }
+    }
+}
+
+KERNEL_TEST(Panel, SweepIsThePlainSumOfEveryRow) {
+  Source<Real> source(7106);
+  constexpr int most_columns = 9, most_rows = 2200;
+  auto columns = fenced_arrays<Real>(most_columns, most_rows);
+  Fenced<Real> x(most_columns);
+  Fenced<double> sums(most_rows);
+  const auto any = [&](int) { return source.element(); };
+  const auto check = [&](int rows, int terms) {
+    source.next_kind();
+    const int row = source.random.integer(0, 9);
+    const Real* pointers[most_columns] = {};
+    for (int t = 0; t < terms; ++t)
+      pointers[t] = input(columns[static_cast<std::size_t>(t)], row, row + rows, source.side(), any);
+    input(x, 0, terms, source.side(), any);
+    sums.lay(rows, Guarded<double>::poison(), source.side());
+    kernel.of<Real>().sweep(pointers, row, rows, x.data(), terms, sums.data());
+    ASSERT_TRUE(sums.zone_intact());
+    for (int r = 0; r < rows; ++r) {
+      double sum = 0.0;
+      for (int t = 0; t < terms; ++t) sum = std::fma(double(pointers[t][row + r]), double(x[t]), sum);
+      ASSERT_SAME(sums[r], sum) << "row " << r << " of " << rows << ", " << terms << " terms";
+    }
+  };
+  for (int rows = 0; rows <= 280; rows += rows < 150 ? 1 : 13)
+    for (int terms = 0; terms <= most_columns; ++terms) check(rows, terms);
+  for (const int rows : {1016, 1023, 1024, 1025, 1032, 1088, 1151, 1152, 1160, 2047, 2048, 2049, 2200})
+    for (const int terms : {0, 1, 4, 7, 9}) check(rows, terms);
+}
+
+// -- lines of right-hand sides --------------------------------------------------------------------
+
+KERNEL_TEST(Panel, AddRowsAddsOrSubtractsTheLanesOfItsBand) {
+  Source<Real> source(7107);
+  auto columns = fenced_arrays<Real>(21, 16);
+  Fenced<double> X(21 * 64), sums(64);
+  for (int lanes = 8; lanes <= 64; lanes += 8)
+    for (const int terms : {0, 1, 2, 3, 5, 8, 13, 21})
+      for (const bool subtract : {false, true})
+        for (int band = -3; band <= lanes + 2; ++band) {
+          const bool banded = band > -3;
+          source.next_kind();
+          const int row = source.random.integer(0, 9);
+          const Real* pointers[21] = {};
+          for (int t = 0; t < terms; ++t)
+            pointers[t] = input(columns[static_cast<std::size_t>(t)], row, row + 1, source.side(),
+                                [&](int) { return source.element(); });
+          const auto has = [&](int t, int v) { return !banded || v >= band + t; };
+          input(X, 0, terms * lanes, source.side(), [&](int at) {
+            return has(at / lanes, at % lanes) ? source.number() : signal_of<double>();
+          });
+          sums.lay(lanes, Guarded<double>::poison(), source.side());
+          std::vector<double> expected;
+          for (int v = 0; v < lanes; ++v) {
+            double sum = sums[v] = source.number();
+            for (int t = 0; t < terms; ++t) {
+              const double factor = pointers[t][row];
+              if (has(t, v)) sum = std::fma(subtract ? -factor : factor, X[t * lanes + v], sum);
+            }
+            expected.push_back(sum);
+          }
+          kernel.of<Real>().add_rows(pointers, row, X.data(), lanes, terms, subtract,
+                                     banded ? &band : nullptr, sums.data());
+          ASSERT_TRUE(sums.zone_intact());
+          for (int v = 0; v < lanes; ++v)
+            ASSERT_SAME(sums[v], expected[static_cast<std::size_t>(v)])
+                << "lane " << v << " of " << lanes << ", " << terms << " terms, "
+                << (subtract ? "subtracted" : "added") << (banded ? ", band " : ", no band ") << band;
+        }
+}
+
+TEST_P(Panel, AddLanesAddsMultiplesOfLines) {
+  Source<double> source(7108);
+  Fenced<double> q(21), X(21 * 256), sums(256);
+  for (int lanes = 0; lanes <= 200; lanes += 8)
+    for (int terms = 0; terms <= 21; ++terms) {
+      source.next_kind();
+      const auto any = [&](int) { return source.number(); };
+      input(q, 0, terms, source.side(), any);
+      input(X, 0, terms * lanes, source.side(), any);
+      sums.lay(lanes, Guarded<double>::poison(), source.side());
+      std::vector<double> expected;
+      for (int v = 0; v < lanes; ++v) {
+        double sum = sums[v] = source.number();
+        for (int t = 0; t < terms; ++t) sum = std::fma(q[t], X[t * lanes + v], sum);
+        expected.push_back(sum);
+      }
+      kernels().add_lanes(q.data(), X.data(), lanes, terms, sums.data());
+      ASSERT_TRUE(sums.zone_intact());
+      for (int v = 0; v < lanes; ++v)
+        ASSERT_SAME(sums[v], expected[static_cast<std::size_t>(v)])
+            << "lane " << v << " of " << lanes << ", " << terms << " terms";
+    }
+}
+
+// -- reflections ----------------------------------------------------------------------------------
+
+/// Panels of eight columns with `gap` rows between two of them that nobody may read or write.
+template <class Real>
+class RowMajor {
+ public:
+  void lay(Source<Real>& source, int panels, int rows, int gap) {
+    rows_ = rows;
+    panel_size_ = 8 * (rows + gap);
+    const int size = panels > 0 ? (panels - 1) * panel_size_ + 8 * rows : 0;
+    input(Y_, 0, size, source.side(), [&](int at) {
+      return at % std::max(panel_size_, 1) < 8 * rows ? source.element() : signal_of<Real>();
+    });
+    old_.assign(Y_.data(), Y_.data() + size);
+  }
+  Real* data() { return Y_.data(); }
+  std::ptrdiff_t panel_size() const { return panel_size_; }
+  /// What stood at first, in element (i, c) over all panels.
+  Real old(int i, int c) const {
+    return old_[static_cast<std::size_t>(c / 8 * panel_size_ + 8 * i + c % 8)];
+  }
+  /// True if the bits of everything but the elements are as they were; of the elements too, if `all`.
+  bool untouched(bool all) {
+    if (!Y_.zone_intact()) return false;
+    for (int at = 0; at < Y_.size(); ++at)
+      if ((all || at % panel_size_ >= 8 * rows_) &&
+          bits_of(Y_[at]) != bits_of(old_[static_cast<std::size_t>(at)]))
+        return false;
+    return true;
+  }
+  Real operator()(int i, int c) { return Y_[c / 8 * panel_size_ + 8 * i + c % 8]; }
+
+ private:
+  Fenced<Real> Y_{13 * 8 * 80};
+  std::vector<Real> old_;
+  int rows_ = 0, panel_size_ = 0;
+};
+
+KERNEL_TEST(Panel, ReflectAppliesWhatWaitsKeepsItIfWantedAndSums) {
+  Source<Real> source(7109);
+  RowMajor<Real> Y;
+  auto u = fenced_arrays<double>(3, 80), t = fenced_arrays<double>(3, 104);
+  Fenced<double> next(80), s(104);
+  const auto any = [&](int) { return source.number(); };
+  for (int rows = 0; rows <= 70; ++rows)
+    for (int panels = 0; panels <= 13; ++panels)
+      for (int waiting = 0; waiting <= 3; ++waiting) {
+        // Every form for few rows, one after the other for many.
+        for (int form = rows < 4 ? 0 : source.turn % 4; form < 4; form += rows < 4 ? 1 : 4) {
+          const bool keep = form & 1, sum = form & 2;
+          source.next_kind();
+          Y.lay(source, panels, rows, source.turn % 2 ? 0 : source.random.integer(1, 5));
+          const double *reflectors[3] = {}, *multipliers[3] = {};
+          for (int q = 0; q < waiting; ++q) {
+            const auto place = static_cast<std::size_t>(q);
+            reflectors[q] = input(u[place], 0, rows, source.side(), any);
+            multipliers[q] = input(t[place], 0, 8 * panels, source.side(), any);
+          }
+          input(next, 0, rows, source.side(), any);
+          s.lay(8 * panels, Guarded<double>::poison(), source.side());
+          kernel.of<Real>().reflect(Y.data(), Y.panel_size(), panels, rows, waiting, reflectors,
+                                    multipliers, keep, sum ? next.data() : nullptr, s.data());
+          SCOPED_TRACE(testing::Message()
+                       << panels << " panels of " << rows << " rows, " << waiting << " waiting"
+                       << (keep ? ", kept" : "") << (sum ? ", summed" : ""));
+          ASSERT_TRUE(s.zone_intact());
+          ASSERT_TRUE(Y.untouched(!keep));
+          for (int c = 0; c < 8 * panels; ++c) {
+            double expected = 0.0;
+            for (int i = 0; i < rows; ++i) {
+              Real y = Y.old(i, c);
+              for (int q = 0; q < waiting; ++q)
+                y = static_cast<Real>(std::fma(multipliers[q][c], reflectors[q][i], double(y)));
+              if (keep) {
+                ASSERT_SAME(Y(i, c), y) << "row " << i << ", column " << c;
+              }
+              if (sum) expected = std::fma(double(y), next[i], expected);
+            }
+            if (sum)
+              ASSERT_SAME(s[c], expected) << "column " << c;
+            else
+              ASSERT_TRUE(s.untouched(c)) << "column " << c;
+          }
+        }
+      }
+}
+
+KERNEL_TEST(Panel, SquaresSumDownEveryColumn) {
+  Source<Real> source(7110);
+  RowMajor<Real> Y;
+  Fenced<double> s(104);
+  for (int rows = 0; rows <= 70; ++rows)
+    for (int panels = 0; panels <= 13; ++panels) {
+      source.next_kind();
+      Y.lay(source, panels, rows, source.turn % 2 ? 0 : source.random.integer(1, 5));
+      s.lay(8 * panels, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().squares(Y.data(), Y.panel_size(), panels, rows, s.data());
+      ASSERT_TRUE(s.zone_intact());
+      ASSERT_TRUE(Y.untouched(true));
+      for (int c = 0; c < 8 * panels; ++c) {
+        double sum = 0.0;
+        for (int i = 0; i < rows; ++i) sum = std::fma(double(Y.old(i, c)), double(Y.old(i, c)), sum);
+        ASSERT_SAME(s[c], sum) << "column " << c << ", " << panels << " panels of " << rows;
+      }
+    }
+}
+
+// -- the greatest magnitude -----------------------------------------------------------------------
+
+template <class Real>
+int plain_greatest(const Real* x, int n) {
+  int place = -1;
+  Real best = -1;
+  for (int i = 0; i < n; ++i)
+    if (std::fabs(x[i]) > best) {
+      best = std::fabs(x[i]);
+      place = i;
+    }
+  return place;
+}
+
+KERNEL_TEST(Panel, GreatestIsTheFirstOfGreatestMagnitudeThatIsNoNaN) {
+  using Limits = std::numeric_limits<Real>;
+  Source<Real> source(7111);
+  Random& random = source.random;
+  Fenced<Real> array(100);
+  const auto check = [&](int n, auto value) {
+    const Real* x = input(array, 0, n, source.side(), value);
+    ASSERT_EQ(kernel.of<Real>().greatest(x, n), plain_greatest(x, n))
+        << testing::PrintToString(std::vector<Real>(x, x + n));
+  };
+  const Real few[] = {0, Real(-0.0), 1, -1, 2, -2, nan_of<Real>, -nan_of<Real>};
+  const Real odd[] = {inf_of<Real>,         -inf_of<Real>,  Limits::max(), -Limits::max(),
+                      Limits::denorm_min(), -Limits::min(), nan_of<Real>,  Real(-0.0)};
+  for (int n = 0; n <= 70; ++n) {
+    for (int times = 0; times < 10; ++times) {
+      source.next_kind();
+      check(n, [&](int) { return source.element(); });
+      check(n, [&](int) { return few[random.integer(0, 7)]; });
+      check(n, [&](int) { return odd[random.integer(0, 7)]; });
+      check(n, [&](int) { return few[random.integer(0, 1)]; });
+      check(n, [&](int) { return random.chance(4) ? Real(random.integer(-3, 3)) : nan_of<Real>; });
+    }
+    check(n, [&](int) { return nan_of<Real>; });
+    // The winner in each place, before and behind an equal one, in a field of NaN, zeros or less.
+    for (int at = 0; at < n; ++at)
+      for (const Real field : {nan_of<Real>, Real(0), Real(-1)})
+        for (const Real winner : {Real(2), Real(-2), inf_of<Real>, -inf_of<Real>, Real(0)}) {
+          const int other = random.integer(0, n - 1);
+          check(n, [&](int i) { return i == at ? winner : i == other ? -winner : field; });
+          if (testing::Test::HasFatalFailure()) return;
+        }
+  }
+}
+
+}  // namespace
