@@ -587,6 +587,25 @@ int plain_greatest(const Real* x, int n) {
   return place;
 }
 
+KERNEL_TEST(Panel, AxpyAddsAMultipleRoundedOnce) {
+  Source<Real> source(7112);
+  Fenced<Real> u(80), y(80);
+  for (int n = 0; n <= 70; ++n)
+    for (int times = 0; times < 20; ++times) {
+      source.next_kind();
+      const auto any = [&](int) { return source.element(); };
+      input(u, 0, n, source.side(), any);
+      input(y, 0, n, source.side(), any);
+      const double t = source.number();
+      const std::vector<Real> before(y.data(), y.data() + n);
+      kernel.of<Real>().axpy(t, u.data(), y.data(), n);
+      ASSERT_TRUE(y.zone_intact());
+      for (int i = 0; i < n; ++i)
+        ASSERT_SAME(y[i], static_cast<Real>(std::fma(t, double(u[i]), double(before[std::size_t(i)]))))
+            << i << " of " << n;
+    }
+}
+
 KERNEL_TEST(Panel, GreatestIsTheFirstOfGreatestMagnitudeThatIsNoNaN) {
   using Limits = std::numeric_limits<Real>;
   Source<Real> source(7111);

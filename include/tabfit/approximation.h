@@ -274,7 +274,7 @@ TABFIT_API void AX_freed2fcsd(double **T) TABFIT_NOEXCEPT;
  * in the f twin, and of about 1e7 on in the d twin, the first or last abscissa itself may so map outside
  * the band and be refused when the fit is evaluated: AX_apxval gives AX_APXVAL_OUT_OF_RANGE, AX_splsmoof
  * 0 with values that it never wrote (example: x = 10000 + i, i = 0..11, but for a last one of
- * 10011 + 3/1024). Subtract a constant from all abscissae before the fit, and from every point.
+ * 10011 + 3/1024, where the first point is refused and no value is written). Subtract a constant from all abscissae before the fit, and from every point.
  */
 
 /** Status of AX_apxcoeff() and AX_apxcoefd(). Other values are those of Ls for the design: a pseudo-rank
@@ -288,7 +288,8 @@ enum {
 };
 
 /** Least-squares cubic spline on equally spaced knots: minimises the sum over i of (f(x[i]) - y[i])^2.
- *  m = n + 4 points are interpolated.
+ *  m = n + 4 points are interpolated, if every basis function has a point of its own: the knots and a point
+ *  in each end interval do; evenly spaced ones are refused from about n = 38 on in the f twin.
  *
  *  @param[in]  T  basis table for n, of the same twin; only read
  *  @param[in]  n  interior knots, n >= 1
@@ -532,7 +533,8 @@ enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISS
  *  @retval AX_POLAPXCOEF_BAD_ABSCISSAE  neighbours closer than 2e-5, turning back, or NaN
  *  @retval l, -1, -3                    from Ls
  *
- *  a is written on success only.
+ *  a is written on success only. Where nearly all abscissae crowd in one place the pseudo-rank is no
+ *  guard (see M_qrd): 0 may come back for a design that is dependent to working precision.
  *
  *  Cost: that of Ls with m rows and p + 1 unknowns. Memory from calloc: m (p + 2) elements, p + 2
  *  pointers, up to 64 (p + 1) elements; released.

@@ -2,6 +2,9 @@
 #include "llsqp/kernels/dot.hpp"
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/panel.hpp"
+
+#include <type_traits>
 
 // The baseline of x86-64 has no fused instruction, and std::fma is a call into the run-time library
 // there. Each body is compiled once more for processors that have one, with wider vectors; every step
@@ -68,6 +71,7 @@ double V_dot(const double* x, const double* y, int n) noexcept {
 
 template <class U, class Y>
 void V_axpy(double t, const U* u, Y* y, int n) noexcept {
+  if constexpr (std::is_same_v<U, Y>) return kernels().of<Y>().axpy(t, u, y, n);
 #ifdef TABFIT_KERNEL_CHOICE
   if (has_avx2()) return axpy_avx2(t, u, y, n);
 #endif

@@ -69,6 +69,11 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
 }
 
 template <class Real>
+void axpy(double t, const Real* u, Real* y, int n) noexcept {
+  for (int i = 0; i < n; ++i) y[i] = store<Real>(mul_add(t, u[i], y[i]));
+}
+
+template <class Real>
 int greatest(const Real* x, int n) noexcept {
   int place = -1;
   Real best = -1;
@@ -117,9 +122,9 @@ void add_lanes(const double* q, const double* X, int lanes, int terms, double* s
 const Kernels plain_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, greatest<float>, squares<float>},
+     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, greatest<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>},
 };
 
 #if !defined(TABFIT_X86_KERNELS)

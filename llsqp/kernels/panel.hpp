@@ -74,6 +74,9 @@ struct ElementKernels {
                   const double* const* u, const double* const* t, bool keep, const double* next,
                   double* s) noexcept;
 
+  /// y[i] = y[i] + t u[i], rounded to Real; u and y do not overlap.
+  void (*axpy)(double t, const Real* u, Real* y, int n) noexcept;
+
   /// The first x[i] of greatest magnitude, passing over NaN: its place, or -1 if there is none.
   int (*greatest)(const Real* x, int n) noexcept;
 

@@ -39,6 +39,7 @@ struct Lanes {
   Lanes rounded(const double*) const { return *this; }
   Lanes rounded(const float*) const { return {_mm512_cvtps_pd(_mm512_cvtpd_ps(v))}; }
   void put(double* p, Mask k) const { _mm512_mask_storeu_pd(p, k, v); }
+  void put(float* p, Mask k) const { _mm256_mask_storeu_ps(p, k, _mm512_cvtpd_ps(v)); }
   double greatest() const {
     return greatest_of(_mm256_max_pd(_mm512_castpd512_pd256(v), _mm512_extractf64x4_pd(v, 1)));
   }
@@ -98,19 +99,21 @@ struct Lanes {
   static Lanes of(double x) { return {_mm256_set1_pd(x)}; }
   static Lanes load(const double* p) { return {_mm256_loadu_pd(p)}; }
   static Lanes load(const float* p) { return {_mm256_cvtps_pd(_mm_loadu_ps(p))}; }
+  /// The same mask for floats.
+  static __m128i narrow(Mask k) {
+    return _mm256_castsi256_si128(
+        _mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
+  }
   /// The lanes of the mask; nothing else is read, and the others are 0.
   static Lanes load(const double* p, Mask k) { return {_mm256_maskload_pd(p, k)}; }
-  static Lanes load(const float* p, Mask k) {
-    const __m128i narrow = _mm256_castsi256_si128(
-        _mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
-    return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow))};
-  }
+  static Lanes load(const float* p, Mask k) { return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow(k)))}; }
   void put(double* p) const { _mm256_storeu_pd(p, v); }
   void put(float* p) const { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
   /// As an element of that type holds it.
   Lanes rounded(const double*) const { return *this; }
   Lanes rounded(const float*) const { return {_mm256_cvtps_pd(_mm256_cvtpd_ps(v))}; }
   void put(double* p, Mask k) const { _mm256_maskstore_pd(p, k, v); }
+  void put(float* p, Mask k) const { _mm_maskstore_ps(p, narrow(k), _mm256_cvtpd_ps(v)); }
   double greatest() const { return greatest_of(v); }
   static Mask mask(std::uint32_t bits) {
     const __m256i bit = _mm256_setr_epi64x(1, 2, 4, 8);
@@ -649,6 +652,22 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
 }
 
 template <class Real>
+void axpy(double t, const Real* u, Real* y, int n) noexcept {
+  const Lanes factor = Lanes::of(t);
+  constexpr int at_once = 4 * Lanes::width;
+  int i = 0;
+  for (; i + at_once <= n; i += at_once)
+    TABFIT_UNROLL for (int v = 0; v < at_once; v += Lanes::width)
+        fma(factor, Lanes::load(u + i + v), Lanes::load(y + i + v))
+            .put(y + i + v);
+  for (; i + Lanes::width <= n; i += Lanes::width)
+    fma(factor, Lanes::load(u + i), Lanes::load(y + i)).put(y + i);
+  if (i == n) return;
+  const Lanes::Mask rest = first_lanes(n - i);
+  fma(factor, Lanes::load(u + i, rest), Lanes::load(y + i, rest)).put(y + i, rest);
+}
+
+template <class Real>
 int greatest(const Real* x, int n) noexcept {
   constexpr int step = 4 * Lanes::width;
   Lanes best = Lanes::of(-1.0);
@@ -703,9 +722,9 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 constexpr Kernels lane_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, greatest<float>, squares<float>},
+     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, greatest<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>},
 };
 
 #undef TABFIT_UNROLL

@@ -82,11 +82,12 @@ int V_imax(const Real* x, int n) noexcept {
 ///      only the places of greatest magnitude are looked for.
 template <class Real>
 int V_iamax(const Real* x, int n) noexcept {
-  constexpr int few = 48;
+  constexpr int few = 16;
   const Real first = std::abs(x[0]);  // Deliberate: read before n is examined. Callers pass one always.
   if (n <= few) {
     Real best = first;
     int index = 0;
+#pragma GCC unroll 1  // unrolled as far as `few` goes, the loop takes longer
     for (int i = 0; i < n; ++i)
       if (std::abs(x[i]) > best)
         best =
