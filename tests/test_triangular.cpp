@@ -76,21 +76,9 @@ TWIN_TEST(TriangularProducts, AreThePlainSumsInLargeShapes) {
   check_large_shapes(triangular_products<Real>(), random);
 }
 
-// Each count takes every value in turn, the others any.
 TWIN_TEST(TriangularProducts, AreThePlainSumsForEveryCountUpToSeventy) {
   Random random(66);
-  int turn = 0;
-  for (const auto& product : triangular_products<Real>())
-    for (int size = 10; size <= 70; ++size)
-      for (const char name : std::string("mnp")) {
-        if (!std::strchr(product.counts, name)) continue;
-        Counts counts = {random.integer(1, 33), random.integer(1, 33), random.integer(1, 33)};
-        (name == 'm' ? counts.m : name == 'n' ? counts.n : counts.p) = size;
-        const Room room = ++turn % 2 ? Room::exact : Room::spare;
-        const Data data = turn % 3 == 0 ? Data::rare : Data::plain;
-        ProductCall<Real>(product, counts, room, data, random).check();
-        if (testing::Test::HasFailure()) return;
-      }
+  check_every_count(triangular_products<Real>(), random);
 }
 
 TWIN_TEST(TriangularProducts, AreThePlainSumsBeyondEveryBlockAndPanel) {

@@ -23,6 +23,8 @@ from fractions import Fraction
 import numpy
 from scipy.optimize import lsq_linear, nnls
 
+from rational import solve
+
 random = numpy.random.RandomState(20)
 
 
@@ -42,19 +44,6 @@ def quadprog(A, b, C, d):
     script += 'cat(sprintf("%.17g", s$solution))\n'
     out = subprocess.run(["Rscript", "-"], input=script, capture_output=True, text=True, check=True)
     return numpy.array([float(v) for v in out.stdout.split()])
-
-
-def solve(rows, right):
-    """The solution of a square system by elimination, all Fractions."""
-    rows = [list(row) + [value] for row, value in zip(rows, right)]
-    for k in range(len(rows)):
-        pivot = next(i for i in range(k, len(rows)) if rows[i][k])
-        rows[k], rows[pivot] = rows[pivot], rows[k]
-        rows[k] = [value / rows[k][k] for value in rows[k]]
-        for i in range(len(rows)):
-            if i != k and rows[i][k]:
-                rows[i] = [a - rows[i][k] * c for a, c in zip(rows[i], rows[k])]
-    return [row[-1] for row in rows]
 
 
 def exact(A, b, C, d, near):

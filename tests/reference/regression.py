@@ -13,6 +13,8 @@ such value: their coefficients follow from how y is made, which is checked as we
 import sys
 from fractions import Fraction
 
+from rational import solve
+
 LONGLEY = """
 60323 83    234289 2356 1590 107608 1947
 61122 88.5  259426 2325 1456 108632 1948
@@ -71,19 +73,6 @@ FILIP = """
 # What y of the third Wampler set has beside the polynomial: orthogonal to polynomials up to degree 5.
 WAMPLER = [759, -2048, 2048, -2048, 2523, -2048, 2048, -2048, 1838, -2048, 2048]
 WAMPLER += WAMPLER[-2::-1]
-
-
-def solve(rows, right):
-    """The solution of a square system by elimination, all Fractions."""
-    rows = [list(row) + [value] for row, value in zip(rows, right)]
-    for k in range(len(rows)):
-        pivot = next(i for i in range(k, len(rows)) if rows[i][k])
-        rows[k], rows[pivot] = rows[pivot], rows[k]
-        rows[k] = [value / rows[k][k] for value in rows[k]]
-        for i in range(len(rows)):
-            if i != k and rows[i][k]:
-                rows[i] = [a - rows[i][k] * c for a, c in zip(rows[i], rows[k])]
-    return [row[-1] for row in rows]
 
 
 def regression(A, y):

@@ -330,6 +330,23 @@ void check_large_shapes(const std::vector<Product<Real>>& products, Random& rand
     }
 }
 
+/// Each count takes every value up to seventy in turn, the others any.
+template <class Real>
+void check_every_count(const std::vector<Product<Real>>& products, Random& random) {
+  int turn = 0;
+  for (const auto& product : products)
+    for (int size = 10; size <= 70; ++size)
+      for (const char name : std::string("mnp")) {
+        if (!std::strchr(product.counts, name)) continue;
+        Counts counts = {random.integer(1, 33), random.integer(1, 33), random.integer(1, 33)};
+        (name == 'm' ? counts.m : name == 'n' ? counts.n : counts.p) = size;
+        const Room room = ++turn % 2 ? Room::exact : Room::spare;
+        const Data data = turn % 3 == 0 ? Data::rare : Data::plain;
+        ProductCall<Real>(product, counts, room, data, random).check();
+        if (testing::Test::HasFailure()) return;
+      }
+}
+
 /// Sums of small integers are exact, whatever the order.
 template <class Real>
 void check_integers(const std::vector<Product<Real>>& products, Random& random) {
