@@ -7,10 +7,10 @@
 #include <vector>
 
 struct ExactBasis {
-  int n;                             // interior knots
-  std::vector<double> table;         // second derivatives at the knots, function by function
-  std::vector<double> k, t;          // points: interval, and place in it in units of its width
-  std::vector<double> s, s1, s2;     // values and derivatives there, function by function
+  int n;                          // interior knots
+  std::vector<double> table;      // second derivatives at the knots, function by function
+  std::vector<double> k, t;       // points: interval, and place in it in units of its width
+  std::vector<double> s, s1, s2;  // values and derivatives there, function by function
 };
 
 // clang-format off
