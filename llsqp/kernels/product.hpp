@@ -339,7 +339,7 @@ class Product {
         tile.from_zero = first;
         take_rows(r, p, range, tile);
         take_heights(r, c, tile);
-        double* own = first && last ? sums_[0] : sums_[q * row_panels + p];
+        double* own = sums_[in_place || (first && last) ? 0 : q * row_panels + p];
         for (int j = 0; j < panel_columns; ++j)
           if constexpr (in_place)
             tile.sums[j] = result_.C[c.origin + std::min(j, c.count - 1)] + r.origin;
