@@ -35,7 +35,7 @@ int AX_splconv(int n, double g, int m, const Real* x, const Real* y, int k, cons
   const std::ptrdiff_t magnitude = std::abs(std::ptrdiff_t(n));
   if (magnitude > std::ptrdiff_t(m) - 4 || k < 1 || !(g >= 0.0)) return AX_SPLCONV_BAD_ARGUMENT;
   const int N = int(magnitude), knots = N + 2, functions = N + 4;
-  const SplineMapping map = SplineMapping::of(x, m);
+  const PointMapping map = spline_mapping(x, m);
 
   const BasisTable<Real> basis(AX_d2fcs<Real>(N));
   const CArray<Real> a = c_array<Real>(basis ? functions + 2 : -1);
@@ -66,8 +66,7 @@ int AX_splconv(int n, double g, int m, const Real* x, const Real* y, int k, cons
 
   AX_apxvals<Real>(T, N, a.get(), m, x, s, nullptr, nullptr);
   Residuals residuals;
-  for (int i = 0; i < m; ++i)
-    residuals.add(s[i], y[i], [](double r, double greatest) { return r >= greatest; });
+  residuals.add(s, y, m, [](double r, double greatest) { return r >= greatest; });
   AX_apxvals(T, N, a.get(), k, v, s, s1, s2);
   s[k] = store<Real>(residuals.rms(m));
   s[k + 1] = store<Real>(residuals.greatest);

@@ -2,7 +2,9 @@
 #pragma once
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/dot.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tabfit {
@@ -11,12 +13,22 @@ namespace tabfit {
 struct Residuals {
   double sum = 0.0, greatest = 0.0;
 
-  /// Takes |value - y| into account; it becomes the greatest if exceeds(it, the greatest so far).
-  template <class Exceeds>
-  void add(double value, double y, Exceeds exceeds) noexcept {
-    const double r = std::abs(value - y);
-    if (exceeds(r, greatest)) greatest = r;
-    sum = mul_add(r, r, sum);
+  /// Takes |values[i] - y[i]| into account, i ascending; it becomes the greatest if exceeds(it, the
+  /// greatest so far).
+  template <class Value, class Real, class Exceeds>
+  void add(const Value* values, const Real* y, int n, Exceeds exceeds) noexcept {
+    constexpr int block = 64;
+    double r[block];
+    for (int i0 = 0, count; i0 < n; i0 += count) {
+      count = std::min(block, n - i0);
+      for (int i = 0; i < count; ++i) r[i] = std::abs(double(values[i0 + i]) - y[i0 + i]);
+      bool any = false;  // seldom, after the first ones
+      for (int i = 0; i < count; ++i) any |= exceeds(r[i], greatest);
+      if (any)
+        for (int i = 0; i < count; ++i)
+          if (exceeds(r[i], greatest)) greatest = r[i];
+      sum = V_addsq(r, count, sum);
+    }
   }
   double rms(int m) const noexcept { return store<double>(std::sqrt(Wide(sum) / m)); }
 };

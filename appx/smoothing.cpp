@@ -35,8 +35,7 @@ int AX_splsmoo(int n, int m, const Real* x, const Real* y, Real* s, Real* s1, Re
   return smooth(n, m, x, y, [&](Real* const* T, const Real* a) {
     AX_apxvals(T, n, a, m, x, s, s1, s2);
     Residuals residuals;
-    for (int i = 0; i < m; ++i)
-      residuals.add(s[i], y[i], [](double r, double greatest) { return r > greatest; });
+    residuals.add(s, y, m, [](double r, double greatest) { return r > greatest; });
     s[m] = store<Real>(residuals.rms(m));
     s[m + 1] = store<Real>(residuals.greatest);
   });
@@ -49,8 +48,7 @@ int AX_splvals(int n, int m, const Real* x, const Real* y, int k, const Real* v,
   return smooth(n, m, x, y, [&](Real* const* T, const Real* a) {
     AX_apxvals<Real>(T, n, a, m, x, s, nullptr, nullptr);
     Residuals residuals;
-    for (int i = 0; i < m; ++i)
-      residuals.add(s[i], y[i], [](double r, double greatest) { return r >= greatest; });
+    residuals.add(s, y, m, [](double r, double greatest) { return r >= greatest; });
     AX_apxvals(T, n, a, k, v, s, s1, s2);
     s[k] = store<Real>(residuals.rms(m));
     s[k + 1] = store<Real>(residuals.greatest);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/points.hpp"
 
 #include <memory>
 
@@ -26,16 +27,8 @@ struct BasisRelease {
 template <class Real>
 using BasisTable = std::unique_ptr<Real*[], BasisRelease>;
 
-/// The n + 1 intervals of the reference interval: their width h, and a sixth of its square.
-struct BasisGrid {
-  explicit BasisGrid(int knots) noexcept
-      : n(knots), h(2.0 / (n + 1.0)), g(store<double>(Wide(h) * h * (Wide(1) / 6))) {}
-  int n;
-  double h, g;
-};
-
-/// A point u of the reference interval, 0 <= u <= 2: the interval k of n + 1 that holds it, its place t
-/// in there, and the factors of a spline's value that depend on the point alone.
+/// A point u of the reference interval, 0 <= u <= 2: the interval k of the grid that holds it, its place
+/// t in there, and the factors of a spline's value that depend on the point alone.
 ///
 /// A spline in interval k, width h, is given by its knot values e1, e2 and its second derivatives a, b
 /// at the interval's ends. For the basis function j all but two knot values are 0.
@@ -45,14 +38,17 @@ struct BasisPoint {
   Wide t, rest, left, right;
 
   BasisPoint() = default;
-  BasisPoint(const BasisGrid& grid, double u) noexcept : h(grid.h), g(grid.g) {
-    const Wide quotient = u / Wide(h);
-    k = quotient < grid.n + Wide(1) ? static_cast<int>(quotient) : grid.n;
-    const double start = k * h;
-    t = store<double>((Wide(u) - start) / h);
+  BasisPoint(const BasisGrid& grid, int interval, double place) noexcept
+      : k(interval), h(grid.h), g(grid.g), t(place) {
     rest = 1 - t;
     left = g * (1 + rest) * t;
     right = g * (1 + t) * rest;
+  }
+  BasisPoint(const BasisGrid& grid, double u) noexcept {
+    const Wide quotient = u / Wide(grid.h);
+    const int interval = quotient < grid.n + Wide(1) ? static_cast<int>(quotient) : grid.n;
+    const double start = interval * grid.h;
+    *this = BasisPoint(grid, interval, store<double>((Wide(u) - start) / grid.h));
   }
 
   double value(Wide a, Wide b, Wide e1, Wide e2) const noexcept {

@@ -3,25 +3,21 @@
 #pragma once
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/points.hpp"
 
 namespace tabfit {
 
 /// u = (v - cm) / hw + 1: the data range onto 0..2.
-struct SplineMapping {
-  double cm, hw;
-
-  template <class Real>
-  static SplineMapping of(const Real* x, int m) noexcept {
-    const double cm = store<double>((Wide(x[0]) + x[m - 1]) * Wide(0.5));
-    return {cm, cm - x[0]};
-  }
-  double operator()(double v) const noexcept { return store<double>((Wide(v) - cm) / hw + 1); }
-};
+template <class Real>
+PointMapping spline_mapping(const Real* x, int m) noexcept {
+  const double cm = store<double>((Wide(x[0]) + x[m - 1]) * Wide(0.5));
+  return {cm, cm - x[0], 1.0};
+}
 
 /// Columns 0..n+3 of the design, m rows each: the basis functions at the mapped abscissae. The first
 /// abscissa is moved up onto 0, the last one down onto 2; a row that still lies outside stays as it is.
 template <class Real>
-void spline_design(Real* const* T, int n, int m, const Real* x, SplineMapping map,
+void spline_design(Real* const* T, int n, int m, const Real* x, const PointMapping& map,
                    Real* const* design) noexcept;
 
 /// Fits a spline to m points; tabfit/approximation.h says how.

@@ -16,12 +16,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 namespace tabfit {
 namespace {
 
-// What is not yet reduced of a table of n + k columns, in two forms with the same operations. Positions
+// What is not yet reduced of a table of n + k columns, in three forms with the same operations. Positions
 // are those of the columns in the table; the owner exchanges the table's pointers.
 //
 //   norms(h)              h[j] = squared norm of matrix column j
@@ -29,11 +30,10 @@ namespace {
 //   exchange(l, c)        columns l and c have changed places in the table
 //   take(l)               column l, updated from row l on, is in the table from now on
 //   exchange_rows(l, r)   in all columns behind position l
-//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the
-//   table give_back(j0, l)      columns from position j0 on are in the table, brought up to date in
-//   rows l..m-1
+//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
+//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows l..m-1
 
-/// In the table itself, one column after the other.
+/// In the table itself, one column after the other, without scratch.
 template <class Real>
 class InPlace {
  public:
@@ -57,6 +57,67 @@ class InPlace {
  private:
   Real** A_;
   int m_, n_, end_;
+};
+
+/// In the table itself; a reflection waits for the pass that forms the sums of the next one.
+///
+/// Why:       a pass over the columns is what costs. What the next step looks at is brought up to date
+///            before it: row l and the pivot column.
+/// Invariant: rows l..m-1 of the columns from last_from_ on still miss the reflection with u_ and t_, if
+///            one is waiting.
+template <class Real>
+class Columns {
+ public:
+  /// Doubles of scratch.
+  static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
+    return 2 * (std::ptrdiff_t(m) + columns);
+  }
+
+  Columns(Real** A, int m, int n, int k, double* scratch) noexcept
+      : A_(A), m_(m), n_(n), end_(n + k), t_(scratch), s_(t_ + end_), u_(s_ + end_), next_(u_ + m) {}
+
+  void norms(double* h) noexcept { kernel_.column_squares(A_, n_, m_, h); }
+
+  void finish_row(int i, double* h) noexcept {
+    for (int j = i + 1; j < end_; ++j) {
+      if (j >= last_from_) A_[j][i] = store<Real>(mul_add(t_[j], u_[i], A_[j][i]));
+      if (j < n_) h[j] = mul_add(-A_[j][i], A_[j][i], h[j]);
+    }
+  }
+
+  void exchange(int l, int c) noexcept { E_swap(t_ + l, t_ + c); }
+
+  void take(int l) noexcept { apply(l, l); }
+
+  void exchange_rows(int l, int r) noexcept {
+    M_swap(A_, l + 1, end_ - 1, l, r);
+    E_swap(u_ + l, u_ + r);
+  }
+
+  void reflect(int l, double beta, int j0) noexcept {
+    std::copy_n(A_[l] + l, m_ - l, next_ + l);
+    kernel_.reflect_in_place(A_ + l + 1, end_ - l - 1, l, m_ - l, l > 0 ? u_ + l : nullptr, t_ + l + 1,
+                             next_ + l, s_ + l + 1);
+    for (int j = j0; j < end_; ++j) t_[j] = -s_[j] / beta;
+    std::swap(u_, next_);
+    last_from_ = j0;
+  }
+
+  void give_back(int j0, int l) noexcept {
+    for (int j = std::max(j0, last_from_); j < end_; ++j) apply(j, l);
+  }
+
+ private:
+  void apply(int j, int l) noexcept {
+    if (last_from_ > 0) V_axpy(t_[j], u_ + l, A_[j] + l, m_ - l);
+  }
+
+  const ElementKernels<Real>& kernel_ = kernels().of<Real>();
+  Real** A_;
+  int m_, n_, end_;
+  double *t_, *s_;     // multipliers and sums of the columns
+  double *u_, *next_;  // the reflector that waits, and the next one
+  int last_from_ = 0;  // columns with that reflection; 0 before the first
 };
 
 /// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.
@@ -256,10 +317,27 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
   return M_QRD_OK;
 }
 
+/// The decomposition in a form whose scratch lies on the stack for a small table and in a block for a large
+/// one; if that cannot be had, the table is worked in place without.
+template <template <class> class Form, class Real>
+int reduce_in(Real** A, int m, int n, int k, int* ip, double* h) noexcept {
+  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
+  const std::ptrdiff_t size = Form<Real>::scratch_size(m, n + k);
+  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
+    if (size <= stack_size) {
+      alignas(line) double scratch[stack_size];
+      return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+    }
+  } else if (const CArray<double> block = malloc_array<double>(size + line / 8)) {
+    const auto address = reinterpret_cast<std::uintptr_t>(block.get());
+    double* scratch = block.get() + (line - address % line) % line / 8;
+    return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+  }
+  return reduce(A, m, n, ip, h, InPlace<Real>(A, m, n, k));
+}
+
 }  // namespace
 
-// The panels lie on the stack for a small table and in a block of the table's size for a large one; if
-// that cannot be had, the table is worked in place.
 template <class Real>
 int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
   if (m < 1 || n < 1) return M_QRD_BAD_SIZE;
@@ -267,19 +345,12 @@ int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
   if (!h) return M_QRD_NO_MEMORY;
   for (int j = 0; j < n; ++j) ip[j] = j;
 
-  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
-  const std::ptrdiff_t size = Panels<Real>::scratch_size(m, n + k);
-  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
-    if (size <= stack_size) {
-      alignas(line) double scratch[stack_size];
-      return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
-    }
-  } else if (const CArray<double> block = malloc_array<double>(size + line / 8)) {
-    const auto address = reinterpret_cast<std::uintptr_t>(block.get());
-    double* scratch = block.get() + (line - address % line) % line / 8;
-    return reduce(A, m, n, ip, h.get(), Panels<Real>(A, m, n, k, scratch));
-  }
-  return reduce(A, m, n, ip, h.get(), InPlace<Real>(A, m, n, k));
+  // Of few long columns, copies cost more than they gain. Floats are converted in every pass, for which
+  // panels have the better form.
+  constexpr int long_column = 32;  // rows for each column of the table
+  if (is_double<Real> && m / long_column >= std::ptrdiff_t(n) + k)
+    return reduce_in<Columns>(A, m, n, k, ip, h.get());
+  return reduce_in<Panels>(A, m, n, k, ip, h.get());
 }
 
 template int M_qrd(float**, int, int, int, int*) noexcept;

@@ -8,7 +8,7 @@
 
 #include "appx/chebyshev.hpp"
 #include "appx/spline_basis.hpp"
-#include "llsqp/kernels/dot.hpp"
+#include "llsqp/kernels/points.hpp"
 #include "tests/reference/spline_basis.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
@@ -27,65 +27,6 @@ using tabfit::S_basisval;
 using Wide = long double;
 
 constexpr Data kinds_of_data[] = {Data::plain, Data::odd, Data::tiny, Data::huge};
-
-// -- the recurrence, and multiples added to sums kept in double --------------------------------------
-
-TWIN_TEST(Recur, IsThePlainLoopForEveryLengthAndAlignment) {
-  Random random(81);
-  for (int n = -1; n <= 70; ++n)
-    for (int offset = 0; offset < 8; ++offset)
-      for (const Data data : kinds_of_data) {
-        const int size = std::max(n, 0);
-        Table<double> x(size, 1, random.integer(0, 7));
-        Table<Real> y(size, 1, offset), z(size, 1, random.integer(0, 7)),
-            w(size, 1, random.integer(0, 7));
-        x.fill([&] { return element<double>(random, data); });
-        y.fill([&] { return element<Real>(random, data); });
-        z.fill([&] { return element<Real>(random, data); });
-        auto x_before = x;
-        auto y_before = y, z_before = z;
-        tabfit::V_recur(x.slots()[0], y.slots()[0], z.slots()[0], w.slots()[0], n);
-        for (int i = 0; i < n; ++i) {
-          const double exact = std::fma(x.at(i, 0), double(y.at(i, 0)), -double(z.at(i, 0)));
-          ASSERT_SAME(w.at(i, 0), static_cast<Real>(exact)) << i << " of " << n;
-        }
-        ASSERT_TRUE(w.intact());
-        ASSERT_TABLE(x, x_before);
-        ASSERT_TABLE(y, y_before);
-        ASSERT_TABLE(z, z_before);
-      }
-}
-
-TWIN_TEST(Recur, RoundsTheProductOnlyWithTheDifference) {
-  // 1/3 in double times 3 is less than 1 by 2^-54.
-  const double x[] = {1.0 / 3};
-  const Real y[] = {3}, z[] = {1};
-  Real w[] = {0};
-  tabfit::V_recur(x, y, z, w, 1);
-  EXPECT_SAME(w[0], Real(-0x1p-54));
-}
-
-TEST(AxpyToDouble, IsThePlainLoopForEveryLengthAndAlignment) {
-  Random random(82);
-  for (int n = -1; n <= 70; ++n)
-    for (int offset = 0; offset < 8; ++offset)
-      for (const Data data : kinds_of_data) {
-        const int size = std::max(n, 0);
-        Table<float> u(size, 1, offset);
-        Table<double> y(size, 1, random.integer(0, 7));
-        u.fill([&] { return element<float>(random, data); });
-        y.fill([&] { return element<double>(random, data); });
-        const double t = element<double>(random, data);
-        auto expected = y;
-        auto u_before = u;
-        for (int i = 0; i < n; ++i)
-          expected.at(i, 0) = std::fma(t, double(u.at(i, 0)), expected.at(i, 0));
-        tabfit::V_axpy(t, u.slots()[0], y.slots()[0], n);
-        for (int i = 0; i < n; ++i) ASSERT_SAME(y.at(i, 0), expected.at(i, 0)) << i << " of " << n;
-        ASSERT_TRUE(y.intact());
-        ASSERT_TABLE(u, u_before);
-      }
-}
 
 // -- basis functions ------------------------------------------------------------------------------
 
@@ -495,19 +436,20 @@ struct Rows {
 
 TWIN_TEST(ChebBlock, HoldsWhatSinglePointsGive) {
   Random random(89);
-  for (int count = 0; count <= tabfit::chebyshev_block; ++count)
+  const auto& kernel = tabfit::points().of<Real>();
+  constexpr const Real* none = nullptr;
+  for (int count = 0; count <= tabfit::point_block; ++count)
     for (const int p : {0, 1, 2, 3, 8, 21}) {
-      const int width = random.integer(std::max(count, 1), tabfit::chebyshev_block),
-                top = std::max(p, 1);
+      const int width = random.integer(std::max(count, 1), tabfit::point_block), top = std::max(p, 1);
       std::vector<double> t;
-      t.reserve(tabfit::chebyshev_block + 1);
+      t.reserve(tabfit::point_block + 1);
       for (int i = 0; i < count; ++i)
         t.push_back(random.chance(10) ? nan_of<double> : random.chance(6) ? 0.0 : random.real(-1, 1));
       t.push_back(nan_of<double>);
       Rows<Real> T(top, width), T1(p, width), T2(p, width);
-      tabfit::chebyshev_values(p, t.data(), count, width, T.all.data());
-      tabfit::chebyshev_derivatives(p, T.all.data(), count, width, T1.all.data());
-      tabfit::chebyshev_derivatives(p, T1.all.data(), count, width, T2.all.data());
+      kernel.chebyshev(p, t.data(), count, width, T.all.data(), none, nullptr);
+      kernel.chebyshev_derivatives(p, T.all.data(), count, width, T1.all.data(), none, nullptr);
+      kernel.chebyshev_derivatives(p, T1.all.data(), count, width, T2.all.data(), none, nullptr);
       ASSERT_TRUE(T.all.zones_intact() && T1.all.zones_intact() && T2.all.zones_intact());
       for (int i = 0; i < count; ++i) {
         Guarded<Real> S(top + 1), S1(p + 1), S2(p + 1);

@@ -573,6 +573,70 @@ KERNEL_TEST(Panel, SquaresSumDownEveryColumn) {
     }
 }
 
+KERNEL_TEST(Panel, ReflectInPlaceAppliesWhatWaitsAndSums) {
+  Source<Real> source(7111);
+  constexpr int most_columns = 35, most_rows = 80;
+  auto columns = fenced_arrays<Real>(most_columns, most_rows);
+  Fenced<double> u(most_rows), t(most_columns), next(most_rows), s(most_columns);
+  const auto any = [&](int) { return source.number(); };
+  for (int count = 0; count <= most_columns; ++count)
+    for (int rows = 0; rows <= 70; rows += count > 18 ? 3 : 1) {
+      source.next_kind();
+      const bool waits = source.turn % 3 != 0;
+      const int row = source.random.integer(0, 9);
+      Real* pointers[most_columns] = {};
+      std::vector<Real> old;
+      for (int c = 0; c < count; ++c) {
+        pointers[c] = input(columns[static_cast<std::size_t>(c)], row, row + rows, source.side(),
+                            [&](int) { return source.element(); });
+        old.insert(old.end(), pointers[c] + row, pointers[c] + row + rows);
+      }
+      input(u, 0, rows, source.side(), any);
+      input(t, 0, count, source.side(), any);
+      input(next, 0, rows, source.side(), any);
+      s.lay(count, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().reflect_in_place(pointers, count, row, rows, waits ? u.data() : nullptr,
+                                         t.data(), next.data(), s.data());
+      SCOPED_TRACE(testing::Message()
+                   << count << " columns of " << rows << " rows" << (waits ? ", one waiting" : ""));
+      ASSERT_TRUE(s.zone_intact());
+      for (int c = 0; c < count; ++c) {
+        ASSERT_TRUE(columns[static_cast<std::size_t>(c)].zone_intact());
+        double sum = 0.0;
+        for (int i = 0; i < rows; ++i) {
+          Real y = old[static_cast<std::size_t>(c * rows + i)];
+          if (waits) y = static_cast<Real>(std::fma(t[c], u[i], double(y)));
+          ASSERT_SAME(pointers[c][row + i], y) << "row " << i << ", column " << c;
+          sum = std::fma(double(y), next[i], sum);
+        }
+        ASSERT_SAME(s[c], sum) << "column " << c;
+      }
+    }
+}
+
+KERNEL_TEST(Panel, ColumnSquaresSumDownEveryColumn) {
+  Source<Real> source(7112);
+  auto columns = fenced_arrays<Real>(35, 80);
+  Fenced<double> s(35);
+  for (int count = 0; count <= 35; ++count)
+    for (int rows = 0; rows <= 70; ++rows) {
+      source.next_kind();
+      Real* pointers[35] = {};
+      for (int c = 0; c < count; ++c)
+        pointers[c] = input(columns[static_cast<std::size_t>(c)], 0, rows, source.side(),
+                            [&](int) { return source.element(); });
+      s.lay(count, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().column_squares(pointers, count, rows, s.data());
+      ASSERT_TRUE(s.zone_intact());
+      for (int c = 0; c < count; ++c) {
+        double sum = 0.0;
+        for (int i = 0; i < rows; ++i)
+          sum = std::fma(double(pointers[c][i]), double(pointers[c][i]), sum);
+        ASSERT_SAME(s[c], sum) << "column " << c << " of " << count << ", " << rows << " rows";
+      }
+    }
+}
+
 // -- the greatest magnitude -----------------------------------------------------------------------
 
 template <class Real>

@@ -1037,7 +1037,8 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  spoil the result. Scale such data.
  *
  *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, and for a table of more than 64 KiB
- *  a copy of it from malloc, without which the call takes longer; released. Sums run in double,
+ *  a copy of it from malloc (in the d twin with m >= 32 (n + k), two of its columns), without which the
+ *  call takes longer; released. Sums run in double,
  *  rows ascending; beta and the tolerance are evaluated in long double and rounded once. Method:
  *  Businger and Golub, Linear least squares solutions by Householder transformations, Numerische
  *  Mathematik 7 (1965); Golub and Van Loan, Matrix Computations, section 5.4.

@@ -1,7 +1,8 @@
-// llsqp/kernels/dot.cpp - sums of products, multiples added, recurrences.
+// llsqp/kernels/dot.cpp - sums of products, multiples added.
 #include "llsqp/kernels/dot.hpp"
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/choice.hpp"
 #include "llsqp/kernels/panel.hpp"
 
 #include <type_traits>
@@ -9,10 +10,7 @@
 // The baseline of x86-64 has no fused instruction, and std::fma is a call into the run-time library
 // there. Each body is compiled once more for processors that have one, with wider vectors; every step
 // is the same fused operation, so the results are the same bits.
-#ifndef TABFIT_WIDEST_KERNELS
-#define TABFIT_WIDEST_KERNELS 2
-#endif
-#if defined(__x86_64__) && !defined(__FMA__) && TABFIT_WIDEST_KERNELS > 0
+#if defined(__x86_64__) && !defined(__FMA__)
 #define TABFIT_KERNEL_CHOICE 1
 #endif
 
@@ -20,8 +18,8 @@ namespace tabfit {
 namespace {
 
 template <class Real>
-[[gnu::always_inline]] inline double dot(const Real* x, const Real* y, int n) noexcept {
-  double sum = 0.0;
+[[gnu::always_inline]] inline double dot(const Real* x, const Real* y, int n,
+                                         double sum = 0.0) noexcept {
   for (int i = 0; i < n; ++i) sum = mul_add(x[i], y[i], sum);
   return sum;
 }
@@ -32,26 +30,15 @@ template <class U, class Y>
   for (int i = 0; i < n; ++i) y[i] = store<Y>(mul_add(t, u[i], y[i]));
 }
 
-template <class Real>
-[[gnu::always_inline]] inline void recur(const double* x, const Real* y, const Real* z,
-                                         Real* __restrict w, int n) noexcept {
-  for (int i = 0; i < n; ++i) w[i] = store<Real>(mul_add(x[i], y[i], -double(z[i])));
-}
-
 #ifdef TABFIT_KERNEL_CHOICE
-[[gnu::target("avx2,fma")]] double dot_avx2(const double* x, const double* y, int n) noexcept {
-  return dot(x, y, n);
+[[gnu::target("avx2,fma")]] double dot_avx2(const double* x, const double* y, int n,
+                                            double sum) noexcept {
+  return dot(x, y, n, sum);
 }
 template <class U, class Y>
 [[gnu::target("avx2,fma")]] void axpy_avx2(double t, const U* u, Y* y, int n) noexcept {
   axpy(t, u, y, n);
 }
-template <class Real>
-[[gnu::target("avx2,fma")]] void recur_avx2(const double* x, const Real* y, const Real* z, Real* w,
-                                            int n) noexcept {
-  recur(x, y, z, w, n);
-}
-bool has_avx2() noexcept { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
 #endif
 
 }  // namespace
@@ -64,32 +51,28 @@ double V_dot(const float* x, const float* y, int n) noexcept {
 template <>
 double V_dot(const double* x, const double* y, int n) noexcept {
 #ifdef TABFIT_KERNEL_CHOICE
-  if (has_avx2()) return dot_avx2(x, y, n);
+  if (instruction_set() >= 1) return dot_avx2(x, y, n, 0.0);
 #endif
   return dot(x, y, n);
+}
+
+double V_addsq(const double* x, int n, double sum) noexcept {
+#ifdef TABFIT_KERNEL_CHOICE
+  if (instruction_set() >= 1) return dot_avx2(x, x, n, sum);
+#endif
+  return dot(x, x, n, sum);
 }
 
 template <class U, class Y>
 void V_axpy(double t, const U* u, Y* y, int n) noexcept {
   if constexpr (std::is_same_v<U, Y>) return kernels().of<Y>().axpy(t, u, y, n);
 #ifdef TABFIT_KERNEL_CHOICE
-  if (has_avx2()) return axpy_avx2(t, u, y, n);
+  if (instruction_set() >= 1) return axpy_avx2(t, u, y, n);
 #endif
   axpy(t, u, y, n);
 }
 template void V_axpy(double, const float*, float*, int) noexcept;
-template void V_axpy(double, const float*, double*, int) noexcept;
 template void V_axpy(double, const double*, float*, int) noexcept;
 template void V_axpy(double, const double*, double*, int) noexcept;
-
-template <class Real>
-void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noexcept {
-#ifdef TABFIT_KERNEL_CHOICE
-  if (has_avx2()) return recur_avx2(x, y, z, w, n);
-#endif
-  recur(x, y, z, w, n);
-}
-template void V_recur(const double*, const float*, const float*, float*, int) noexcept;
-template void V_recur(const double*, const double*, const double*, double*, int) noexcept;
 
 }  // namespace tabfit

@@ -1,4 +1,4 @@
-// llsqp/kernels/dot.hpp - one sum of products; multiples added; the step of a recurrence.
+// llsqp/kernels/dot.hpp - one sum of products; multiples added.
 #pragma once
 
 namespace tabfit {
@@ -14,20 +14,18 @@ double V_dot(const float* x, const float* y, int n) noexcept;
 template <>
 double V_dot(const double* x, const double* y, int n) noexcept;
 
+/// sum + x[0] x[0] + x[1] x[1] + ..., likewise.
+double V_addsq(const double* x, int n, double sum) noexcept;
+
 /// Sum of squares of x.
 template <class Real>
 double V_sumsq(const Real* x, int n) noexcept {
   return V_dot(x, x, n);
 }
 
-/// y[i] = y[i] + t u[i], each one fused multiply-add, rounded to Y; u and y do not overlap. Elements of
-/// one type, or sums kept in double.
+/// y[i] = y[i] + t u[i], each one fused multiply-add, rounded to Y; u and y do not overlap. Y may be
+/// narrower than U.
 template <class U, class Y>
 void V_axpy(double t, const U* u, Y* y, int n) noexcept;
-
-/// w[i] = x[i] y[i] - z[i], each one fused multiply-add, rounded to Real: the step of a three-term
-/// recurrence for n points side by side. w overlaps no other.
-template <class Real>
-void V_recur(const double* x, const Real* y, const Real* z, Real* w, int n) noexcept;
 
 }  // namespace tabfit

@@ -2,6 +2,7 @@
 #include "llsqp/kernels/panel.hpp"
 
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/choice.hpp"
 
 #include <cmath>
 
@@ -96,6 +97,29 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 }
 
 template <class Real>
+void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int rows, const double* u,
+                      const double* t, const double* next, double* s) noexcept {
+  for (int c = 0; c < count; ++c) {
+    Real* y = columns[c] + row;
+    double sum = 0.0;
+    for (int i = 0; i < rows; ++i) {
+      if (u) y[i] = store<Real>(mul_add(t[c], u[i], y[i]));
+      sum = mul_add(y[i], next[i], sum);
+    }
+    s[c] = sum;
+  }
+}
+
+template <class Real>
+void column_squares(Real* const* columns, int count, int rows, double* s) noexcept {
+  for (int c = 0; c < count; ++c) {
+    double sum = 0.0;
+    for (int i = 0; i < rows; ++i) sum = mul_add(columns[c][i], columns[c][i], sum);
+    s[c] = sum;
+  }
+}
+
+template <class Real>
 void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
   for (int c = 0; c < x.columns; ++c)
     for (int r = 0; r < (x.level ? x.rows : x.height[c]); ++r) {
@@ -122,9 +146,11 @@ void add_lanes(const double* q, const double* X, int lanes, int terms, double* s
 const Kernels plain_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>},
+     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>,
+     reflect_in_place<float>, column_squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>,
+     reflect_in_place<double>, column_squares<double>},
 };
 
 #if !defined(TABFIT_X86_KERNELS)
@@ -132,17 +158,15 @@ const Kernels* avx2_kernels() noexcept { return nullptr; }
 const Kernels* avx512_kernels() noexcept { return nullptr; }
 const Kernels& kernels() noexcept { return plain_kernels; }
 #else
-#ifndef TABFIT_WIDEST_KERNELS
-#define TABFIT_WIDEST_KERNELS 2
-#endif
 const Kernels& kernels() noexcept {
-  if (TABFIT_WIDEST_KERNELS >= 2 && __builtin_cpu_supports("avx512f") &&
-      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-      __builtin_cpu_supports("fma"))
-    return *avx512_kernels();
-  if (TABFIT_WIDEST_KERNELS >= 1 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
-    return *avx2_kernels();
-  return plain_kernels;
+  switch (instruction_set()) {
+    case 2:
+      return *avx512_kernels();
+    case 1:
+      return *avx2_kernels();
+    default:
+      return plain_kernels;
+  }
 }
 #endif
 

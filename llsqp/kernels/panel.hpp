@@ -82,6 +82,14 @@ struct ElementKernels {
 
   /// s[c] = sum of the squares of a column of such panels, from 0, ascending.
   void (*squares)(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept;
+
+  /// To rows row..row+rows-1 of each column the reflection y = y + t[c] u[i] is applied, rounded to
+  /// Real, unless u is null; then s[c] = sum of y next[i], from 0, ascending.
+  void (*reflect_in_place)(Real* const* columns, int count, std::ptrdiff_t row, int rows,
+                           const double* u, const double* t, const double* next, double* s) noexcept;
+
+  /// s[c] = sum of the squares of a column, from 0, ascending.
+  void (*column_squares)(Real* const* columns, int count, int rows, double* s) noexcept;
 };
 
 struct Kernels {
@@ -107,8 +115,7 @@ extern const Kernels plain_kernels;
 const Kernels* avx2_kernels() noexcept;
 const Kernels* avx512_kernels() noexcept;
 
-/// The best that this processor runs, none wider than TABFIT_WIDEST_KERNELS: 0 plain loops, 1 AVX2,
-/// 2 AVX-512, which is what the library is built with unless told otherwise.
+/// The best that this processor runs.
 const Kernels& kernels() noexcept;
 
 }  // namespace tabfit

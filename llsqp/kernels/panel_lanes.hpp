@@ -1,174 +1,12 @@
 // llsqp/kernels/panel_lanes.hpp - the panel kernels over vectors of the width that the file including
-// this is compiled for. Nothing of the standard library is used but names of types: what a header
-// defines inline would be compiled for this processor and might be linked for others.
+// this is compiled for.
 #pragma once
 
+#include "llsqp/kernels/lanes.hpp"
 #include "llsqp/kernels/panel.hpp"
-
-#include <immintrin.h>
 
 namespace tabfit {
 namespace {
-
-#define TABFIT_UNROLL _Pragma("GCC unroll 32")
-
-// -- vectors of doubles -----------------------------------------------------------------------------
-
-inline double greatest_of(__m256d v) {
-  const __m128d two = _mm_max_pd(_mm256_castpd256_pd128(v), _mm256_extractf128_pd(v, 1));
-  return _mm_cvtsd_f64(_mm_max_pd(two, _mm_unpackhi_pd(two, two)));
-}
-
-#ifdef __AVX512F__
-
-struct Lanes {
-  static constexpr int width = 8;
-  using Mask = __mmask8;
-  __m512d v;
-
-  static Lanes zero() { return {_mm512_setzero_pd()}; }
-  static Lanes of(double x) { return {_mm512_set1_pd(x)}; }
-  static Lanes load(const double* p) { return {_mm512_loadu_pd(p)}; }
-  static Lanes load(const float* p) { return {_mm512_cvtps_pd(_mm256_loadu_ps(p))}; }
-  /// The lanes of the mask; nothing else is read, and the others are 0.
-  static Lanes load(const double* p, Mask k) { return {_mm512_maskz_loadu_pd(k, p)}; }
-  static Lanes load(const float* p, Mask k) { return {_mm512_cvtps_pd(_mm256_maskz_loadu_ps(k, p))}; }
-  void put(double* p) const { _mm512_storeu_pd(p, v); }
-  void put(float* p) const { _mm256_storeu_ps(p, _mm512_cvtpd_ps(v)); }
-  /// As an element of that type holds it.
-  Lanes rounded(const double*) const { return *this; }
-  Lanes rounded(const float*) const { return {_mm512_cvtps_pd(_mm512_cvtpd_ps(v))}; }
-  void put(double* p, Mask k) const { _mm512_mask_storeu_pd(p, k, v); }
-  void put(float* p, Mask k) const { _mm256_mask_storeu_ps(p, k, _mm512_cvtpd_ps(v)); }
-  double greatest() const {
-    return greatest_of(_mm256_max_pd(_mm512_castpd512_pd256(v), _mm512_extractf64x4_pd(v, 1)));
-  }
-  static Mask mask(std::uint32_t bits) { return static_cast<Mask>(bits); }
-};
-
-inline Lanes greater(Lanes a, Lanes b) { return {_mm512_max_pd(a.v, b.v)}; }
-/// The greater of each lane's magnitude of a and b; b where a is NaN.
-inline Lanes greater_magnitude(Lanes a, Lanes b) { return {_mm512_max_pd(_mm512_abs_pd(a.v), b.v)}; }
-/// Bit i for each lane whose magnitude is b's.
-inline unsigned same_magnitude(Lanes a, Lanes b) {
-  return _mm512_cmp_pd_mask(_mm512_abs_pd(a.v), b.v, _CMP_EQ_OQ);
-}
-
-inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm512_fmadd_pd(a.v, b.v, c.v)}; }
-inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm512_fnmadd_pd(a.v, b.v, c.v)}; }
-/// c in the lanes outside the mask.
-inline Lanes fma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
-  return {_mm512_mask3_fmadd_pd(a.v, b.v, c.v, k)};
-}
-inline Lanes fnma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
-  return {_mm512_mask3_fnmadd_pd(a.v, b.v, c.v, k)};
-}
-
-/// 0 in the lanes outside the mask.
-inline Lanes only(Lanes a, Lanes::Mask k) { return {_mm512_maskz_mov_pd(k, a.v)}; }
-
-inline __m512d two_runs(const double* a, const double* b) {
-  return _mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_loadu_pd(a)), _mm256_loadu_pd(b), 1);
-}
-inline __m512d two_runs(const float* a, const float* b) {
-  return _mm512_cvtps_pd(
-      _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm_loadu_ps(b), 1));
-}
-
-/// Elements t..t+3 of Lanes::width lines as four vectors, one a term.
-template <class Real>
-inline void transpose(const Real* const* lines, std::ptrdiff_t t, Lanes out[4]) {
-  const __m512d a = two_runs(lines[0] + t, lines[2] + t), b = two_runs(lines[1] + t, lines[3] + t),
-                c = two_runs(lines[4] + t, lines[6] + t), d = two_runs(lines[5] + t, lines[7] + t);
-  const __m512d even_ab = _mm512_unpacklo_pd(a, b), odd_ab = _mm512_unpackhi_pd(a, b),
-                even_cd = _mm512_unpacklo_pd(c, d), odd_cd = _mm512_unpackhi_pd(c, d);
-  out[0].v = _mm512_shuffle_f64x2(even_ab, even_cd, 0x88);
-  out[1].v = _mm512_shuffle_f64x2(odd_ab, odd_cd, 0x88);
-  out[2].v = _mm512_shuffle_f64x2(even_ab, even_cd, 0xdd);
-  out[3].v = _mm512_shuffle_f64x2(odd_ab, odd_cd, 0xdd);
-}
-
-#else
-
-struct Lanes {
-  static constexpr int width = 4;
-  using Mask = __m256i;
-  __m256d v;
-
-  static Lanes zero() { return {_mm256_setzero_pd()}; }
-  static Lanes of(double x) { return {_mm256_set1_pd(x)}; }
-  static Lanes load(const double* p) { return {_mm256_loadu_pd(p)}; }
-  static Lanes load(const float* p) { return {_mm256_cvtps_pd(_mm_loadu_ps(p))}; }
-  /// The same mask for floats.
-  static __m128i narrow(Mask k) {
-    return _mm256_castsi256_si128(
-        _mm256_permutevar8x32_epi32(k, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
-  }
-  /// The lanes of the mask; nothing else is read, and the others are 0.
-  static Lanes load(const double* p, Mask k) { return {_mm256_maskload_pd(p, k)}; }
-  static Lanes load(const float* p, Mask k) { return {_mm256_cvtps_pd(_mm_maskload_ps(p, narrow(k)))}; }
-  void put(double* p) const { _mm256_storeu_pd(p, v); }
-  void put(float* p) const { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
-  /// As an element of that type holds it.
-  Lanes rounded(const double*) const { return *this; }
-  Lanes rounded(const float*) const { return {_mm256_cvtps_pd(_mm256_cvtpd_ps(v))}; }
-  void put(double* p, Mask k) const { _mm256_maskstore_pd(p, k, v); }
-  void put(float* p, Mask k) const { _mm_maskstore_ps(p, narrow(k), _mm256_cvtpd_ps(v)); }
-  double greatest() const { return greatest_of(v); }
-  static Mask mask(std::uint32_t bits) {
-    const __m256i bit = _mm256_setr_epi64x(1, 2, 4, 8);
-    return _mm256_cmpeq_epi64(_mm256_and_si256(_mm256_set1_epi64x(bits), bit), bit);
-  }
-};
-
-inline Lanes greater(Lanes a, Lanes b) { return {_mm256_max_pd(a.v, b.v)}; }
-/// The greater of each lane's magnitude of a and b; b where a is NaN.
-inline Lanes greater_magnitude(Lanes a, Lanes b) {
-  return {_mm256_max_pd(_mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v), b.v)};
-}
-/// Bit i for each lane whose magnitude is b's.
-inline unsigned same_magnitude(Lanes a, Lanes b) {
-  const __m256d magnitude = _mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v);
-  return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(magnitude, b.v, _CMP_EQ_OQ)));
-}
-
-inline Lanes fma(Lanes a, Lanes b, Lanes c) { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
-inline Lanes fnma(Lanes a, Lanes b, Lanes c) { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
-/// c in the lanes outside the mask.
-inline Lanes fma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
-  return {_mm256_blendv_pd(c.v, fma(a, b, c).v, _mm256_castsi256_pd(k))};
-}
-inline Lanes fnma(Lanes a, Lanes b, Lanes c, Lanes::Mask k) {
-  return {_mm256_blendv_pd(c.v, fnma(a, b, c).v, _mm256_castsi256_pd(k))};
-}
-
-/// 0 in the lanes outside the mask.
-inline Lanes only(Lanes a, Lanes::Mask k) { return {_mm256_and_pd(a.v, _mm256_castsi256_pd(k))}; }
-
-/// Elements t..t+3 of Lanes::width lines as four vectors, one a term.
-template <class Real>
-inline void transpose(const Real* const* lines, std::ptrdiff_t t, Lanes out[4]) {
-  const __m256d a = Lanes::load(lines[0] + t).v, b = Lanes::load(lines[1] + t).v,
-                c = Lanes::load(lines[2] + t).v, d = Lanes::load(lines[3] + t).v;
-  const __m256d even_ab = _mm256_unpacklo_pd(a, b), odd_ab = _mm256_unpackhi_pd(a, b),
-                even_cd = _mm256_unpacklo_pd(c, d), odd_cd = _mm256_unpackhi_pd(c, d);
-  out[0].v = _mm256_permute2f128_pd(even_ab, even_cd, 0x20);
-  out[1].v = _mm256_permute2f128_pd(odd_ab, odd_cd, 0x20);
-  out[2].v = _mm256_permute2f128_pd(even_ab, even_cd, 0x31);
-  out[3].v = _mm256_permute2f128_pd(odd_ab, odd_cd, 0x31);
-}
-
-#endif
-
-/// The first n lanes of a vector, none for n <= 0.
-inline Lanes::Mask first_lanes(int n) {
-  return Lanes::mask(n <= 0 ? 0U : n >= Lanes::width ? ~0U : (1U << n) - 1U);
-}
-
-template <int n>
-struct Count {
-  static constexpr int value = n;
-};
 
 // -- packing ----------------------------------------------------------------------------------------
 
@@ -651,6 +489,91 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
   }
 }
 
+/// What is summed over the rows of a column: its products with another one, or its squares.
+enum class Summed { products, squares };
+
+/// Some vectors of columns, `whole` with all of them there. Lanes are rows while a reflection is applied,
+/// and columns while the sums, of which each waits for its own last step, run side by side.
+template <int vectors, bool whole, bool update, Summed summed, class Real>
+inline void reflect_columns(Real* const* columns, int count, std::ptrdiff_t row, int rows,
+                            const double* u, const double* t, const double* next, double* s) {
+  constexpr int width = vectors * Lanes::width;
+  Real* y[width];
+  double factor[width];
+  Lanes acc[vectors];
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
+  TABFIT_UNROLL for (int c = 0; c < width; ++c) {
+    const int from = whole || c < count ? c : count - 1;
+    y[c] = columns[from] + row;
+    if constexpr (update) factor[c] = t[from];
+  }
+  const auto block = [&](int i, int height, auto load, auto put) {
+    Lanes reflector = Lanes::zero();
+    if constexpr (update) reflector = load(u + i);
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      Lanes x[Lanes::width];
+      TABFIT_UNROLL for (int lane = 0; lane < Lanes::width; ++lane) {
+        const int c = v * Lanes::width + lane;
+        x[lane] = load(y[c] + i);
+        if constexpr (update) {
+          x[lane] = fma(Lanes::of(factor[c]), reflector, x[lane]).rounded(y[c]);
+          if (whole || c < count) put(x[lane], y[c] + i);
+        }
+      }
+      turn(x);
+      TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) {
+        if (r == height) break;
+        acc[v] = fma(x[r], summed == Summed::squares ? x[r] : Lanes::of(next[i + r]), acc[v]);
+      }
+    }
+  };
+  int i = 0;
+  for (; i + Lanes::width <= rows; i += Lanes::width)
+    block(
+        i, Lanes::width, [](const auto* p) { return Lanes::load(p); },
+        [](Lanes x, Real* p) { x.put(p); });
+  if (i < rows) {
+    const Lanes::Mask some = first_lanes(rows - i);
+    block(
+        i, rows - i, [=](const auto* p) { return Lanes::load(p, some); },
+        [=](Lanes x, Real* p) { x.put(p, some); });
+  }
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+      acc[v].put(s + v * Lanes::width, first_lanes(count - v * Lanes::width));
+}
+
+template <bool update, Summed summed, class Real>
+inline void reflect_all_columns(Real* const* columns, int count, std::ptrdiff_t row, int rows,
+                                const double* u, const double* t, const double* next, double* s) {
+  const auto some = [&](auto vectors, auto whole) {
+    constexpr int n = decltype(vectors)::value, width = n * Lanes::width;
+    reflect_columns<n, decltype(whole)::value == 1, update, summed>(columns, count, row, rows, u, t,
+                                                                     next, s);
+    columns += width;
+    t += update ? width : 0;
+    s += width;
+    count -= width;
+  };
+  while (count >= 2 * Lanes::width) some(Count<2>{}, Count<1>{});
+  if (count > Lanes::width) some(Count<2>{}, Count<0>{});
+  else if (count == Lanes::width) some(Count<1>{}, Count<1>{});
+  else if (count > 0) some(Count<1>{}, Count<0>{});
+}
+
+template <class Real>
+void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int rows, const double* u,
+                      const double* t, const double* next, double* s) noexcept {
+  if (u)
+    reflect_all_columns<true, Summed::products>(columns, count, row, rows, u, t, next, s);
+  else
+    reflect_all_columns<false, Summed::products>(columns, count, row, rows, u, t, next, s);
+}
+
+template <class Real>
+void column_squares(Real* const* columns, int count, int rows, double* s) noexcept {
+  reflect_all_columns<false, Summed::squares>(columns, count, 0, rows, nullptr, nullptr, nullptr, s);
+}
+
 template <class Real>
 void axpy(double t, const Real* u, Real* y, int n) noexcept {
   const Lanes factor = Lanes::of(t);
@@ -722,12 +645,12 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
 constexpr Kernels lane_kernels = {
     add_lanes,
     {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>},
+     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>,
+     reflect_in_place<float>, column_squares<float>},
     {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>},
+     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>,
+     reflect_in_place<double>, column_squares<double>},
 };
-
-#undef TABFIT_UNROLL
 
 }  // namespace
 }  // namespace tabfit
