@@ -538,8 +538,8 @@ inline void reflect_columns(Real* const* columns, int count, std::ptrdiff_t row,
         i, rows - i, [=](const auto* p) { return Lanes::load(p, some); },
         [=](Lanes x, Real* p) { x.put(p, some); });
   }
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-      acc[v].put(s + v * Lanes::width, first_lanes(count - v * Lanes::width));
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width,
+                                                             first_lanes(count - v * Lanes::width));
 }
 
 template <bool update, Summed summed, class Real>
@@ -548,16 +548,19 @@ inline void reflect_all_columns(Real* const* columns, int count, std::ptrdiff_t 
   const auto some = [&](auto vectors, auto whole) {
     constexpr int n = decltype(vectors)::value, width = n * Lanes::width;
     reflect_columns<n, decltype(whole)::value == 1, update, summed>(columns, count, row, rows, u, t,
-                                                                     next, s);
+                                                                    next, s);
     columns += width;
     t += update ? width : 0;
     s += width;
     count -= width;
   };
   while (count >= 2 * Lanes::width) some(Count<2>{}, Count<1>{});
-  if (count > Lanes::width) some(Count<2>{}, Count<0>{});
-  else if (count == Lanes::width) some(Count<1>{}, Count<1>{});
-  else if (count > 0) some(Count<1>{}, Count<0>{});
+  if (count > Lanes::width)
+    some(Count<2>{}, Count<0>{});
+  else if (count == Lanes::width)
+    some(Count<1>{}, Count<1>{});
+  else if (count > 0)
+    some(Count<1>{}, Count<0>{});
 }
 
 template <class Real>
