@@ -3,6 +3,7 @@
 
 #include "lin/piecewise.hpp"
 #include "llsqp/kernels/arithmetic.hpp"
+#include "llsqp/kernels/spline.hpp"
 #include "llsqp/kernels/tolerance.hpp"
 
 namespace tabfit {
@@ -21,23 +22,13 @@ void third_difference_ends(const Real* x, Real* c, const Real* d, int n) noexcep
   c[n - 1] = store<Real>(Wide(c[n - 1]) * d[n - 2] * d[n - 2] / width(n - 4, n - 1));
 }
 
-/// Reduces the symmetric tridiagonal system with diagonal b, off-diagonal d and right-hand side c to upper
-/// bidiagonal form. No pivoting: every row but the two at the ends is diagonally dominant.
-template <class Real>
-void eliminate(Real* b, Real* c, const Real* d, int n) noexcept {
-  for (int i = 1; i < n; ++i) {
-    const double t = double(d[i - 1]) / b[i - 1];
-    b[i] = store<Real>(b[i] - Wide(t) * d[i - 1]);
-    c[i] = store<Real>(c[i] - Wide(t) * c[i - 1]);
-  }
-}
-
 // Inside C: until the system is solved, b is its diagonal, d its off-diagonal (the widths of the
 // intervals) and c its right-hand side; the unknowns are sixths of the second derivatives.
 template <class Real>
 int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   if (n < 2) return AX_INTSPL3_BAD_SIZE;
   constexpr double tol = Tolerance<Real>::node;
+  const SplineKernels<Real>& kernels = spline_kernels<Real>();
   const Real* y = C;
   Real *b = C + n, *c = b + n, *d = c + n;
   const auto slope = [&](int i) { return (Wide(y[i + 1]) - y[i]) / d[i]; };
@@ -64,19 +55,14 @@ int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   c[0] = c[n - 1] = 0;
   if (n > 3) third_difference_ends(x, c, d, n);
 
-  eliminate(b, c, d, n);
+  // No pivoting: every row but the two at the ends is diagonally dominant.
+  kernels.eliminate(b, c, d, n - 1);
 
-  // Each unknown waits for the next one; the coefficients of its interval fill the time.
-  Real right = c[n - 1] = store<Real>(double(c[n - 1]) / b[n - 1]);
-  for (int i = n - 2; i >= 0; --i) {
-    const Real left = store<Real>((c[i] - Wide(d[i]) * right) / b[i]);
-    const Wide rise = slope(i);
-    if (i == n - 2) b[n - 1] = store<Real>(rise + d[i] * (left + 2 * Wide(right)));
-    b[i] = store<Real>(rise - d[i] * (right + 2 * Wide(left)));
-    d[i] = store<Real>((Wide(right) - left) / d[i]);
-    c[i] = store<Real>(3 * double(left));
-    right = left;
-  }
+  const Real right = c[n - 1] = store<Real>(double(c[n - 1]) / b[n - 1]);
+  const Wide rise = slope(n - 2);
+  const Real width = d[n - 2];
+  const Real left = kernels.substitute(y, b, c, d, n - 2, right);
+  b[n - 1] = store<Real>(rise + width * (left + 2 * Wide(right)));
   c[n - 1] = store<Real>(3 * double(c[n - 1]));
   d[n - 1] = d[n - 2];
   return AX_INTSPL3_OK;

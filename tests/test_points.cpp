@@ -124,6 +124,14 @@ double number(Random& random, int least, int most) {
   return (random.chance(2) ? 1 : -1) * std::ldexp(random.real(1, 2), random.integer(least, most - 1));
 }
 
+/// A number for which the terms of f, linear, cancel but for 2^-4 to 2^-11 of them: their roundings are that
+/// much greater beside the result.
+template <class F>
+double cancelling(Random& random, F f) {
+  const Wide zero = -f(0) / (f(1) - f(0));
+  return static_cast<double>(zero * (1 + number(random, -11, -4)));
+}
+
 // -- mappings -------------------------------------------------------------------------------------
 
 /// Runs both forms of the mapping over v[0..count-1]: onto 0..2 in double, and onto -1..1 in place.
@@ -557,7 +565,9 @@ POINTS_TEST(Point, BasisFunctionsBesideAHalfwayPlaceAreInDoubt) {
     BasisGrid grid(random.integer(1, 20));
     const int k = random.integer(0, grid.n), j = k + random.integer(1, 2), count = random.integer(1, 9),
               place = random.integer(0, count - 1);
-    const double t = random.real(0.01, 0.99);
+    // Often the result is just above a power of two, where roundings weigh most.
+    const double t = random.chance(4) ? random.real(0.01, 0.99)
+                                      : 0.5 + (j == k + 1 ? -1 : 1) * random.real(0, 0x1p-6);
     const auto a = static_cast<Real>(number(random, -16, -11) / grid.g),
                b = static_cast<Real>(number(random, -16, -11) / grid.g);
     grid.g = steered<Real>(grid.g, true, random, [&](Wide g) {
@@ -603,6 +613,29 @@ TEST_P(Point, BasisFunctionsOfOtherKnotsBesideAHalfwayPlaceAreInDoubt) {
     if (testing::Test::HasFatalFailure()) return;
   }
   call.share.expect_between(0.05, 1, kernels(), "basis functions of other knots beside halfway");
+}
+
+POINTS_TEST(Point, BasisFunctionsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+  Random random(8135);
+  BasisCall<Real> call;
+  const BasisGrid grid(200);
+  for (int round = 0; round < 1500; ++round) {
+    PointPlaces at = places(point_block, [&](int i) {
+      return Located{3 * i, random.real(0.01, 0.99)};
+    });
+    std::vector<Real> T(202);
+    for (Real& element : T) element = static_cast<Real>(number(random, -3, 3) / grid.g);
+    const int chosen = round % 4 == 0 ? 3 * random.integer(0, 63) + random.integer(1, 2) : 0;
+    for (int i = 0; i < point_block; ++i)
+      T[std::size_t(3 * i + 1)] = static_cast<Real>(cancelling(random, [&](Wide b) {
+        return value_of(grid.g, at.t[i], T[std::size_t(3 * i)], b, chosen == 3 * i + 1,
+                        chosen == 3 * i + 2);
+      }));
+    call.check(kernel, grid, at, point_block, chosen, random,
+               [&](int row) { return T[std::size_t(row)]; });
+    if (testing::Test::HasFatalFailure()) return;
+  }
+  call.share.expect_between(sizeof(Real) == 4 ? 0 : 0.05, 1, kernel, "basis functions that cancel");
 }
 
 // -- splines --------------------------------------------------------------------------------------
@@ -745,6 +778,42 @@ POINTS_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
       if (testing::Test::HasFatalFailure()) return;
     }
     call.share.expect_between(0.05, 1, kernel, names[d]);
+  }
+}
+
+POINTS_TEST(Point, SplinesOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+  Random random(8145);
+  constexpr const char* names[] = {"values that cancel", "slopes that cancel",
+                                   "curvatures that cancel"};
+  const BasisGrid grid(200);
+  for (int d = 0; d < 3; ++d) {
+    SplineCall<Real> call;
+    for (int round = 0; round < 1500; ++round) {
+      const double hw = std::abs(number(random, -2, 2));
+      // Near the left end the right bend adds little to the slope but by what it does to the rise.
+      const int near = random.chance(2) ? random.integer(3, 8) : 0;
+      const PointPlaces at = places(point_block, [&](int i) {
+        return Located{3 * i,
+                       near > 0 ? std::ldexp(random.real(1, 2), -near) : random.real(0.01, 0.99)};
+      });
+      std::vector<Real> a(204);
+      std::vector<double> C(202);
+      const int scale = random.integer(-4, 4), left = near > 0 ? random.integer(-2 * near - 2, 0) : 0;
+      for (Real& value : a) value = static_cast<Real>(number(random, -2, 2));
+      for (double& bend : C) bend = number(random, scale + left - 1, scale + left + 1) / grid.g;
+      for (int i = 0; i < point_block; ++i) {
+        const std::size_t k = std::size_t(3) * std::size_t(i);
+        C[k + 1] = cancelling(random, [&](Wide b) {
+          const Curve curve{grid.h, grid.g, hw, at.t[i], C[k], b, a[k + 1], a[k + 2]};
+          return d == 0 ? curve.value() : d == 1 ? curve.slope() : curve.curvature();
+        });
+      }
+      call.check(
+          kernel, grid, hw, at, point_block, 1 << d, random, [&](int j) { return a[std::size_t(j)]; },
+          [&](int j) { return C[std::size_t(j)]; });
+      if (testing::Test::HasFatalFailure()) return;
+    }
+    call.share.expect_between(sizeof(Real) == 4 ? 0 : 0.05, 1, kernel, names[d]);
   }
 }
 

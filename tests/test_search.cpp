@@ -183,6 +183,18 @@ TWIN_TEST(Search, EqualsThePlainHalvingOnNodesOfEveryKindAndLength) {
         expect_plain_results(random_nodes<Real>(random, n, kind, tolerance_of<Real>));
 }
 
+TWIN_TEST(Search, EqualsThePlainHalvingBesideZerosAndAtTheEndsOfTheRange) {
+  using Limits = std::numeric_limits<Real>;
+  const Real least = Limits::denorm_min(), most = Limits::max(), infinite = Limits::infinity();
+  for (const Real zero : {Real(0.0), Real(-0.0)})
+    for (const std::vector<Real>& x :
+         {std::vector<Real>{-infinite, -most, -1, -least, zero, least, 1, most, infinite},
+          {-most, -least, zero, zero, least, most},
+          {-1, zero, 1},
+          {-infinite, zero, infinite}})
+      expect_plain_results(x);
+}
+
 TWIN_TEST(Search, EqualsThePlainHalvingOnTablesOfFewDistinctNodes) {
   // All tables of up to six nodes out of 0, 1, 2: repeated, descending, mixed.
   for (int n = 1; n <= 6; ++n) {

@@ -3,6 +3,8 @@
 
 #include "llsqp/kernels/choice.hpp"
 
+#include <cfloat>
+
 namespace tabfit {
 namespace {
 
@@ -110,7 +112,8 @@ const Points* avx512_points() noexcept { return nullptr; }
 const Points& points() noexcept { return plain_points; }
 #else
 const Points& points() noexcept {
-  switch (instruction_set()) {
+  // The bounds are those of roundings to 64 bits.
+  switch (LDBL_MANT_DIG >= 64 ? instruction_set() : 0) {
     case 2:
       return *avx512_points();
     case 1:

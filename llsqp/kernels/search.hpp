@@ -17,24 +17,27 @@ inline int halvings(int n) noexcept {
 /// Why:       the way a search takes is random to the processor; masks instead of jumps, and the same
 ///            number of steps for every abscissa, leave nothing to mispredict, and let several searches
 ///            run side by side.
-/// Invariant: lo is the answer as soon as length <= 1, and further steps keep it.
+/// Shape:     the key is t rounded to Real, which compares with a node as t does unless they are equal.
+/// Invariant: lo is the answer as soon as length <= 1, and further steps keep it; in the f twin, if no
+///            compared node was the key.
 template <class Real>
 struct Bracket {
   unsigned lo, length;
-  unsigned met = 0;  ///< f twin: how many of the compared nodes were t
+  unsigned met = 0;  ///< f twin: how many of the compared nodes were the key, or NaN
 
-  void halve(double t, const Real* x) noexcept {
+  void halve(Real key, const Real* x) noexcept {
     const unsigned half = length / 2;
-    const double node = x[lo + half];
+    const Real node = x[lo + half];
     // Deliberate: a point on a node goes right in the f twin, left in the d twin. Both evaluators
     // are continuous there, and each keeps its twin's choice.
-    const unsigned right = is_double<Real> ? !(t <= node) : !(t < node);
+    const unsigned right = is_double<Real> ? !(key <= node) : !(key < node);
     lo += half & (0u - right);
     length = half + (length & right);
-    if constexpr (!is_double<Real>) met += (node <= t) & (node >= t);
+    if constexpr (!is_double<Real>) met += !__builtin_islessgreater(node, key);
   }
 
-  /// Whether the search is to end on the first node that it meets, and may have gone on from it.
+  /// Whether the halving may have gone wrong at a node that is the key but not t, or gone on from the
+  /// node that it is to end on.
   bool passed(double t, const Real* x) const noexcept {
     if constexpr (is_double<Real>)
       return false;  // goes left of every node equal to t
@@ -43,11 +46,11 @@ struct Bracket {
   }
 };
 
-/// The first node equal to t that the halving meets, where there is one, in the f twin.
+/// The f twin's halving, which ends on the first node equal to t that it meets.
 template <class Real>
 int first_met(double t, const Real* x, int n) noexcept {
   int lo = 0;
-  for (int hi = n; x[lo] != t;) {
+  for (int hi = n; hi - lo > 1 && x[lo] != t;) {
     const int mid = lo + (hi - lo) / 2;
     (t < x[mid] ? hi : lo) = mid;
   }
@@ -68,8 +71,9 @@ int V_search(double t, const Real* x, int n) noexcept {
   if (t > x[n - 1]) return n;
   if (t == x[n - 1]) return n - 1;
   if (t == x[0]) return 0;
+  const Real key = store<Real>(t);
   Bracket<Real> b{0, static_cast<unsigned>(n)};
-  for (int left = halvings(n); left > 0; --left) b.halve(t, x);
+  for (int left = halvings(n); left > 0; --left) b.halve(key, x);
   if (b.passed(t, x)) return first_met(t, x, n);
   return static_cast<int>(b.lo);
 }
