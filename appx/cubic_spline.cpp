@@ -112,12 +112,18 @@ int AX_intspl3tab(const Real* x, Real* C, int n, int m, const Real* u, Real* s, 
   if (built != AX_INTSPL3_OK) return built;
 
   Cubic<Real> cubic{x, C, n};
-  const bool done = evaluate_points(NodeTable<Real>{x, n}, true, u, m, cubic, [&](int j, double v) {
-    const double t = v - cubic.x0;
-    if (s) s[j] = store<Real>(cubic.value(t));
-    if (s1) s1[j] = store<Real>(cubic.slope(t));
-    if (s2) s2[j] = store<Real>(cubic.curvature(t));
-  });
+  const auto from = [](Real* out, int j) { return out ? out + j : nullptr; };
+  const bool done = evaluate_points(
+      NodeTable<Real>{x, n}, true, u, m, cubic,
+      [&](int j, double v) {
+        const double t = v - cubic.x0;
+        if (s) s[j] = store<Real>(cubic.value(t));
+        if (s1) s1[j] = store<Real>(cubic.slope(t));
+        if (s2) s2[j] = store<Real>(cubic.curvature(t));
+      },
+      [&](const std::int32_t* k, const Real* v, int count, int j) {
+        return points().of<Real>().cubic(x, C, n, k, v, count, from(s, j), from(s1, j), from(s2, j));
+      });
   return done ? AX_INTSPL3TAB_OK : AX_INTSPL3TAB_OUT_OF_RANGE;
 }
 

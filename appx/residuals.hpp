@@ -19,7 +19,7 @@ struct Residuals {
   void add(const Value* values, const Real* y, int n, Exceeds exceeds) noexcept {
     constexpr int block = 64;
     double r[block];
-    for (int i0 = 0, count; i0 < n; i0 += count) {
+    for (int i0 = 0, count = 0; i0 < n; i0 += count) {
       count = std::min(block, n - i0);
       for (int i = 0; i < count; ++i) r[i] = std::abs(double(values[i0 + i]) - y[i0 + i]);
       bool any = false;  // seldom, after the first ones

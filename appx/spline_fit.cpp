@@ -49,7 +49,7 @@ void spline_design(Real* const* T, int n, int m, const Real* x, const PointMappi
   double u[point_block];
   PointPlaces at;
   BasisPoint points_in_doubt[point_block];
-  for (int i0 = 0, count; i0 < m; i0 += count) {
+  for (int i0 = 0, count = 0; i0 < m; i0 += count) {
     count = std::min(point_block, m - i0);
     map_block(x + i0, count, map, u);
     if (i0 == 0 && u[0] < 0.0) u[0] = 0.0;
@@ -78,7 +78,7 @@ int AX_apxcoef(Real* const* T, int n, int m, const Real* x, const Real* y, Real*
   constexpr double tol = Tolerance<Real>::node;
   const PointMapping map = spline_mapping(x, m);
   double u[point_block], before = store<double>(map(x[0]));
-  for (int i0 = 1, count; i0 < m; i0 += count) {
+  for (int i0 = 1, count = 0; i0 < m; i0 += count) {
     count = std::min(point_block, m - i0);
     map_block(x + i0, count, map, u);
     for (int i = 0; i < count; ++i) {
@@ -209,7 +209,7 @@ int AX_apxvals(Real* const* T, int n, const Real* a, int k, const Real* v, Real*
   FittedSpline<Real> spline(T, n, a, k);
   double value = 0.0, slope = 0.0, curvature = 0.0;
   const auto from = [](Real* out, int i) { return out ? out + i : nullptr; };
-  for (int i0 = 0, count; i0 < k; i0 += count) {
+  for (int i0 = 0, count = 0; i0 < k; i0 += count) {
     count = std::min(point_block, k - i0);
     const int last = i0 + count - 1;
     if (spline.block(v + i0, count, from(s, i0), from(s1, i0), from(s2, i0))) {

@@ -48,9 +48,12 @@ int AX_linttab(int n, const Real* x, const Real* y, int m, const Real* t, Real* 
   if (n < 2 || m < 1) return AX_LINTTAB_BAD_SIZE;
   const NodeTable<Real> nodes{x, n};
   Line<Real> line{x, y, n};
-  const bool ascends = m >= n / 16 && nodes.ascends();  // not worth its pass for fewer points
-  const bool done = evaluate_points(nodes, ascends, t, m, line,
-                                    [&](int j, double u) { out[j] = store<Real>(line(u)); });
+  const bool apart = m >= n / 16 && nodes.apart();  // not worth its pass for fewer points
+  const bool done = evaluate_points(
+      nodes, apart, t, m, line, [&](int j, double u) { out[j] = store<Real>(line(u)); },
+      [&](const std::int32_t* k, const Real* u, int count, int j) {
+        return points().of<Real>().line(x, y, k, u, count, out + j);
+      });
   return done ? AX_LINTTAB_OK : AX_LINTTAB_NO_INTERVAL;
 }
 

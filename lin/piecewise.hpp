@@ -1,8 +1,12 @@
 // lin/piecewise.hpp - evaluates a piecewise function over a node table, at one point and at many.
 #pragma once
 
+#include "llsqp/kernels/points.hpp"
 #include "llsqp/kernels/search.hpp"
 #include "llsqp/kernels/tolerance.hpp"
+
+#include <algorithm>
+#include <cstdint>
 
 namespace tabfit {
 
@@ -15,7 +19,6 @@ struct NodeTable {
   double lowest = first - Tolerance<Real>::node, highest = last + Tolerance<Real>::node;
 
   bool accepts(double t) const noexcept { return !(lowest > t) && highest >= t; }  // NaN fails too
-  bool contains(double t) const noexcept { return (first < t) & (t < last); }      // ends excluded
 
   /// A point of the band, moved onto the nearest end if it lies outside the nodes.
   double clamp(double t) const noexcept {
@@ -24,10 +27,10 @@ struct NodeTable {
     return t;
   }
 
-  /// True if every interval has a positive width.
-  bool ascends() const noexcept {
+  /// True if the nodes ascend, no two of them closer than the tolerance.
+  bool apart() const noexcept {
     bool all = true;
-    for (int i = 1; i < n; ++i) all &= x[i - 1] < x[i];
+    for (int i = 1; i < n; ++i) all &= double(x[i]) - x[i - 1] >= Tolerance<Real>::node;
     return all;
   }
 };
@@ -48,49 +51,45 @@ bool evaluate_point(const NodeTable<Real>& nodes, double t, Piece& piece, Put pu
 }
 
 /// Evaluates a piece at t[0..m-1]: put(j, t) is called for every point in turn, up to the first that
-/// has no value. False if there is one.
+/// has no value, or block(k, u, count, j) for the points j..j+count-1, which are u[0..count-1], strictly
+/// inside the intervals k[0..count-1] but for some whose results do not count; it gives those for which
+/// put is to be called after all. False if there is a point without a value.
 ///
-/// Why:       a search costs more than the formula. Eight points are searched side by side, and eight
-///            that lie strictly inside the present interval are not searched at all.
-/// Shape:     nodes_ascend says that every interval is known to have a positive width; only then is a
-///            point strictly between x[i] and x[i+1] certain to be found in interval i.
-/// Invariant: the piece is that of interval i, open from left to right; i = -1 when none is selected.
-/// Order:     points ascending; a block of eight is read before the first of it is put.
-template <class Real, class Piece, class Put>
-bool evaluate_points(const NodeTable<Real>& nodes, bool nodes_ascend, const Real* t, int m,
-                     Piece& piece, Put put) noexcept {
-  int i = -1;
-  Real left = 0, right = 0;
-  for (int j = 0; j < m; j += search_width) {
-    if (nodes_ascend && m - j >= search_width) {
-      Real u[search_width];
-      bool inside = true, contained = true;
-      for (int k = 0; k < search_width; ++k) {
-        u[k] = t[j + k];
-        inside &= (left < u[k]) & (u[k] < right);
-        contained &= nodes.contains(u[k]);
-      }
-      if (inside) {
-        for (int k = 0; k < search_width; ++k) put(j + k, u[k]);
-        continue;
-      }
-      if (contained) {
-        int index[search_width];
-        V_search_block(u, nodes.x, nodes.n, index);
-        for (int k = 0; k < search_width; ++k) {
-          if (index[k] != i && !piece.select(i = index[k])) return false;
+/// Why:       a search costs more than the formula, and waits for a node at every step: the points of a
+///            block are searched side by side, and are not searched where they lie in the last interval.
+/// Shape:     nodes_apart says that every interval is known to be wide enough to be selected; only then is
+///            a point strictly inside the nodes certain to have a value.
+/// Order:     points ascending; a block is read before the first of it is put.
+template <class Real, class Piece, class Put, class Block>
+bool evaluate_points(const NodeTable<Real>& nodes, bool nodes_apart, const Real* t, int m, Piece& piece,
+                     Put put, Block block) noexcept {
+  std::int32_t last = 0, selected = -1, index[point_block];
+  Real u[point_block];
+  for (int j = 0, count = 0; j < m; j += count) {
+    count = std::min(point_block, m - j);
+    std::copy_n(t + j, count, u);
+    PointSet alone = first_points(count);
+    if (nodes_apart) {
+      const PointSet outside = points().of<Real>().find(nodes.x, nodes.n, u, count, index, last);
+      bool accepted = true;  // an end, or near one
+      for_points(outside, [&](int k) {
+        accepted &= nodes.accepts(u[k]);
+        index[k] = 0;
+      });
+      if (accepted) {
+        for_points(block(index, u, count, j) & ~outside, [&](int k) {
+          if (selected != index[k]) (void)piece.select(selected = index[k]);
           put(j + k, u[k]);
-        }
-        left = nodes.x[i];
-        right = nodes.x[i + 1];
-        continue;
+        });
+        alone = outside;
       }
     }
-    // The end of the table, nodes that do not ascend, or a block with a point on an end or beyond.
-    i = -1;
-    left = right = 0;
-    for (int k = j; k < m && k < j + search_width; ++k)
-      if (!evaluate_point(nodes, t[k], piece, [&](double v) { put(k, v); })) return false;
+    bool done = true;
+    for_points(alone, [&](int k) {
+      selected = -1;
+      done = done && evaluate_point(nodes, u[k], piece, [&](double v) { put(j + k, v); });
+    });
+    if (!done) return false;
   }
   return true;
 }

@@ -54,6 +54,7 @@ struct Lanes {
 inline Lanes operator+(Lanes a, Lanes b) { return {_mm512_add_pd(a.v, b.v)}; }
 inline Lanes operator-(Lanes a, Lanes b) { return {_mm512_sub_pd(a.v, b.v)}; }
 inline Lanes operator*(Lanes a, Lanes b) { return {_mm512_mul_pd(a.v, b.v)}; }
+inline Lanes operator/(Lanes a, Lanes b) { return {_mm512_div_pd(a.v, b.v)}; }
 inline Lanes magnitude(Lanes a) { return {_mm512_abs_pd(a.v)}; }
 inline Lanes floor(Lanes a) {
   return {_mm512_roundscale_pd(a.v, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC)};
@@ -63,24 +64,34 @@ inline unsigned different(Lanes a, Lanes b) { return _mm512_cmp_pd_mask(a.v, b.v
 /// Bit i for each lane where not a >= b.
 inline unsigned below(Lanes a, Lanes b) { return _mm512_cmp_pd_mask(a.v, b.v, _CMP_NGE_UQ); }
 
+/// Bit i for each lane where not a < b.
+inline unsigned not_less(Lanes a, Lanes b) { return _mm512_cmp_pd_mask(a.v, b.v, _CMP_NLT_UQ); }
 /// Bit i for each lane where a > b.
 inline unsigned above(Lanes a, Lanes b) { return _mm512_cmp_pd_mask(a.v, b.v, _CMP_GT_OQ); }
 
-/// One of Lanes::width indices a lane.
-struct Indices {
-  __m256i v;
-  static Indices of(Lanes a) { return {_mm512_cvttpd_epi32(a.v)}; }
-  static Indices load(const std::int32_t* p) {
-    return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))};
-  }
-  void put(std::int32_t* p) const { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
-  bool same() const {
-    return _mm256_movemask_epi8(
-               _mm256_cmpeq_epi32(v, _mm256_broadcastd_epi32(_mm256_castsi256_si128(v)))) == -1;
-  }
-  Lanes of(const double* p) const { return {_mm512_i32gather_pd(v, p, 8)}; }
-  Lanes of(const float* p) const { return {_mm512_cvtps_pd(_mm256_i32gather_ps(p, v, 4))}; }
-};
+/// p[k[i]] in lane i. Not by an instruction for it: on many processors that takes longer than loads.
+template <class Real>
+inline Lanes pick(const Real* p, const std::int32_t* k) {
+  return {_mm512_setr_pd(p[k[0]], p[k[1]], p[k[2]], p[k[3]], p[k[4]], p[k[5]], p[k[6]], p[k[7]])};
+}
+/// The whole part of each lane.
+inline void put_whole(Lanes a, std::int32_t* k) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(k), _mm512_cvttpd_epi32(a.v));
+}
+/// Adds to the indices of the lanes where a < b, or a <= b.
+template <bool or_equal>
+inline void add_where_less(Lanes a, Lanes b, std::int32_t step, std::int32_t* k) {
+  auto* place = reinterpret_cast<__m256i*>(k);
+  const __m256i v = _mm256_loadu_si256(place);
+  const __mmask8 less = _mm512_cmp_pd_mask(a.v, b.v, or_equal ? _CMP_LE_OQ : _CMP_LT_OQ);
+  _mm256_storeu_si256(place, _mm256_mask_add_epi32(v, less, v, _mm256_set1_epi32(step)));
+}
+/// Whether all lanes have the same index.
+inline bool same(const std::int32_t* k) {
+  const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(k));
+  return _mm256_movemask_epi8(
+             _mm256_cmpeq_epi32(v, _mm256_broadcastd_epi32(_mm256_castsi256_si128(v)))) == -1;
+}
 
 /// The greater, the lesser; b where either is NaN.
 inline Lanes greater(Lanes a, Lanes b) { return {_mm512_max_pd(a.v, b.v)}; }
@@ -180,6 +191,7 @@ struct Lanes {
 inline Lanes operator+(Lanes a, Lanes b) { return {_mm256_add_pd(a.v, b.v)}; }
 inline Lanes operator-(Lanes a, Lanes b) { return {_mm256_sub_pd(a.v, b.v)}; }
 inline Lanes operator*(Lanes a, Lanes b) { return {_mm256_mul_pd(a.v, b.v)}; }
+inline Lanes operator/(Lanes a, Lanes b) { return {_mm256_div_pd(a.v, b.v)}; }
 inline Lanes magnitude(Lanes a) { return {_mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v)}; }
 inline Lanes floor(Lanes a) { return {_mm256_floor_pd(a.v)}; }
 /// Bit i for each lane where a and b differ, or either is NaN.
@@ -191,30 +203,39 @@ inline unsigned below(Lanes a, Lanes b) {
   return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a.v, b.v, _CMP_NGE_UQ)));
 }
 
+/// Bit i for each lane where not a < b.
+inline unsigned not_less(Lanes a, Lanes b) {
+  return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a.v, b.v, _CMP_NLT_UQ)));
+}
 /// Bit i for each lane where a > b.
 inline unsigned above(Lanes a, Lanes b) {
   return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a.v, b.v, _CMP_GT_OQ)));
 }
 
-/// One of Lanes::width indices a lane.
-struct Indices {
-  __m128i v;
-  static Indices of(Lanes a) { return {_mm256_cvttpd_epi32(a.v)}; }
-  static Indices load(const std::int32_t* p) {
-    return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
-  }
-  void put(std::int32_t* p) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-  bool same() const { return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_shuffle_epi32(v, 0))) == 0xffff; }
-  // With a mask: g++ 12 warns of the forms without.
-  Lanes of(const double* p) const {
-    const __m256i all = _mm256_set1_epi64x(-1);
-    return {_mm256_mask_i32gather_pd(_mm256_setzero_pd(), p, v, _mm256_castsi256_pd(all), 8)};
-  }
-  Lanes of(const float* p) const {
-    const __m128i all = _mm_set1_epi32(-1);
-    return {_mm256_cvtps_pd(_mm_mask_i32gather_ps(_mm_setzero_ps(), p, v, _mm_castsi128_ps(all), 4))};
-  }
-};
+/// p[k[i]] in lane i. Not by an instruction for it: on many processors that takes longer than loads.
+template <class Real>
+inline Lanes pick(const Real* p, const std::int32_t* k) {
+  return {_mm256_setr_pd(p[k[0]], p[k[1]], p[k[2]], p[k[3]])};
+}
+/// The whole part of each lane.
+inline void put_whole(Lanes a, std::int32_t* k) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(k), _mm256_cvttpd_epi32(a.v));
+}
+/// Adds to the indices of the lanes where a < b, or a <= b.
+template <bool or_equal>
+inline void add_where_less(Lanes a, Lanes b, std::int32_t step, std::int32_t* k) {
+  auto* place = reinterpret_cast<__m128i*>(k);
+  const __m256 less = _mm256_castpd_ps(_mm256_cmp_pd(a.v, b.v, or_equal ? _CMP_LE_OQ : _CMP_LT_OQ));
+  const __m128i narrow = _mm_castps_si128(
+      _mm_shuffle_ps(_mm256_castps256_ps128(less), _mm256_extractf128_ps(less, 1), 0x88));
+  const __m128i add = _mm_and_si128(narrow, _mm_set1_epi32(step));
+  _mm_storeu_si128(place, _mm_add_epi32(_mm_loadu_si128(place), add));
+}
+/// Whether all lanes have the same index.
+inline bool same(const std::int32_t* k) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(k));
+  return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_shuffle_epi32(v, 0))) == 0xffff;
+}
 
 /// The greater, the lesser; b where either is NaN.
 inline Lanes greater(Lanes a, Lanes b) { return {_mm256_max_pd(a.v, b.v)}; }

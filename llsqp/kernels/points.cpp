@@ -2,7 +2,9 @@
 #include "llsqp/kernels/points.hpp"
 
 #include "llsqp/kernels/choice.hpp"
+#include "llsqp/kernels/search.hpp"
 
+#include <algorithm>
 #include <cfloat>
 
 namespace tabfit {
@@ -36,6 +38,41 @@ PointSet basis(const PointPlaces&, int, const Real*, int, Real*) noexcept {
 template <class Real>
 PointSet spline(const PointPlaces&, int count, const SplinePieces&, const Real*, Real*, Real*,
                 Real*) noexcept {
+  return first_points(count);
+}
+
+template <class Real>
+PointSet find(const Real* x, int n, const Real* t, int count, std::int32_t* k,
+              std::int32_t& last) noexcept {
+  PointSet outside = 0;
+  for (int i = 0; i < count; i += search_width) {
+    const int here = std::min(search_width, count - i);
+    bool inside = true;
+    Real u[search_width];
+    for (int e = 0; e < search_width; ++e) {
+      u[e] = t[i + std::min(e, here - 1)];
+      inside &= (x[last] < u[e]) & (u[e] < x[last + 1]);
+      if (e < here && !(x[0] < u[e] && u[e] < x[n - 1])) outside |= PointSet(1) << (i + e);
+    }
+    std::int32_t found[search_width];
+    if (inside)
+      std::fill_n(found, search_width, last);
+    else
+      V_search_block(u, x, n, found);
+    std::copy_n(found, here, k + i);
+    last = std::min(found[here - 1], n - 2);
+  }
+  return outside;
+}
+
+template <class Real>
+PointSet line(const Real*, const Real*, const std::int32_t*, const Real*, int count, Real*) noexcept {
+  return first_points(count);
+}
+
+template <class Real>
+PointSet cubic(const Real*, const Real*, int, const std::int32_t*, const Real*, int count, Real*, Real*,
+               Real*) noexcept {
   return first_points(count);
 }
 
@@ -98,9 +135,9 @@ PointSet weigh(const BasisGrid&, int count, PointPlaces&) noexcept { return firs
 
 template <class Real>
 constexpr PointKernels<Real> plain_loops = {
-    map<Real>,    map_elements<Real>, map_back<Real>,
-    divide<Real>, basis<Real>,        spline<Real>,
-    clamp<Real>,  chebyshev<Real>,    chebyshev_derivatives<Real>};
+    map<Real>,   map_elements<Real>, map_back<Real>,  divide<Real>,
+    basis<Real>, spline<Real>,       find<Real>,      line<Real>,
+    cubic<Real>, clamp<Real>,        chebyshev<Real>, chebyshev_derivatives<Real>};
 
 }  // namespace
 

@@ -117,6 +117,22 @@ struct PointKernels {
   PointSet (*spline)(const PointPlaces& at, int count, const SplinePieces& pieces, const Real* a,
                      Real* s, Real* s1, Real* s2) noexcept;
 
+  /// k[i] = the interval of nodes that holds t[i], as V_search gives it, for points strictly inside the
+  /// table of n >= 2 strictly ascending nodes; k has point_block places. Points of the interval `last`
+  /// are found at once; it becomes that of the last point. Returned: the points not inside.
+  PointSet (*find)(const Real* x, int n, const Real* t, int count, std::int32_t* k,
+                   std::int32_t& last) noexcept;
+
+  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i], (t - x[k]) slope + y[k], rounded
+  /// to double, then to Real. Returned: the points in doubt.
+  PointSet (*line)(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
+                   Real* out) noexcept;
+
+  /// Value and derivatives of the cubic y + b r + c r^2 + d r^3 of interval k[i] at r = t[i] - x[k], rounded
+  /// likewise; each may be null. C holds y, b, c and d, n each. Returned: the points in doubt.
+  PointSet (*cubic)(const Real* x, const Real* C, int n, const std::int32_t* k, const Real* t,
+                    int count, Real* s, Real* s1, Real* s2) noexcept;
+
   /// t[i] = v[i] moved into -1..1; NaN stays. Returned: the points whose magnitude is above the band.
   PointSet (*clamp)(const Real* v, int count, double band, double* t) noexcept;
 

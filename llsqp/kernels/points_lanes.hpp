@@ -80,8 +80,9 @@ constexpr double coarse = sizeof(Real) == sizeof(float) ? 0x1p-48 : 0.0;
 /// Added to bounds, so that results too small for exact pairs are in doubt.
 constexpr double too_small = 0x1p-700;
 
-/// The least and the greatest divisor for which pairs are exact.
-inline bool in_range(double x) { return x >= 0x1p-100 && x <= 0x1p100; }
+/// What data may be divided or multiplied by, that pairs are exact above too_small.
+constexpr double least_length = 0x1p-100, greatest_length = 0x1p100;
+inline bool in_range(double x) { return x >= least_length && x <= greatest_length; }
 
 /// f(i, left) for each vector of the block, `left` points from point i on; the doubts of all.
 template <class F>
@@ -146,6 +147,21 @@ PointSet divide(const double* s, int count, Wide divisor, Real* out) noexcept {
   });
 }
 
+/// Elements of some arrays at the intervals of a vector of points; often it is one interval.
+class Intervals {
+ public:
+  explicit Intervals(const std::int32_t* k) : k_(k), level_(same(k)) {}
+
+  template <class Real>
+  Lanes of(const Real* p) const {
+    return level_ ? Lanes::of(p[*k_]) : pick(p, k_);
+  }
+
+ private:
+  const std::int32_t* k_;
+  bool level_;
+};
+
 // -- splines ----------------------------------------------------------------------------------------
 
 /// Roundings: of u / h, whose whole part counts; of the place, whose numerator is exact.
@@ -163,7 +179,7 @@ PointSet locate(const BasisGrid& grid, double tol, int count, double* u, PointPl
     put_some(inside, u + i, left);
     const Lanes steps = inside * inverse, least = floor(steps * down), most = floor(steps * up),
                 k = lesser(least, last);
-    Indices::of(k).put(at.k + i);
+    put_whole(k, at.k + i);
     const Sum t = quotient_of(inside - k * h, zero, h, inverse);
     // 0 is exact: the lanes behind the last point are to have a place, too.
     const Lanes size = magnitude(t.high), bound = lesser(fma(size, relative, absolute), size);
@@ -207,7 +223,7 @@ PointSet weigh(const BasisGrid& grid, int count, PointPlaces& at) noexcept {
     left.low.put(at.left_low + i);
     right.high.put(at.right + i);
     right.low.put(at.right_low + i);
-    if (Indices::load(at.k + i).same()) at.level |= PointSet{1} << i;
+    if (same(at.k + i)) at.level |= PointSet{1} << i;
     return Place::doubts(t);
   });
 }
@@ -226,9 +242,8 @@ PointSet basis(const PointPlaces& at, int count, const Real* T, int j, Real* out
       a = Lanes::of(T[*k]);
       b = Lanes::of(T[*k + 1]);
     } else {
-      const Indices all = Indices::load(k);
-      a = all.of(T);
-      b = all.of(T + 1);
+      a = pick(T, k);
+      b = pick(T + 1, k);
     }
     const Sum x = product_of(a, Sum{Lanes::load(at.left + i), Lanes::load(at.left_low + i)}),
               y = product_of(b, Sum{Lanes::load(at.right + i), Lanes::load(at.right_low + i)});
@@ -274,7 +289,7 @@ PointSet spline(const PointPlaces& at, int count, const SplinePieces& pieces, co
   const Sum per_bend = of(pieces.per_bend), per_rise = of(pieces.per_rise),
             per_square = of(pieces.per_square);
   return each_vector(count, [&](int i, int left) {
-    const Indices k = Indices::load(at.k + i);
+    const Intervals k(at.k + i);
     const Lanes t = Lanes::load(at.t + i), a = k.of(pieces.C), b = k.of(pieces.C + 1),
                 e1 = k.of(coefficients + 1), e2 = k.of(coefficients + 2);
     const Place place(t);
@@ -312,6 +327,116 @@ PointSet spline(const PointPlaces& at, int count, const SplinePieces& pieces, co
       const Lanes bound = fma(bends, per_square.high * Lanes::of(1.1 * unit),
                               magnitude(curvature.high) * Lanes::of(3.2 * unit));
       doubts |= put_within(curvature, bound, s2 + i, left);
+    }
+    return doubts;
+  });
+}
+
+// -- interpolation ----------------------------------------------------------------------------------
+
+/// Four vectors search together: each waits for a node at every step, and none for another.
+template <class Real>
+PointSet find(const Real* x, int n, const Real* t, int count, std::int32_t* k,
+              std::int32_t& last) noexcept {
+  constexpr int vectors = 4, width = vectors * Lanes::width;
+  constexpr bool goes_right_on_nodes = sizeof(Real) == sizeof(float);
+  const auto nodes = static_cast<unsigned>(n), cut = nodes - (1U << (31 - __builtin_clz(nodes)));
+  const Lanes lowest = Lanes::of(x[0]), highest = Lanes::of(x[n - 1]), at_cut = Lanes::of(x[cut]);
+  PointSet outside = 0;
+  for (int i = 0; i < count; i += width) {
+    Lanes u[vectors];
+    const Lanes left = Lanes::of(x[last]), right = Lanes::of(x[last + 1]);
+    unsigned beyond = 0;
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      // A vector behind the last point repeats the first of these, a lane behind it is outside.
+      const int from = i + v * Lanes::width < count ? i + v * Lanes::width : i;
+      u[v] = load_some(t + from, count - from);
+      outside |= PointSet{not_less(lowest, u[v]) | not_less(u[v], highest)} << from;
+      beyond |= not_less(left, u[v]) | not_less(u[v], right);
+    }
+    std::int32_t* lo = k + i;
+    if (beyond == 0) {
+      for (int lane = 0; lane < width; ++lane) lo[lane] = last;
+      continue;
+    }
+    for (int lane = 0; lane < width; ++lane) lo[lane] = 0;
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) add_where_less<goes_right_on_nodes>(
+        at_cut, u[v], static_cast<std::int32_t>(cut), lo + v * Lanes::width);
+    for (std::int32_t half = static_cast<std::int32_t>(nodes - cut) / 2; half > 0; half /= 2)
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+        std::int32_t* const at = lo + v * Lanes::width;
+        add_where_less<goes_right_on_nodes>(pick(x + half, at), u[v], half, at);
+      }
+    const int end = i + width < count ? i + width : count;
+    last = k[end - 1] < n - 1 ? k[end - 1] : 0;
+  }
+  return outside & (count < point_block ? (PointSet{1} << count) - 1 : ~PointSet{0});
+}
+
+/// Roundings: of the difference of the abscissae, of the slope two, of the product and of the sum.
+template <class Real>
+PointSet line(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
+              Real* out) noexcept {
+  const Lanes rises = Lanes::of(5.2 * unit), values = Lanes::of(1.1 * unit),
+              absolute = Lanes::of(too_small);
+  return each_vector(count, [&](int i, int left) {
+    const Intervals at(k + i);
+    const Lanes x0 = at.of(x), y0 = at.of(y), h = at.of(x + 1) - x0;
+    const Sum run = difference_of(load_some(t + i, left), x0), rise = difference_of(at.of(y + 1), y0),
+              slope = quotient_of(rise.high, rise.low, h, Lanes::of(1.0) / h),
+              climb = product_of(run, slope);
+    Sum value = sum_of(climb.high, y0);
+    value.low = value.low + climb.low;
+    const Lanes bound = fma(magnitude(climb.high), rises, fma(magnitude(value.high), values, absolute));
+    return put_within(value, bound, out + i, left) | below(Lanes::of(greatest_length), h);
+  });
+}
+
+/// Roundings: of each product and each sum one; the place is a double, and 2 c is exact.
+template <class Real>
+PointSet cubic(const Real* x, const Real* C, int n, const std::int32_t* k, const Real* t, int count,
+               Real* s, Real* s1, Real* s2) noexcept {
+  const std::ptrdiff_t row = n;
+  const Lanes rounding = Lanes::of(1.1 * unit), absolute = Lanes::of(too_small);
+  return each_vector(count, [&](int i, int left) {
+    const Intervals at(k + i);
+    const Lanes r = load_some(t + i, left) - at.of(x), b = at.of(C + row), c = at.of(C + 2 * row),
+                d = at.of(C + 3 * row), size = magnitude(r);
+    const auto next = [&](const Sum& a, Lanes coefficient) {  // a r + coefficient
+      const Sum p = product_of(r, a);
+      Sum q = sum_of(p.high, coefficient);
+      q.low = q.low + p.low;
+      return q;
+    };
+    unsigned doubts = below(Lanes::of(greatest_length), size);
+    if (s) {
+      const Sum p = product_of(r, d);
+      Sum two = sum_of(p.high, c);
+      two.low = two.low + p.low;
+      const Sum one = next(two, b), value = next(one, at.of(C));
+      const Lanes twice = magnitude(two.high) + magnitude(two.high),
+                  inner =
+                      fma(magnitude(p.high) + twice, size, magnitude(one.high) + magnitude(one.high)),
+                  bound = fma(fma(inner, size, magnitude(value.high)), rounding, absolute);
+      doubts |= put_within(value, bound, s + i, left);
+    }
+    const Lanes c2 = c + c;
+    if (s1) {
+      const Sum d3 = product_of(d, Lanes::of(3.0)), p = product_of(r, d3);
+      Sum two = sum_of(p.high, c2);
+      two.low = two.low + p.low;
+      const Sum value = next(two, b);
+      const Lanes both = magnitude(p.high) + magnitude(two.high),
+                  bound = fma(fma(both + both, size, magnitude(value.high)), rounding, absolute);
+      doubts |= put_within(value, bound, s1 + i, left);
+    }
+    if (s2) {
+      const Sum d6 = product_of(d, Lanes::of(6.0)), p = product_of(r, d6);
+      Sum value = sum_of(p.high, c2);
+      value.low = value.low + p.low;
+      const Lanes bound =
+          fma(magnitude(p.high) + magnitude(p.high) + magnitude(value.high), rounding, absolute);
+      doubts |= put_within(value, bound, s2 + i, left);
     }
     return doubts;
   });
@@ -411,9 +536,9 @@ void chebyshev_derivatives(int p, const Real* c, int count, std::ptrdiff_t strid
 
 template <class Real>
 constexpr PointKernels<Real> lane_points_of = {
-    map<Real>,    map_elements<Real>, map_back<Real>,
-    divide<Real>, basis<Real>,        spline<Real>,
-    clamp<Real>,  chebyshev<Real>,    chebyshev_derivatives<Real>};
+    map<Real>,   map_elements<Real>, map_back<Real>,  divide<Real>,
+    basis<Real>, spline<Real>,       find<Real>,      line<Real>,
+    cubic<Real>, clamp<Real>,        chebyshev<Real>, chebyshev_derivatives<Real>};
 
 constexpr Points lane_points = {locate, weigh, lane_points_of<float>, lane_points_of<double>};
 

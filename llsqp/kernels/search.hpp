@@ -4,6 +4,7 @@
 #include "llsqp/kernels/arithmetic.hpp"
 
 #include <bit>
+#include <cstdint>
 
 namespace tabfit {
 
@@ -90,7 +91,7 @@ inline constexpr int search_width = 8;
 /// Shape:     t and index have search_width elements; n >= 2.
 /// Invariant: the answer lies in lo[k] .. lo[k] + 2^e - 1.
 template <class Real>
-inline void V_search_block(const Real* t, const Real* x, int n, int* index) noexcept {
+inline void V_search_block(const Real* t, const Real* x, int n, std::int32_t* index) noexcept {
   const auto right = [&](int k, unsigned node) -> unsigned {
     return is_double<Real> ? x[node] < t[k] : x[node] <= t[k];
   };
@@ -101,7 +102,7 @@ inline void V_search_block(const Real* t, const Real* x, int n, int* index) noex
     --e;
     for (int k = 0; k < search_width; ++k) lo[k] += right(k, lo[k] + (1u << e)) << e;
   }
-  for (int k = 0; k < search_width; ++k) index[k] = static_cast<int>(lo[k]);
+  for (int k = 0; k < search_width; ++k) index[k] = static_cast<std::int32_t>(lo[k]);
 }
 
 /// First i < n with a[i] = value; -1 when there is none or n < 1.
