@@ -22,4 +22,13 @@ inline int instruction_set() noexcept {
   return 0;
 }
 
+/// Of the sets of kernels of one kind, the widest that this processor runs; null where the library was
+/// built for another kind of processor.
+template <class Set>
+const Set& widest(const Set& plain, const Set* avx2, const Set* avx512) noexcept {
+  const int set = instruction_set();
+  if (set >= 2 && avx512) return *avx512;
+  return set >= 1 && avx2 ? *avx2 : plain;
+}
+
 }  // namespace tabfit

@@ -156,18 +156,7 @@ const Kernels plain_kernels = {
 #if !defined(TABFIT_X86_KERNELS)
 const Kernels* avx2_kernels() noexcept { return nullptr; }
 const Kernels* avx512_kernels() noexcept { return nullptr; }
-const Kernels& kernels() noexcept { return plain_kernels; }
-#else
-const Kernels& kernels() noexcept {
-  switch (instruction_set()) {
-    case 2:
-      return *avx512_kernels();
-    case 1:
-      return *avx2_kernels();
-    default:
-      return plain_kernels;
-  }
-}
 #endif
+const Kernels& kernels() noexcept { return widest(plain_kernels, avx2_kernels(), avx512_kernels()); }
 
 }  // namespace tabfit

@@ -146,19 +146,11 @@ constexpr Points plain_points = {locate, weigh, plain_loops<float>, plain_loops<
 #if !defined(TABFIT_X86_KERNELS)
 const Points* avx2_points() noexcept { return nullptr; }
 const Points* avx512_points() noexcept { return nullptr; }
-const Points& points() noexcept { return plain_points; }
-#else
+#endif
 const Points& points() noexcept {
   // The bounds are those of roundings to 64 bits.
-  switch (LDBL_MANT_DIG >= 64 ? instruction_set() : 0) {
-    case 2:
-      return *avx512_points();
-    case 1:
-      return *avx2_points();
-    default:
-      return plain_points;
-  }
+  if (LDBL_MANT_DIG < 64) return plain_points;
+  return widest(plain_points, avx2_points(), avx512_points());
 }
-#endif
 
 }  // namespace tabfit

@@ -6,7 +6,7 @@
 // Wide is off by at most one such unit of its result.
 #pragma once
 
-#include "llsqp/kernels/lanes.hpp"
+#include "llsqp/kernels/pairs.hpp"
 #include "llsqp/kernels/points.hpp"
 
 namespace tabfit {
@@ -14,45 +14,7 @@ namespace {
 
 constexpr double unit = 0x1p-64;
 
-struct Sum {
-  Lanes high, low;
-};
-
-inline Sum sum_of(Lanes a, Lanes b) {
-  const Lanes s = a + b, b_part = s - a;
-  return {s, (a - (s - b_part)) + (b - b_part)};
-}
-inline Sum difference_of(Lanes a, Lanes b) {
-  const Lanes s = a - b, b_part = s - a;
-  return {s, (a - (s - b_part)) - (b + b_part)};
-}
-inline Sum product_of(Lanes a, Lanes b) {
-  const Lanes p = a * b;
-  return {p, fms(a, b, p)};
-}
-inline Sum product_of(Lanes a, Sum b) {
-  const Lanes p = a * b.high;
-  return {p, fma(a, b.low, fms(a, b.high, p))};
-}
-inline Sum product_of(Sum a, Sum b) {
-  const Lanes p = a.high * b.high;
-  return {p, fma(a.low, b.high, fma(a.high, b.low, fms(a.high, b.high, p)))};
-}
-inline Sum sum_of(Sum a, Sum b) {
-  const Sum s = sum_of(a.high, b.high);
-  return {s.high, s.low + (a.low + b.low)};
-}
-inline Sum difference_of(Sum a, Sum b) {
-  const Sum s = difference_of(a.high, b.high);
-  return {s.high, s.low + (a.low - b.low)};
-}
 inline Sum of(Pair a) { return {Lanes::of(a.high), Lanes::of(a.low)}; }
-
-/// (a + rest) / b, where rest is small against a, from 1 / b in double.
-inline Sum quotient_of(Lanes a, Lanes rest, Lanes b, Lanes inverse) {
-  const Lanes q = a * inverse;
-  return {q, (fnma(q, b, a) + rest) * inverse};
-}
 
 /// Puts x into those of the first `left` lanes in which all values within the bound around x are stored
 /// as one, and returns the others. Numbers of either sign that are stored as zeros are not one.
