@@ -70,8 +70,7 @@ int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
     kernel.chebyshev(p, t, count, m, table[0] + i0, nullptr, nullptr);
   }
 
-  Real squared_norm;
-  const int status = Ls(table.get(), m, unknowns, &squared_norm);
+  const int status = Ls<Real>(table.get(), m, unknowns, nullptr);
   if (status != 0) return status;  // Deliberate: x stays mapped, as after -2. Hosts pass a copy.
   V_copy(solution, a, unknowns);
 

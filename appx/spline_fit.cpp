@@ -31,7 +31,7 @@ void map_block(const Real* v, int count, const PointMapping& map, double* u) noe
 /// Returned: the points further away, or NaN, which have none.
 PointSet locate_block(const BasisGrid& grid, double tol, int count, double* u,
                       PointPlaces& at) noexcept {
-  PointSet outside;
+  PointSet outside = 0;
   for_points(points().locate(grid, tol, count, u, at, outside), [&](int i) {
     const BasisPoint point(grid, u[i]);
     at.k[i] = point.k;
@@ -97,8 +97,7 @@ int AX_apxcoef(Real* const* T, int n, int m, const Real* x, const Real* y, Real*
   Real* solution = table[unknowns];
   V_copy(y, solution, m);
 
-  Real squared_norm;
-  const int status = Ls(table.get(), m, unknowns, &squared_norm);
+  const int status = Ls<Real>(table.get(), m, unknowns, nullptr);
   if (status != 0) {
     // Deliberate: the scratch of a fit that the solver refuses stays allocated. Hosts count it.
     (void)table.release();
@@ -152,7 +151,7 @@ class FittedSpline {
     map_block(v, count, map_, u);
     if (locate_block(grid_, tol, count, u, at)) return false;
     for_points(points().of<Real>().spline(at, count, pieces_, a_, s, s1, s2), [&](int i) {
-      double value, slope, curvature;
+      double value = 0.0, slope = 0.0, curvature = 0.0;
       evaluate(BasisPoint(grid_, at.k[i], at.t[i]), s ? &value : nullptr, s1 ? &slope : nullptr,
                s2 ? &curvature : nullptr);
       if (s) s[i] = store<Real>(value);
@@ -189,9 +188,9 @@ class FittedSpline {
   BasisGrid grid_;
   PointMapping map_;
   bool all_known_;
-  int k_ = -1;            // the interval of C_[0..1], unless all are known
-  double C_[most_knots];  // second derivatives at the knots
-  SplinePieces pieces_;   // if all are known
+  int k_ = -1;             // the interval of C_[0..1], unless all are known
+  double C_[most_knots];   // second derivatives at the knots
+  SplinePieces pieces_{};  // if all are known
 };
 
 template <class Real>

@@ -28,7 +28,7 @@ int Ls(Real** A, int m, int n, Real* rn) noexcept {
   Real* c = A[n];  // Q^T b, then the solution
   M_invt(A, A + n, std::min(m, n), 1);
   if (n > m) V_fill(c + m, n - m, 0.0);  // the unknowns pivoted last
-  *rn = store<Real>(n < m ? V_sumsq(c + n, m - n) : 0.0);
+  if (rn) *rn = store<Real>(n < m ? V_sumsq(c + n, m - n) : 0.0);
   V_perm(c, n, ip.get());
   return LS_OK;
 }

@@ -4,6 +4,7 @@
 
 namespace tabfit {
 
+/// rn may be null here.
 template <class Real>
 int Ls(Real** A, int m, int n, Real* rn) noexcept;
 

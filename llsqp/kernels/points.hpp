@@ -94,7 +94,7 @@ struct SplinePieces {
 };
 
 /// The kernels that read and write elements of one type. Arrays of elements are read and written up to
-/// `count`, at most point_block, only. The result of a point in doubt is not written.
+/// `count`, at most point_block, only. What is written for a point in doubt is not to be used.
 template <class Real>
 struct PointKernels {
   /// u[i] = map(v[i]), offset 1, rounded to double; and in place, offset 0, rounded to Real. Returned: the
@@ -102,7 +102,7 @@ struct PointKernels {
   PointSet (*map)(const Real* v, int count, const PointMapping& map, double* u) noexcept;
   PointSet (*map_elements)(Real* v, int count, const PointMapping& map) noexcept;
 
-  /// v[i] = hw v[i] + cm, fused, rounded to Real.
+  /// v[i] = hw v[i] + cm, fused, rounded to Real; for any count.
   void (*map_back)(Real* v, int count, const PointMapping& map) noexcept;
 
   /// out[i] = s[i] / unit, rounded to Real. Returned: the points in doubt.

@@ -332,6 +332,8 @@ PointSet find(const Real* x, int n, const Real* t, int count, std::int32_t* k,
     const int end = i + width < count ? i + width : count;
     last = k[end - 1] < n - 1 ? k[end - 1] : 0;
   }
+  // What reads nodes by these indices reads those of whole vectors.
+  for (int lane = count; lane % Lanes::width != 0; ++lane) k[lane] = 0;
   return outside & (count < point_block ? (PointSet{1} << count) - 1 : ~PointSet{0});
 }
 
