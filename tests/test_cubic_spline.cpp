@@ -10,6 +10,7 @@
 
 #include "tests/reference/cubic_spline.hpp"
 #include "tests/support/bits.hpp"
+#include "tests/support/fenced.hpp"
 #include "tests/support/guarded.hpp"
 #include "tests/support/plain_search.hpp"
 #include "tests/support/random.hpp"
@@ -953,14 +954,75 @@ TWIN_TEST(Intspl3tab, DoesNotLetOneBlockOfPointsChangeTheNext) {
       }
 }
 
+TWIN_TEST(Intspl3tab, TakesNodesEndsAndSlackAnywhereAmongItsPoints) {
+  Random random(20240711);
+  for (int m = 1; m <= 200; ++m)
+    for (const Points kind : {Points::random, Points::sorted, Points::runs}) {
+      const int n = random.chance(4) ? 2 : random.integer(3, 20);
+      const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tolerance_of<Real>);
+      const std::vector<Real> y = random_ordinates<Real>(random, n);
+      ASSERT_EQ(expect_as_point_by_point(x, y, scattered_points(random, m, x, kind, tolerance_of<Real>),
+                                         random.integer(0, all_outputs)),
+                AX_INTSPL3TAB_OK);
+      ASSERT_FALSE(testing::Test::HasFailure()) << "n = " << n << ", m = " << m;
+    }
+}
+
+TWIN_TEST(Intspl3tab, EndsAtTheFirstRefusedPointAnywhereInALongTable) {
+  Random random(20240712);
+  constexpr double tol = tolerance_of<Real>;
+  for (const int m : {64, 65, 128, 150, 200})
+    for (int position = 0; position < m; ++position) {
+      const int n = random.integer(2, 12);
+      const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tol);
+      const std::vector<Real> y = random_ordinates<Real>(random, n);
+      const Real refused[] = {static_cast<Real>(x.front() - 2 * tol),
+                              static_cast<Real>(x.back() + 2 * tol), nan_of<Real>, inf_of<Real>,
+                              -inf_of<Real>};
+      std::vector<Real> u = scattered_points(random, m, x, Points::random, tolerance_of<Real>);
+      for (const int at : {position, random.integer(position, m - 1)})
+        u[static_cast<std::size_t>(at)] = refused[random.integer(0, 4)];
+      ASSERT_EQ(expect_as_point_by_point(x, y, u, random.integer(0, all_outputs)),
+                AX_INTSPL3TAB_OUT_OF_RANGE);
+      ASSERT_FALSE(testing::Test::HasFailure()) << "m = " << m << ", position " << position;
+    }
+}
+
+TWIN_TEST(Intspl3tab, TouchesNothingBesideItsArrays) {
+  Random random(20240713);
+  Fenced<Real> nodes(20), table(80), points(200), out(200);
+  for (const Touching touching : {Touching::end, Touching::begin})
+    for (int m = 1; m <= 200; m += m < 70 ? 1 : 13)
+      for (int wanted = 0; wanted < 3; ++wanted) {
+        const int n = random.integer(2, 20);
+        const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tolerance_of<Real>);
+        const std::vector<Real> y = random_ordinates<Real>(random, n),
+                                u = scattered_points(random, m, x, Points::random, tolerance_of<Real>);
+        Real *own_x = nodes.lay(n, signal_of<Real>(), touching),
+             *C = table.lay(4 * n, signal_of<Real>(), touching),
+             *own_u = points.lay(m, signal_of<Real>(), touching);
+        std::copy(x.begin(), x.end(), own_x);
+        std::copy(y.begin(), y.end(), C);
+        std::copy(u.begin(), u.end(), own_u);
+        Real* into[3] = {};
+        into[wanted] = out.lay(m, Guarded<Real>::poison(), touching);
+        ASSERT_EQ(AX_intspl3tab(own_x, C, n, m, own_u, into[0], into[1], into[2]), AX_INTSPL3TAB_OK);
+        ASSERT_TRUE(table.zone_intact() && out.zone_intact()) << "n = " << n << ", m = " << m;
+        for (int j = 0; j < m; ++j) {
+          const At at = evaluate(own_x, C, n, u[static_cast<std::size_t>(j)]);
+          ASSERT_SAME(out[j], static_cast<Real>(wanted == 0 ? at.s : wanted == 1 ? at.s1 : at.s2));
+        }
+      }
+}
+
 TWIN_TEST(Intspl3tab, WritesAnyOneOutputOverItsOwnPoints) {
   Random random(20240709);
   const std::vector<Real> y = {1, -2, 0, 3, 1, 1};
-  for (int m = 1; m <= 40; ++m)
+  for (int m = 1; m <= 200; m += m < 70 ? 1 : 13)
     for (const Points kind : all_kinds_of_points)
       for (int over = 0; over < 3; ++over) {
         const std::vector<Real> x = random_nodes<Real>(random, 6, Nodes::ascending, tolerance_of<Real>);
-        std::vector<Real> u = random_points(random, m, x, kind, 0.9 * tolerance_of<Real>);
+        std::vector<Real> u = scattered_points(random, m, x, kind, tolerance_of<Real>);
         if (m % 3 == 0) u[static_cast<std::size_t>(m / 2)] = nan_of<Real>;
         // Apart: what is not written keeps what it held.
         std::vector<Real> apart[3] = {u, u, u};

@@ -1,4 +1,5 @@
 // tests/test_linear_interpolation.cpp - piecewise-linear interpolation at one abscissa and at many.
+#include <algorithm>
 #include <array>
 #include <cfloat>
 #include <cmath>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/bits.hpp"
+#include "tests/support/fenced.hpp"
 #include "tests/support/guarded.hpp"
 #include "tests/support/plain_search.hpp"
 #include "tests/support/random.hpp"
@@ -512,13 +514,69 @@ TWIN_TEST(Linttab, EqualsTheOnePointFunctionOnTheSameNodesAfterAnyExchange) {
   }
 }
 
+TWIN_TEST(Linttab, TakesNodesEndsAndSlackAnywhereAmongItsAbscissae) {
+  Random random(20240606);
+  for (int m = 1; m <= 200; ++m)
+    for (const Points kind : {Points::random, Points::sorted, Points::runs}) {
+      const int n = random.chance(4) ? 2 : random.integer(3, 20);
+      const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tolerance_of<Real>);
+      const std::vector<Real> y = random_ordinates<Real>(random, n);
+      ASSERT_EQ(
+          expect_as_point_by_point(x, y, scattered_points(random, m, x, kind, tolerance_of<Real>)),
+          AX_LINTTAB_OK);
+      ASSERT_FALSE(testing::Test::HasFailure()) << "n = " << n << ", m = " << m;
+    }
+}
+
+TWIN_TEST(Linttab, EndsAtTheFirstRefusedAbscissaAnywhereInALongTable) {
+  Random random(20240607);
+  constexpr double tol = tolerance_of<Real>;
+  for (const int m : {64, 65, 128, 150, 200})
+    for (int position = 0; position < m; ++position) {
+      const int n = random.integer(2, 12);
+      const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tol);
+      const std::vector<Real> y = random_ordinates<Real>(random, n);
+      const Real refused[] = {static_cast<Real>(x.front() - 2 * tol),
+                              static_cast<Real>(x.back() + 2 * tol), nan_of<Real>, inf_of<Real>,
+                              -inf_of<Real>};
+      std::vector<Real> t = scattered_points(random, m, x, Points::random, tolerance_of<Real>);
+      for (const int at : {position, random.integer(position, m - 1)})
+        t[static_cast<std::size_t>(at)] = refused[random.integer(0, 4)];
+      ASSERT_EQ(expect_as_point_by_point(x, y, t), AX_LINTTAB_NO_INTERVAL);
+      ASSERT_FALSE(testing::Test::HasFailure()) << "m = " << m << ", position " << position;
+    }
+}
+
+TWIN_TEST(Linttab, TouchesNothingBesideItsArrays) {
+  Random random(20240608);
+  Fenced<Real> nodes(20), ordinates(20), points(200), out(200);
+  for (const Touching touching : {Touching::end, Touching::begin})
+    for (int m = 1; m <= 200; m += m < 70 ? 1 : 13) {
+      const int n = random.integer(2, 20);
+      const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tolerance_of<Real>);
+      const std::vector<Real> y = random_ordinates<Real>(random, n),
+                              t = scattered_points(random, m, x, Points::random, tolerance_of<Real>);
+      const auto lay = [touching](Fenced<Real>& array, const std::vector<Real>& from) {
+        Real* data = array.lay(static_cast<int>(from.size()), signal_of<Real>(), touching);
+        std::copy(from.begin(), from.end(), data);
+        return data;
+      };
+      out.lay(m, Guarded<Real>::poison(), touching);
+      ASSERT_EQ(AX_linttab(n, lay(nodes, x), lay(ordinates, y), m, lay(points, t), out.data()),
+                AX_LINTTAB_OK);
+      ASSERT_TRUE(out.zone_intact()) << "n = " << n << ", m = " << m;
+      for (int j = 0; j < m; ++j)
+        ASSERT_SAME(out[j], static_cast<Real>(lintval(x, y, t[static_cast<std::size_t>(j)]).value));
+    }
+}
+
 TWIN_TEST(Linttab, WritesOverItsOwnAbscissae) {
   Random random(20240605);
-  for (int m = 1; m <= 60; ++m)
+  for (int m = 1; m <= 200; ++m)
     for (const Points kind : all_kinds_of_points) {
       const std::vector<Real> x = random_nodes<Real>(random, 6, Nodes::ascending, tolerance_of<Real>);
       const std::vector<Real> y = random_ordinates<Real>(random, 6);
-      std::vector<Real> t = random_points(random, m, x, kind, 0.9 * tolerance_of<Real>);
+      std::vector<Real> t = scattered_points(random, m, x, kind, tolerance_of<Real>);
       if (m % 3 == 0) t[static_cast<std::size_t>(m / 2)] = nan_of<Real>;
       std::vector<Real> apart = t;  // what is not written must keep the abscissa
       const int status = AX_linttab(6, x.data(), y.data(), m, t.data(), apart.data());

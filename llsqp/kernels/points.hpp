@@ -123,8 +123,8 @@ struct PointKernels {
   PointSet (*find)(const Real* x, int n, const Real* t, int count, std::int32_t* k,
                    std::int32_t& last) noexcept;
 
-  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i], (t - x[k]) slope + y[k], rounded
-  /// to double, then to Real. Returned: the points in doubt.
+  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i] between them, (t - x[k]) slope +
+  /// y[k], rounded to double, then to Real. Returned: the points in doubt.
   PointSet (*line)(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
                    Real* out) noexcept;
 

@@ -118,3 +118,23 @@ std::vector<Real> random_points(Random& random, int m, const std::vector<Real>& 
   if (kind == Points::reversed) std::reverse(t.begin(), t.end());
   return t;
 }
+
+/// m points on the nodes x, of one kind but for some on nodes, beside them and in the slack: here and there,
+/// and in one run.
+template <class Real>
+std::vector<Real> scattered_points(Random& random, int m, const std::vector<Real>& x, Points kind,
+                                   double tol) {
+  std::vector<Real> t = random_points(random, m, x, kind, tol);
+  const std::vector<Real> odd = random_points(random, m, x, Points::edges, 0.9 * tol);
+  const int first = random.integer(0, m - 1), length = random.chance(3) ? random.integer(1, 150) : 0;
+  const bool slack = random.chance(2), left = random.chance(2);
+  for (int j = 0; j < m; ++j) {
+    const bool in_run = j >= first && j < first + length;
+    Real& point = t[static_cast<std::size_t>(j)];
+    if (in_run && slack)
+      point = static_cast<Real>(left ? x.front() - 0.5 * tol : x.back() + 0.5 * tol);
+    else if (in_run || random.chance(12))
+      point = odd[static_cast<std::size_t>(j)];
+  }
+  return t;
+}
