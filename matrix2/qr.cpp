@@ -85,13 +85,15 @@ class Columns {
     }
   }
 
-  void exchange(int l, int c) noexcept { E_swap(t_ + l, t_ + c); }
+  void exchange(int l, int c) noexcept {
+    if (l > 0) E_swap(t_ + l, t_ + c);
+  }
 
   void take(int l) noexcept { apply(l, l); }
 
   void exchange_rows(int l, int r) noexcept {
     M_swap(A_, l + 1, end_ - 1, l, r);
-    E_swap(u_ + l, u_ + r);
+    if (l > 0) E_swap(u_ + l, u_ + r);
   }
 
   void reflect(int l, double beta, int j0) noexcept {
@@ -117,7 +119,7 @@ class Columns {
   int m_, n_, end_;
   double *t_, *s_;     // multipliers and sums of the columns
   double *u_, *next_;  // the reflector that waits, and the next one
-  int last_from_ = 0;  // columns with that reflection; 0 before the first
+  int last_from_ = 0;  // the columns from it on have that reflection; 0 before the first
 };
 
 /// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.

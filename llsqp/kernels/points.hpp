@@ -98,7 +98,7 @@ struct SplinePieces {
 template <class Real>
 struct PointKernels {
   /// u[i] = map(v[i]), offset 1, rounded to double; and in place, offset 0, rounded to Real. Returned: the
-  /// points in doubt.
+  /// points in doubt, which in place are left as they are.
   PointSet (*map)(const Real* v, int count, const PointMapping& map, double* u) noexcept;
   PointSet (*map_elements)(Real* v, int count, const PointMapping& map) noexcept;
 

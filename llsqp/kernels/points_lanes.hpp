@@ -17,7 +17,7 @@ constexpr double unit = 0x1p-64;
 inline Sum of(Pair a) { return {Lanes::of(a.high), Lanes::of(a.low)}; }
 
 /// Puts x into those of the first `left` lanes in which all values within the bound around x are stored
-/// as one, and returns the others. Numbers of either sign that are stored as zeros are not one.
+/// as one, and returns the others. Zero is not one where some of them are negative and others not.
 template <class Real>
 inline unsigned put_within(Sum x, Lanes bound, Real* p, int left) {
   const Lanes lowest = x.high + (x.low - bound), highest = x.high + (x.low + bound),
