@@ -120,12 +120,11 @@ int AX_polapxval(int p, const Real* a, int k, Real* v, Real* s, Real* s1, Real* 
       for_points(kernel.divide(sums, count, unit, out + i0),
                  [&](int i) { out[i0 + i] = store<Real>(sums[i] / unit); });
     };
-    if constexpr (is_double<Real>) {
-      kernel.chebyshev(p, t, count, width, T.get(), s ? a : nullptr, s + i0);
-    } else {
-      kernel.chebyshev(p, t, count, width, T.get(), s ? a : nullptr, sums);
-      if (s) std::transform(sums, sums + count, s + i0, store<Real, double>);
-    }
+    double* values = sums;
+    if constexpr (is_double<Real>)
+      if (s) values = s + i0;
+    kernel.chebyshev(p, t, count, width, T.get(), s ? a : nullptr, values);
+    if (s && values == sums) std::transform(sums, sums + count, s + i0, store<Real, double>);
     if (T1) kernel.chebyshev_derivatives(p, T.get(), count, width, T1.get(), s1 ? a : nullptr, sums);
     if (s1) put(s1, map.hw);
     if (T2) kernel.chebyshev_derivatives(p, T1.get(), count, width, T2.get(), a, sums);

@@ -57,8 +57,7 @@ void spline_design(Real* const* T, int n, int m, const Real* x, const PointMappi
     const PointSet outside = locate_block(grid, 0.0, count, u, at);
 
     // A block with a row that stays as it is is evaluated point by point.
-    const PointSet weighed = points().weigh(grid, count, at);
-    const PointSet always = outside ? first_points(count) & ~outside : weighed;
+    const PointSet always = outside ? first_points(count) & ~outside : points().weigh(grid, count, at);
     PointSet prepared = 0;
     for (int j = 0; j <= n + 3; ++j) {
       PointSet doubts = always;
