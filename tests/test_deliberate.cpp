@@ -3,8 +3,9 @@
 #include <limits>
 #include <vector>
 
-#include "llsqp/kernels/search.hpp"
-#include "llsqp/kernels/vector.hpp"
+#include "kernels/scalar/search.hpp"
+#include "kernels/scalar/vector.hpp"
+#include "kernels/sums/magnitude.hpp"
 #include "tests/support/allocation_probe.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/guarded.hpp"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "llsqp/kernels/dot.hpp"
+#include "kernels/sums/dot.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"

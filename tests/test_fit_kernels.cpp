@@ -8,7 +8,7 @@
 
 #include "appx/chebyshev.hpp"
 #include "appx/spline_basis.hpp"
-#include "llsqp/kernels/points.hpp"
+#include "kernels/points/points.hpp"
 #include "tests/reference/spline_basis.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"

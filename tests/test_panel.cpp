@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "llsqp/kernels/panel.hpp"
+#include "kernels/sums/panel.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "llsqp/kernels/points.hpp"
-#include "llsqp/kernels/search.hpp"
+#include "kernels/points/points.hpp"
+#include "kernels/scalar/search.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"

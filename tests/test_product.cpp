@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "llsqp/kernels/product.hpp"
+#include "kernels/sums/product.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"

@@ -1,5 +1,5 @@
 // tests/test_search.cpp - interval search in a node table, position of a value in an index vector.
-#include "llsqp/kernels/search.hpp"
+#include "kernels/scalar/search.hpp"
 
 #include <array>
 #include <cmath>

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "llsqp/kernels/dot.hpp"
-#include "llsqp/kernels/scratch.hpp"
-#include "llsqp/kernels/tile.hpp"
-#include "llsqp/kernels/vector.hpp"
+#include "kernels/scalar/scratch.hpp"
+#include "kernels/scalar/tile.hpp"
+#include "kernels/scalar/vector.hpp"
+#include "kernels/sums/dot.hpp"
+#include "kernels/sums/magnitude.hpp"
 #include "tests/support/fenced.hpp"
 #include "tests/support/table.hpp"
 #include "tests/support/twin_test.hpp"

@@ -15,7 +15,7 @@ if blocks != [(ROOT / "examples/interpolate_table.c").read_text()]:
 
 sources = [
     path.relative_to(ROOT).as_posix()
-    for folder in ["include", "llsqp", "matrix1", "matrix2", "lin", "appx"]
+    for folder in ["include", "src"]
     for path in (ROOT / folder).rglob("*")
     if path.suffix in (".h", ".hpp", ".cpp")
 ]
@@ -24,7 +24,7 @@ if not sources:
 for name in sources:
     if f"`{name}`" not in readme:
         problems.append(f"{name} has no line")
-for name in re.findall(r"^\| `((?:include|llsqp|matrix1|matrix2|lin|appx)/[^`]+)`", readme, re.MULTILINE):
+for name in re.findall(r"^\| `((?:include|src)/[^`]+\.[ch](?:pp)?)`", readme, re.MULTILINE):
     if name not in sources:
         problems.append(f"{name} has a line and does not exist")
 for link in re.findall(r"\]\(([^)#:]+)\)", readme):

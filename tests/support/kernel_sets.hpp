@@ -7,8 +7,8 @@
 #include <ostream>
 #include <string>
 
-#include "llsqp/kernels/panel.hpp"
-#include "llsqp/kernels/points.hpp"
+#include "kernels/points/points.hpp"
+#include "kernels/sums/panel.hpp"
 
 /// What an instruction set is called, and whether this processor has it.
 struct InstructionSet {

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "llsqp/kernels/points.hpp"
+#include "kernels/points/points.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"

@@ -1,8 +1,0 @@
-// llsqp/kernels/panel_avx512.cpp - the panel kernels for processors with AVX-512.
-#include "llsqp/kernels/panel_lanes.hpp"
-
-namespace tabfit {
-
-const Kernels* avx512_kernels() noexcept { return &lane_kernels; }
-
-}  // namespace tabfit

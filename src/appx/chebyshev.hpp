@@ -1,0 +1,45 @@
+// appx/chebyshev.hpp - Chebyshev polynomials T[0..p] and their derivatives at one point.
+#pragma once
+
+#include "kernels/points/points.hpp"
+#include "kernels/scalar/arithmetic.hpp"
+
+#include <cmath>
+
+namespace tabfit {
+
+/// |t| up to which a point counts as one of the reference interval -1..1. The same for both twins.
+inline constexpr double chebyshev_band = 1.00002;
+
+inline bool outside_chebyshev_band(double t) noexcept { return std::abs(t) > chebyshev_band; }
+
+inline double clamp_to_reference(double t) noexcept {
+  if (t > 1.0) t = 1.0;
+  if (t < -1.0) t = -1.0;
+  return t;
+}
+
+/// The derivative rule for one k: k times the sum over j = k-1, k-3, ..., of w c[j], w = 1 for j = 0 and
+/// 2 otherwise; 0 for k = 0. Summed ascending.
+template <class Real>
+double P_chebder(int k, const Real* c) noexcept {
+  double sum = 0.0;
+  for (int j = (k + 1) % 2; j < k; j += 2) sum = mul_add(j == 0 ? 1.0 : 2.0, c[j], sum);
+  return k * sum;
+}
+
+/// T[0..p] at t, and at least T[0..1]; T1, T2 first and second derivatives, or null; T2 only with T1.
+/// 0, or 1 if |t| is beyond the band or p < 0, with nothing written.
+template <class Real>
+int P_cheb(int p, double t, Real* T, Real* T1, Real* T2) noexcept {
+  if (outside_chebyshev_band(t) || p < 0) return 1;
+  t = clamp_to_reference(t);
+  const auto& kernel = points().of<Real>();
+  constexpr const Real* none = nullptr;
+  kernel.chebyshev(p, &t, 1, 1, T, none, nullptr);
+  if (T1) kernel.chebyshev_derivatives(p, T, 1, 1, T1, none, nullptr);
+  if (T2) kernel.chebyshev_derivatives(p, T1, 1, 1, T2, none, nullptr);
+  return 0;
+}
+
+}  // namespace tabfit

@@ -1,0 +1,36 @@
+// appx/residuals.hpp - how well a fit meets its data.
+#pragma once
+
+#include "kernels/scalar/arithmetic.hpp"
+#include "kernels/sums/dot.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tabfit {
+
+/// The absolute residuals of a fit: their sum of squares and the greatest.
+struct Residuals {
+  double sum = 0.0, greatest = 0.0;
+
+  /// Takes |values[i] - y[i]| into account, i ascending; it becomes the greatest if exceeds(it, the
+  /// greatest so far).
+  template <class Value, class Real, class Exceeds>
+  void add(const Value* values, const Real* y, int n, Exceeds exceeds) noexcept {
+    constexpr int block = 64;
+    double r[block];
+    for (int i0 = 0, count = 0; i0 < n; i0 += count) {
+      count = std::min(block, n - i0);
+      for (int i = 0; i < count; ++i) r[i] = std::abs(double(values[i0 + i]) - y[i0 + i]);
+      bool any = false;  // seldom, after the first ones
+      for (int i = 0; i < count; ++i) any |= exceeds(r[i], greatest);
+      if (any)
+        for (int i = 0; i < count; ++i)
+          if (exceeds(r[i], greatest)) greatest = r[i];
+      sum = V_addsq(r, count, sum);
+    }
+  }
+  double rms(int m) const noexcept { return store<double>(std::sqrt(Wide(sum) / m)); }
+};
+
+}  // namespace tabfit

@@ -1,0 +1,32 @@
+// appx/spline_fit.hpp - what the fits in the space of the spline basis share: the mapping of the data
+// onto the reference interval, the design matrix, the evaluation of a fit.
+#pragma once
+
+#include "kernels/points/points.hpp"
+#include "kernels/scalar/arithmetic.hpp"
+
+namespace tabfit {
+
+/// u = (v - cm) / hw + 1: the data range onto 0..2.
+template <class Real>
+PointMapping spline_mapping(const Real* x, int m) noexcept {
+  const double cm = store<double>((Wide(x[0]) + x[m - 1]) * Wide(0.5));
+  return {cm, cm - x[0], 1.0};
+}
+
+/// Columns 0..n+3 of the design, m rows each: the basis functions at the mapped abscissae. The first
+/// abscissa is moved up onto 0, the last one down onto 2; a row that still lies outside stays as it is.
+template <class Real>
+void spline_design(Real* const* T, int n, int m, const Real* x, const PointMapping& map,
+                   Real* const* design) noexcept;
+
+/// Fits a spline to m points; tabfit/approximation.h says how.
+template <class Real>
+int AX_apxcoef(Real* const* T, int n, int m, const Real* x, const Real* y, Real* a) noexcept;
+
+/// Evaluates a fit at k points; tabfit/approximation.h says how.
+template <class Real>
+int AX_apxvals(Real* const* T, int n, const Real* a, int k, const Real* v, Real* s, Real* s1,
+               Real* s2) noexcept;
+
+}  // namespace tabfit

@@ -1,0 +1,50 @@
+// kernels/scalar/scratch.hpp - local owners of scratch memory, one for each allocator.
+//
+// An operation takes scratch from the allocator that its declaration names and never mixes two for one
+// block. Locals die newest first, which is the order of release that the library promises.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace tabfit {
+
+struct CRelease {
+  void operator()(void* block) const noexcept { std::free(block); }
+};
+
+/// From calloc or malloc, released with free.
+template <class T>
+using CArray = std::unique_ptr<T[], CRelease>;
+
+/// From new[], released with delete[].
+template <class T>
+using NewArray = std::unique_ptr<T[]>;
+
+/// A count as a number of elements; a negative one asks for none.
+inline std::size_t elements(std::ptrdiff_t n) noexcept {
+  return n > 0 ? static_cast<std::size_t>(n) : 0;
+}
+
+/// n zeroed elements from calloc. Null if they cannot be had, or n < 0.
+template <class T>
+CArray<T> c_array(std::ptrdiff_t n) noexcept {
+  return CArray<T>(n < 0 ? nullptr : static_cast<T*>(std::calloc(elements(n), sizeof(T))));
+}
+
+/// n elements from malloc. Null if they cannot be had.
+template <class T>
+CArray<T> malloc_array(std::ptrdiff_t n) noexcept {
+  return CArray<T>(static_cast<T*>(std::malloc(elements(n) * sizeof(T))));
+}
+
+/// n elements from new[]. Null if they cannot be had: a negative count must not reach the operator,
+/// whose non-throwing form throws for it.
+template <class T>
+NewArray<T> new_array(std::ptrdiff_t n) noexcept {
+  return NewArray<T>(new (std::nothrow) T[elements(n)]);
+}
+
+}  // namespace tabfit

@@ -1,0 +1,148 @@
+// kernels/scalar/vector.hpp - exchange, fill, copy, shift, reorder, search for the greatest: arrays of
+// elements (V_, E_ for one element), of int (I_) and of column pointers (P_).
+//
+// A length of 0 or less does nothing, unless a comment says otherwise. Scalars are double for both
+// element types.
+#pragma once
+
+#include "kernels/scalar/arithmetic.hpp"
+#include "kernels/scalar/search.hpp"
+
+#include <cstddef>
+#include <utility>
+
+namespace tabfit {
+
+// -- exchange ---------------------------------------------------------------------------------------
+
+template <class Real>
+void E_swap(Real* a, Real* b) noexcept {
+  std::swap(*a, *b);
+}
+
+inline void I_swap(int* a, int* b) noexcept { std::swap(*a, *b); }
+
+template <class Real>
+void P_swap(Real** a, Real** b) noexcept {
+  std::swap(*a, *b);
+}
+
+/// x and y exchange their contents; they are the same array or do not overlap.
+template <class Real>
+void V_swap(Real* x, Real* y, int n) noexcept {
+  for (int i = 0; i < n; ++i) E_swap(x + i, y + i);
+}
+
+// -- fill, negate, copy -----------------------------------------------------------------------------
+
+template <class Real>
+void V_fill(Real* x, int n, double value) noexcept {
+  const Real v = store<Real>(value);
+  for (int i = 0; i < n; ++i) x[i] = v;
+}
+
+/// x = -x: the sign is flipped, that of a zero too.
+template <class Real>
+void V_neg(Real* x, int n) noexcept {
+  for (int i = 0; i < n; ++i) x[i] = -x[i];
+}
+
+/// dst = src, as if element by element, ascending: dst may begin inside src only below it.
+template <class Real>
+void V_copy(const Real* src, Real* dst, int n) noexcept {
+  for (int i = 0; i < n; ++i) dst[i] = src[i];
+}
+
+template <class Real>
+void P_copy(Real* const* src, Real** dst, int n) noexcept {
+  for (int i = 0; i < n; ++i) dst[i] = src[i];
+}
+
+// -- search for the greatest ------------------------------------------------------------------------
+
+/// Index of the first greatest element; NaN never wins, and nothing wins over x[0] = NaN.
+/// 0 for n <= 0, with x[0] read all the same.
+template <class Real>
+int V_imax(const Real* x, int n) noexcept {
+  Real best = x[0];  // Deliberate: read before n is examined. Callers pass a readable element always.
+  int index = 0;
+  for (int i = 0; i < n; ++i)
+    if (x[i] > best) best = x[index = i];
+  return index;
+}
+
+// -- shift, reorder ---------------------------------------------------------------------------------
+
+/// Moves elements k places up (k > 0) or -k places down within x[0..n-1].
+template <class Element>
+void shift(Element* x, int n, int k) noexcept {
+  // Deliberate: the |k| places at the end that elements leave keep their old contents. The drop of a
+  // variable in the non-negative solver writes only those it needs.
+  const std::ptrdiff_t size = n, step = k;
+  if (step > 0)
+    for (std::ptrdiff_t i = size - 1; i >= step; --i) x[i] = x[i - step];
+  else
+    for (std::ptrdiff_t i = 0; i < size + step; ++i) x[i] = x[i - step];
+}
+
+inline void I_shift(int* x, int n, int k) noexcept { shift(x, n, k); }
+
+template <class Real>
+void V_shift(Real* x, int n, int k) noexcept {
+  shift(x, n, k);
+}
+
+template <class Real>
+void P_shift(Real** x, int n, int k) noexcept {
+  shift(x, n, k);
+}
+
+/// Moves element p to position idx[p] and leaves idx as 0, 1, ..., n-1. 0, or -1 if idx lacks one of
+/// 0..n-2; x and idx are then left as far as the exchanges had gone.
+template <class Element>
+int scatter(Element* x, int n, int* idx) noexcept {
+  // Deliberate: the last place is not searched, so a last index that is no index is accepted. Callers
+  // pass permutations with a free last entry.
+  for (int i = 0; i + 1 < n; ++i) {
+    const int j = I_find(i, idx + i, n - i);
+    if (j < 0) return -1;
+    std::swap(x[i], x[i + j]);
+    I_swap(idx + i, idx + i + j);
+  }
+  return 0;
+}
+
+template <class Real>
+int V_perm(Real* x, int n, int* idx) noexcept {
+  return scatter(x, n, idx);
+}
+
+template <class Real>
+int P_perm(Real** x, int n, int* idx) noexcept {
+  return scatter(x, n, idx);
+}
+
+// -- element by element -----------------------------------------------------------------------------
+
+/// z = y * x, y + x, x - y, or a x + b y for op 'l'; any other op leaves z untouched. z may be x or y.
+template <class Real>
+void V_op(const Real* x, const Real* y, Real* z, int n, char op, double a = 0.0,
+          double b = 0.0) noexcept {
+  const auto each = [=](auto f) {
+    for (int i = 0; i < n; ++i) z[i] = store<Real>(f(double(x[i]), double(y[i])));
+  };
+  switch (op) {
+    case '*':
+      return each([](double xi, double yi) { return yi * xi; });
+    case '+':
+      return each([](double xi, double yi) { return yi + xi; });
+    case '-':
+      return each([](double xi, double yi) { return xi - yi; });
+    case 'l':
+      return each([=](double xi, double yi) { return mul_add(b, yi, a * xi); });
+    default:
+      return;
+  }
+}
+
+}  // namespace tabfit

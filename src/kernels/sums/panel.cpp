@@ -1,0 +1,162 @@
+// kernels/sums/panel.cpp - the kernels as plain loops, and the choice among all.
+#include "kernels/sums/panel.hpp"
+
+#include "kernels/lanes/choice.hpp"
+#include "kernels/scalar/arithmetic.hpp"
+
+#include <cmath>
+
+namespace tabfit {
+namespace {
+
+template <class Real>
+void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                double* out) noexcept {
+  for (int t = 0; t < terms; ++t, out += width) {
+    for (int r = 0; r < count; ++r) out[r] = lines[t][line + r];
+  }
+}
+
+template <class Real>
+void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
+                double* out) noexcept {
+  for (int r = 0; r < (count + 7) / 8 * 8; ++r)
+    for (int t = 0; t < terms; ++t) out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
+}
+
+template <class Real>
+void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
+          double* sums) noexcept {
+  for (int c = 0; c < count; ++c) {
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) sum = mul_add(columns[c][row + i], x[i], sum);
+    sums[c] = sum;
+  }
+}
+
+template <class Real>
+void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
+           double* sums) noexcept {
+  for (int r = 0; r < rows; ++r) sums[r] = 0.0;
+  for (int t = 0; t < terms; ++t)
+    for (int r = 0; r < rows; ++r) sums[r] = mul_add(columns[t][row + r], x[t], sums[r]);
+}
+
+template <class Real>
+void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
+              bool subtract, const int* band, double* sums) noexcept {
+  for (int t = 0; t < terms; ++t, X += lanes) {
+    const double factor = subtract ? -double(columns[t][row]) : double(columns[t][row]);
+    for (int v = 0; v < lanes; ++v)
+      if (!band || v >= *band + t) sums[v] = mul_add(factor, X[v], sums[v]);
+  }
+}
+
+template <class Real>
+void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
+             const double* const* u, const double* const* t, bool keep, const double* next,
+             double* s) noexcept {
+  for (int p = 0; p < panels; ++p, Y += panel_size)
+    for (int c = 0; c < 8; ++c) {
+      double sum = 0.0;
+      for (int i = 0; i < rows; ++i) {
+        Real y = Y[8 * std::ptrdiff_t(i) + c];
+        for (int q = 0; q < waiting; ++q) y = store<Real>(mul_add(t[q][8 * p + c], u[q][i], y));
+        if (keep) Y[8 * std::ptrdiff_t(i) + c] = y;
+        if (next) sum = mul_add(y, next[i], sum);
+      }
+      if (next) s[8 * p + c] = sum;
+    }
+}
+
+template <class Real>
+void axpy(double t, const Real* u, Real* y, int n) noexcept {
+  for (int i = 0; i < n; ++i) y[i] = store<Real>(mul_add(t, u[i], y[i]));
+}
+
+template <class Real>
+int greatest(const Real* x, int n) noexcept {
+  int place = -1;
+  Real best = -1;
+  for (int i = 0; i < n; ++i)
+    if (std::abs(x[i]) > best) best = std::abs(x[place = i]);
+  return place;
+}
+
+template <class Real>
+void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
+  for (int p = 0; p < panels; ++p, Y += panel_size)
+    for (int c = 0; c < 8; ++c) {
+      double sum = 0.0;
+      for (int i = 0; i < rows; ++i) {
+        const Real y = Y[8 * std::ptrdiff_t(i) + c];
+        sum = mul_add(y, y, sum);
+      }
+      s[8 * p + c] = sum;
+    }
+}
+
+template <class Real>
+void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int rows, const double* u,
+                      const double* t, const double* next, double* s) noexcept {
+  for (int c = 0; c < count; ++c) {
+    Real* y = columns[c] + row;
+    double sum = 0.0;
+    for (int i = 0; i < rows; ++i) {
+      if (u) y[i] = store<Real>(mul_add(t[c], u[i], y[i]));
+      sum = mul_add(y[i], next[i], sum);
+    }
+    s[c] = sum;
+  }
+}
+
+template <class Real>
+void column_squares(Real* const* columns, int count, int rows, double* s) noexcept {
+  for (int c = 0; c < count; ++c) {
+    double sum = 0.0;
+    for (int i = 0; i < rows; ++i) sum = mul_add(columns[c][i], columns[c][i], sum);
+    s[c] = sum;
+  }
+}
+
+template <class Real>
+void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
+  for (int c = 0; c < x.columns; ++c)
+    for (int r = 0; r < (x.level ? x.rows : x.height[c]); ++r) {
+      double sum = x.from_zero ? 0.0 : x.sums[c][r];
+      for (int t = x.first; t < x.end; ++t)
+        if (!mask || ((mask[t - x.first].columns >> c & 1) && (mask[t - x.first].rows >> r & 1)))
+          sum = mul_add(x.P[t][x.row + r], x.Q[c][t * x.step], sum);
+      x.sums[c][r] = sum;
+    }
+}
+
+template <class Real>
+void tile(const Tile<Real>& x) noexcept {
+  masked_tile(x, nullptr);
+}
+
+void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
+  for (int t = 0; t < terms; ++t, X += lanes)
+    for (int v = 0; v < lanes; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
+}
+
+}  // namespace
+
+const Kernels plain_kernels = {
+    add_lanes,
+    {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
+     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>,
+     reflect_in_place<float>, column_squares<float>},
+    {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
+     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>,
+     reflect_in_place<double>, column_squares<double>},
+};
+
+#if !defined(TABFIT_X86_KERNELS)
+const Kernels* avx2_kernels() noexcept { return nullptr; }
+const Kernels* avx512_kernels() noexcept { return nullptr; }
+#endif
+const Kernels& kernels() noexcept { return widest(plain_kernels, avx2_kernels(), avx512_kernels()); }
+
+}  // namespace tabfit

@@ -1,0 +1,23 @@
+// matrix1/in_place.hpp - the pattern of the products that overwrite an operand column by column.
+#pragma once
+
+#include "kernels/scalar/vector.hpp"
+
+namespace tabfit {
+
+/// Status of the in-place products that report.
+inline constexpr int in_place_done = 0, in_place_no_memory = 1;
+
+/// B[k] := form(k) for k = 0..columns-1. A result column depends on the whole column that it replaces,
+/// so it is formed in the scratch, form(k, scratch), and then copied.
+template <class Real, class Scratch, class Form>
+int replace_columns(Real* const* B, int rows, int columns, const Scratch& scratch, Form form) noexcept {
+  if (!scratch) return in_place_no_memory;
+  for (int k = 0; k < columns; ++k) {
+    form(k, scratch.get());
+    V_copy(scratch.get(), B[k], rows);
+  }
+  return in_place_done;
+}
+
+}  // namespace tabfit

@@ -1,0 +1,392 @@
+// matrix2/qr.cpp - QR decomposition with column pivoting and row interchange, and the square solve on
+// it.
+#include "tabfit/matrix.h"
+
+#include "kernels/scalar/arithmetic.hpp"
+#include "kernels/scalar/scratch.hpp"
+#include "kernels/scalar/tolerance.hpp"
+#include "kernels/scalar/vector.hpp"
+#include "kernels/sums/dot.hpp"
+#include "kernels/sums/magnitude.hpp"
+#include "kernels/sums/panel.hpp"
+
+#include "matrix1/elementary.hpp"
+#include "matrix1/triangular_inverse.hpp"
+#include "matrix2/qr.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+
+namespace tabfit {
+namespace {
+
+// What is not yet reduced of a table of n + k columns, in three forms with the same operations. Positions
+// are those of the columns in the table; the owner exchanges the table's pointers.
+//
+//   norms(h)              h[j] = squared norm of matrix column j
+//   finish_row(i, h)      row i of the matrix columns behind position i is final: h[j] loses its square
+//   exchange(l, c)        columns l and c have changed places in the table
+//   take(l)               column l, updated from row l on, is in the table from now on
+//   exchange_rows(l, r)   in all columns behind position l
+//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
+//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows l..m-1
+
+/// In the table itself, one column after the other, without scratch.
+template <class Real>
+class InPlace {
+ public:
+  InPlace(Real** A, int m, int n, int k) noexcept : A_(A), m_(m), n_(n), end_(n + k) {}
+
+  void norms(double* h) noexcept {
+    for (int j = 0; j < n_; ++j) h[j] = V_sumsq(A_[j], m_);
+  }
+  void finish_row(int i, double* h) noexcept {
+    for (int j = i + 1; j < n_; ++j) h[j] = mul_add(-A_[j][i], A_[j][i], h[j]);
+  }
+  void exchange(int, int) noexcept {}
+  void take(int) noexcept {}
+  void exchange_rows(int l, int r) noexcept { M_swap(A_, l + 1, end_ - 1, l, r); }
+  void reflect(int l, double beta, int j0) noexcept {
+    const Real* u = A_[l] + l;
+    for (int j = j0; j < end_; ++j) V_axpy(-V_dot(A_[j] + l, u, m_ - l) / beta, u, A_[j] + l, m_ - l);
+  }
+  void give_back(int, int) noexcept {}
+
+ private:
+  Real** A_;
+  int m_, n_, end_;
+};
+
+/// In the table itself; a reflection waits for the pass that forms the sums of the next one.
+///
+/// Why:       a pass over the columns is what costs. What the next step looks at is brought up to date
+///            before it: row l and the pivot column.
+/// Invariant: rows l..m-1 of the columns from last_from_ on still miss the reflection with u_ and t_, if
+///            one is waiting.
+template <class Real>
+class Columns {
+ public:
+  /// Doubles of scratch.
+  static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
+    return 2 * (std::ptrdiff_t(m) + columns);
+  }
+
+  Columns(Real** A, int m, int n, int k, double* scratch) noexcept
+      : A_(A), m_(m), n_(n), end_(n + k), t_(scratch), s_(t_ + end_), u_(s_ + end_), next_(u_ + m) {}
+
+  void norms(double* h) noexcept { kernel_.column_squares(A_, n_, m_, h); }
+
+  void finish_row(int i, double* h) noexcept {
+    for (int j = i + 1; j < end_; ++j) {
+      if (j >= last_from_) A_[j][i] = store<Real>(mul_add(t_[j], u_[i], A_[j][i]));
+      if (j < n_) h[j] = mul_add(-A_[j][i], A_[j][i], h[j]);
+    }
+  }
+
+  void exchange(int l, int c) noexcept {
+    if (l > 0) E_swap(t_ + l, t_ + c);
+  }
+
+  void take(int l) noexcept { apply(l, l); }
+
+  void exchange_rows(int l, int r) noexcept {
+    M_swap(A_, l + 1, end_ - 1, l, r);
+    if (l > 0) E_swap(u_ + l, u_ + r);
+  }
+
+  void reflect(int l, double beta, int j0) noexcept {
+    std::copy_n(A_[l] + l, m_ - l, next_ + l);
+    kernel_.reflect_in_place(A_ + l + 1, end_ - l - 1, l, m_ - l, l > 0 ? u_ + l : nullptr, t_ + l + 1,
+                             next_ + l, s_ + l + 1);
+    for (int j = j0; j < end_; ++j) t_[j] = -s_[j] / beta;
+    std::swap(u_, next_);
+    last_from_ = j0;
+  }
+
+  void give_back(int j0, int l) noexcept {
+    for (int j = std::max(j0, last_from_); j < end_; ++j) apply(j, l);
+  }
+
+ private:
+  void apply(int j, int l) noexcept {
+    if (last_from_ > 0) V_axpy(t_[j], u_ + l, A_[j] + l, m_ - l);
+  }
+
+  const ElementKernels<Real>& kernel_ = kernels().of<Real>();
+  Real** A_;
+  int m_, n_, end_;
+  double *t_, *s_;     // multipliers and sums of the columns
+  double *u_, *next_;  // the reflector that waits, and the next one
+  int last_from_ = 0;  // the columns from it on have that reflection; 0 before the first
+};
+
+/// Copied into row-major panels of eight columns, where the sums of a reflection run side by side.
+///
+/// Why:       a pass over the columns is what costs, most of all if it writes them. Reflections wait:
+///            the pass that forms the sums of the next one applies them, and keeps the result only when
+///            no more may wait. What the next step looks at is brought up to date before that: row l
+///            and the pivot column.
+/// Invariant: a column has a slot, eight a panel; one that leaves leaves it empty, and when a panel's
+///            worth is empty the columns of the last panel move there. Rows l..m-1 still miss the
+///            reflections with u_[q] and t_[q], q < waiting_; columns before `last_from_` never get the
+///            last of them.
+template <class Real>
+class Panels {
+ public:
+  /// Elements of scratch, in doubles, behind an address that is a multiple of 64.
+  static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
+    const std::ptrdiff_t padded = (columns + 7) / 8 * std::ptrdiff_t(8);
+    return padded * m * std::ptrdiff_t(sizeof(Real)) / 8 + (most_waiting + 1) * std::ptrdiff_t(m) +
+           (most_waiting + 2) * padded;
+  }
+
+  Panels(Real** A, int m, int n, int k, double* scratch) noexcept
+      : A_(A), m_(m), n_(n), end_(n + k), panels_((end_ + 7) / 8), panel_size_(8 * std::ptrdiff_t(m)) {
+    const std::ptrdiff_t padded = (end_ + 7) / 8 * std::ptrdiff_t(8);
+    // In the nearest cache, and where every application is rounded to float, applying a reflection
+    // again costs more than writing.
+    keep_at_ = !is_double<Real> || padded * m * std::ptrdiff_t(sizeof(Real)) <= near ? 1 : most_waiting;
+    for (double*& t : t_) t = std::exchange(scratch, scratch + padded);
+    s_ = std::exchange(scratch, scratch + padded);
+    Y_ = reinterpret_cast<Real*>(scratch);
+    scratch += padded * m * std::ptrdiff_t(sizeof(Real)) / 8;
+    for (double*& u : u_) u = std::exchange(scratch, scratch + m);
+    slot_ = reinterpret_cast<int*>(scratch);
+    column_ = slot_ + padded;
+    std::fill_n(t_[0], most_waiting * padded, 0.0);
+    for (int j = 0; j < padded; ++j) {
+      slot_[j] = j;
+      column_[j] = j < end_ ? j : nothing;
+    }
+    for (int j = 0; j < end_; j += 8) copy_in(j, std::min(8, end_ - j));
+  }
+
+  void norms(double* h) noexcept {
+    kernel_.squares(Y_, panel_size_, panels_, m_, s_);
+    std::copy_n(s_, n_, h);
+  }
+
+  void finish_row(int i, double* h) noexcept {
+    const double* u[most_waiting];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
+    kernel_.reflect(place(0, i), panel_size_, panels_, 1, waiting_, u, t_, true, nullptr, s_);
+    for (int j = i + 1; j < end_; ++j) {
+      const Real y = A_[j][i] = *place(slot_[j], i);
+      if (j < n_) h[j] = mul_add(-y, y, h[j]);
+    }
+  }
+
+  void exchange(int l, int c) noexcept {
+    I_swap(slot_ + l, slot_ + c);
+    I_swap(column_ + slot_[l], column_ + slot_[c]);
+  }
+
+  void take(int l) noexcept {
+    copy_out(l, l, waiting_);
+    column_[slot_[l]] = nothing;
+    for (double* t : t_) t[slot_[l]] = 0.0;
+    if (++empty_ < 8) return;
+    empty_ -= 8;
+    --panels_;
+    int from[8], to[8], moves = 0, next = 0;
+    for (int slot = 8 * panels_; slot < 8 * panels_ + 8; ++slot)
+      if (column_[slot] != nothing) {
+        while (column_[next] != nothing) ++next;
+        from[moves] = slot;
+        to[moves++] = next;
+        column_[next] = column_[slot];
+        slot_[column_[next]] = next;
+        for (double* t : t_) t[next] = t[slot];
+      }
+    for (int i = l; i < m_; ++i)
+      for (int k = 0; k < moves; ++k) *place(to[k], i) = *place(from[k], i);
+  }
+
+  void exchange_rows(int l, int r) noexcept {
+    for (int p = 0; p < panels_; ++p) V_swap(place(8 * p, l), place(8 * p, r), 8);
+    for (int q = 0; q < waiting_; ++q) E_swap(u_[q] + l, u_[q] + r);
+  }
+
+  void reflect(int l, double beta, int j0) noexcept {
+    double* next = u_[most_waiting];
+    std::copy_n(A_[l] + l, m_ - l, next + l);
+    const double* u[most_waiting];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + l;
+    const bool keep = waiting_ == keep_at_;
+    kernel_.reflect(place(0, l), panel_size_, panels_, m_ - l, waiting_, u, t_, keep, next + l, s_);
+    if (keep) waiting_ = 0;
+    for (int c = 0; c < 8 * panels_; ++c) t_[waiting_][c] = column_[c] == nothing ? 0.0 : -s_[c] / beta;
+    std::swap(u_[waiting_], u_[most_waiting]);
+    ++waiting_;
+    last_from_ = j0;
+  }
+
+  void give_back(int j0, int l) noexcept {
+    for (int j = j0; j < end_; ++j) copy_out(j, l, j < last_from_ ? waiting_ - 1 : waiting_);
+  }
+
+ private:
+  static constexpr int most_waiting = 3, nothing = -1;
+  static constexpr std::ptrdiff_t near = 32768;
+
+  Real* place(int slot, int i) noexcept {
+    return Y_ + slot / 8 * panel_size_ + 8 * std::ptrdiff_t(i) + slot % 8;
+  }
+
+  /// Columns j..j+count-1 into a panel, zero in the slots behind.
+  void copy_in(int j, int count) noexcept {
+    Real* y = place(j, 0);
+    if constexpr (is_double<Real>) {
+      kernel_.pack_terms(A_ + j, 0, count, m_, 8, y);
+    } else {
+      for (int i = 0; i < m_; ++i)
+        for (int c = 0; c < 8; ++c) *y++ = c < count ? A_[j + c][i] : Real(0);
+    }
+  }
+
+  /// Rows from l on of the column at position j, with the first `count` of the waiting reflections.
+  void copy_out(int j, int l, int count) noexcept {
+    const Real* y = place(slot_[j], 0);
+    for (int i = l; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
+    for (int q = 0; q < count; ++q) V_axpy(t_[q][slot_[j]], u_[q] + l, A_[j] + l, m_ - l);
+  }
+
+  const ElementKernels<Real>& kernel_ = kernels().of<Real>();
+  Real** A_;
+  int m_, n_, end_, panels_;
+  std::ptrdiff_t panel_size_;
+  Real* Y_;                         // the panels
+  double *t_[most_waiting], *s_;    // multipliers and sums of the slots
+  double* u_[most_waiting + 1];     // reflectors; the last is free for the next one
+  int *slot_, *column_;             // of a position, and of a slot
+  int empty_ = 8 * panels_ - end_;  // slots
+  int waiting_ = 0, keep_at_, last_from_ = 0;
+};
+
+/// The steps of the decomposition.
+template <class Real, class Rest>
+int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
+  constexpr double eps = Tolerance<Real>::rank;
+  const int steps = std::min(m, n);
+  double tol = 0.0;
+  rest.norms(h);
+  for (int l = 0; l < steps; ++l) {
+    if (l > 0) rest.finish_row(l - 1, h);
+
+    // The column with the greatest norm, the first of equals, comes to place l.
+    const int c = l + V_imax(h + l, n - l);
+    const double hmax = h[c];
+    if (l == 0) {
+      if (hmax == 0.0) return M_QRD_ZERO;
+      tol = store<double>(Wide(hmax) * eps * eps);
+    } else if (!(hmax >= tol)) {  // NaN fails too
+      rest.give_back(l, l);
+      return l;
+    }
+    if (c > l) {
+      P_swap(A + l, A + c);
+      E_swap(h + l, h + c);
+      I_swap(ip + l, ip + c);
+      rest.exchange(l, c);
+    }
+    rest.take(l);
+
+    // The row of its element of greatest magnitude, by V_iamax's rule, comes to place l. The columns
+    // already reduced stay as they are.
+    Real* u = A[l];
+    const int r = l + V_iamax(u + l, m - l);
+    if (r > l) {
+      E_swap(u + l, u + r);
+      rest.exchange_rows(l, r);
+    }
+
+    // u = column l + s e(l), of which only element l differs from the column; R(l,l) = -s.
+    const double sigma = std::sqrt(h[l]);
+    const double a = u[l];
+    const double s =
+        a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
+    u[l] = store<Real>(a + s);
+    const double beta = store<double>(Wide(s) * (Wide(a) + s));
+
+    // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
+    // columns to its right. The basic solutions of wide problems rely on it.
+    rest.reflect(l, beta, l < steps - 1 ? l + 1 : n);
+    if (l == steps - 1) rest.give_back(l + 1, l);  // while u is what it was
+    u[l] = store<Real>(-s);
+  }
+  return M_QRD_OK;
+}
+
+/// The decomposition in a form whose scratch lies on the stack for a small table and in a block for a large
+/// one; if that cannot be had, the table is worked in place without.
+template <template <class> class Form, class Real>
+int reduce_in(Real** A, int m, int n, int k, int* ip, double* h) noexcept {
+  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
+  const std::ptrdiff_t size = Form<Real>::scratch_size(m, n + k);
+  if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
+    if (size <= stack_size) {
+      alignas(line) double scratch[stack_size];
+      return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+    }
+  } else if (const CArray<double> block = malloc_array<double>(size + line / 8)) {
+    const auto address = reinterpret_cast<std::uintptr_t>(block.get());
+    double* scratch = block.get() + (line - address % line) % line / 8;
+    return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+  }
+  return reduce(A, m, n, ip, h, InPlace<Real>(A, m, n, k));
+}
+
+}  // namespace
+
+template <class Real>
+int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
+  if (m < 1 || n < 1) return M_QRD_BAD_SIZE;
+  const CArray<double> h = c_array<double>(n);
+  if (!h) return M_QRD_NO_MEMORY;
+  for (int j = 0; j < n; ++j) ip[j] = j;
+
+  // Of few long columns, copies cost more than they gain. Floats are converted in every pass, for which
+  // panels have the better form.
+  constexpr int long_column = 32;  // rows for each column of the table
+  if (is_double<Real> && m / long_column >= std::ptrdiff_t(n) + k)
+    return reduce_in<Columns>(A, m, n, k, ip, h.get());
+  return reduce_in<Panels>(A, m, n, k, ip, h.get());
+}
+
+template int M_qrd(float**, int, int, int, int*) noexcept;
+template int M_qrd(double**, int, int, int, int*) noexcept;
+
+namespace {
+
+template <class Real>
+int M_qrdeq(Real** A, int n, int k) noexcept {
+  if (n < 0) return M_QRD_BAD_SIZE;
+  const NewArray<int> indices = new_array<int>(2 * std::ptrdiff_t(n));
+  if (!indices) return M_QRD_NO_MEMORY;
+  int *ip = indices.get(), *consumed = ip + n;
+
+  const int status = M_qrd(A, n, n, k, ip);
+  if (status != M_QRD_OK) return status;
+  M_invt(A, A + n, n, k);
+  for (int j = n; j < n + k; ++j) {
+    std::copy_n(ip, n, consumed);
+    V_perm(A[j], n, consumed);  // back into the order of the unknowns
+  }
+  return M_QRD_OK;
+}
+
+}  // namespace
+}  // namespace tabfit
+
+extern "C" {
+
+int M_qrdf(float** A, int m, int n, int k, int* ip) noexcept { return tabfit::M_qrd(A, m, n, k, ip); }
+int M_qrdd(double** A, int m, int n, int k, int* ip) noexcept { return tabfit::M_qrd(A, m, n, k, ip); }
+
+int M_qrdeqf(float** A, int n, int k) noexcept { return tabfit::M_qrdeq(A, n, k); }
+int M_qrdeqd(double** A, int n, int k) noexcept { return tabfit::M_qrdeq(A, n, k); }
+
+}  // extern "C"
