@@ -17,7 +17,7 @@
 namespace tabfit {
 namespace {
 
-/// t = (v - cm) / hw: the data range onto -1..1; and back.
+/// v := (v - cm) / hw, which maps the range of the data onto -1..1; map_back undoes it.
 template <class Real>
 void map_onto(Real* v, int n, const PointMapping& map) noexcept {
   for (int i0 = 0; i0 < n; i0 += std::min(point_block, n - i0)) {
@@ -31,8 +31,8 @@ void map_back(Real* v, int n, const PointMapping& map) noexcept {
   points().of<Real>().map_back(v, n, map);
 }
 
-/// The mapped abscissae of a fit as the design takes them: moved into -1..1; one beyond the band repeats
-/// the one before it, at first -1.
+/// t := the mapped abscissae x as the design takes them, moved into -1..1. An abscissa beyond the band
+/// repeats the t before it; `before` is the last t of the block before, at first -1.
 template <class Real>
 void design_points(const Real* x, int count, double* t, double& before) noexcept {
   for_points(points().of<Real>().clamp(x, count, chebyshev_band, t),
@@ -44,12 +44,12 @@ template <class Real>
 int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
   if (p < 2 || p >= m) return AX_POLAPXCOEF_FAILED;
   constexpr double separation =
-      2e-5;  // Deliberate: in the double twin too. Fits of both refuse the same data.
+      2e-5;  // Deliberate: in the double twin too: it refuses abscissae closer than that.
   const PointMapping map{store<double>((Wide(x[m - 1]) + x[0]) * Wide(0.5)),
                          store<double>((Wide(x[m - 1]) - x[0]) * Wide(0.5)), 0.0};
   map_onto(x, m, map);
   if (x[0] < -1) x[0] = -1;
-  if (x[p - 1] > 1) x[p - 1] = 1;  // Deliberate: p - 1, not m - 1. Callers rely on the stored x.
+  if (x[p - 1] > 1) x[p - 1] = 1;  // Deliberate: p - 1, not m - 1: a refusal may leave x[m-1] > 1.
   for (int i = 1; i < m; ++i)
     if (!(x[i] - separation >= x[i - 1])) return AX_POLAPXCOEF_BAD_ABSCISSAE;  // NaN fails too
 
@@ -71,7 +71,7 @@ int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
   }
 
   const int status = Ls<Real>(table.get(), m, unknowns, nullptr);
-  if (status != 0) return status;  // Deliberate: x stays mapped, as after -2. Hosts pass a copy.
+  if (status != 0) return status;  // Deliberate: x stays mapped, as after -2: its old values are lost.
   V_copy(solution, a, unknowns);
 
   Residuals residuals;
@@ -94,14 +94,14 @@ int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
 template <class Real>
 int AX_polapxval(int p, const Real* a, int k, Real* v, Real* s, Real* s1, Real* s2) noexcept {
   const PointMapping map{a[p + 1], a[p + 2], 0.0};
-  // Deliberate: whatever is refused, and wherever, all of v is mapped, and stays so. Hosts pass a copy.
+  // Deliberate: after every refusal all of v is mapped and stays so: its old values are lost.
   const auto refuse = [&](int mapped, int status) {
     map_onto(v + mapped, k - mapped, map);
     return status;
   };
   if (!s && !s1 && !s2) return refuse(0, AX_POLAPXVAL_NO_OUTPUT);
 
-  // Values are always formed, and first derivatives where second ones are wanted.
+  // The values T are always formed; the first derivatives T1 also if only second ones are wanted.
   const int width = std::clamp(k, 1, point_block);
   const std::ptrdiff_t size = std::ptrdiff_t(std::max(p, 1) + std::ptrdiff_t(1)) * width;
   const CArray<Real> T = c_array<Real>(size);

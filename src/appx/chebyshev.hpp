@@ -8,7 +8,7 @@
 
 namespace tabfit {
 
-/// |t| up to which a point counts as one of the reference interval -1..1. The same for both twins.
+/// A point with |t| up to this counts as a point of the reference interval -1..1, in both twins.
 inline constexpr double chebyshev_band = 1.00002;
 
 inline bool outside_chebyshev_band(double t) noexcept { return std::abs(t) > chebyshev_band; }
@@ -19,8 +19,8 @@ inline double clamp_to_reference(double t) noexcept {
   return t;
 }
 
-/// The derivative rule for one k: k times the sum over j = k-1, k-3, ..., of w c[j], w = 1 for j = 0 and
-/// 2 otherwise; 0 for k = 0. Summed ascending.
+/// Derivative of polynomial k from the values c[j] of the polynomials below it: k times the sum of
+/// w c[j], j = k-1, k-3, ..., summed ascending, with w = 1 for j = 0 and 2 otherwise; 0 for k = 0.
 template <class Real>
 double P_chebder(int k, const Real* c) noexcept {
   double sum = 0.0;
@@ -28,8 +28,8 @@ double P_chebder(int k, const Real* c) noexcept {
   return k * sum;
 }
 
-/// T[0..p] at t, and at least T[0..1]; T1, T2 first and second derivatives, or null; T2 only with T1.
-/// 0, or 1 if |t| is beyond the band or p < 0, with nothing written.
+/// T[0..p] at t, and at least T[0..1]. T1 and T2 are their first and second derivatives, or null; T2
+/// needs T1. Returns 0; or 1, with nothing written, if |t| is beyond the band or p < 0.
 template <class Real>
 int P_cheb(int p, double t, Real* T, Real* T1, Real* T2) noexcept {
   if (outside_chebyshev_band(t) || p < 0) return 1;

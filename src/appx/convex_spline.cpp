@@ -18,9 +18,9 @@
 namespace tabfit {
 namespace {
 
-/// What the call returns when memory runs out, and when the solver reports `status`.
-// Deliberate: the double twin has one code for all of it, the single twin the solver's own and 1. Hosts
-// of each know it by now.
+/// Status of a call whose memory runs out, and of one whose solver returns `status`.
+// Deliberate: the double twin has one code for both, the single twin 1 and the solver's own. So the
+// double twin does not tell why it failed, and 1 of the single twin may also be a pseudo-rank.
 template <class Real>
 inline constexpr int no_memory = is_double<Real> ? AX_SPLCONVD_FAILED : AX_SPLCONVF_NO_MEMORY;
 template <class Real>
@@ -44,8 +44,8 @@ int AX_splconv(int n, double g, int m, const Real* x, const Real* y, int k, cons
   const CArray<Real*> design = c_array<Real*>(block ? std::ptrdiff_t(functions) + 1 : -1);
   if (!design) return no_memory<Real>;
 
-  // The basis table is the constraint matrix: the curvature at every knot, at least g hw^2 in the
-  // reference scale.
+  // The basis table is the matrix of the constraints: at every knot the second derivative in the
+  // reference scale is at least g hw^2.
   Real** T = basis.get();
   V_fill(h.get(), knots, store<double>(g * Wide(map.hw) * map.hw));
   T[functions] = h.get();

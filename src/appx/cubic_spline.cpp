@@ -9,21 +9,21 @@
 namespace tabfit {
 namespace {
 
-/// The end rows' right-hand sides, from the third divided differences nearest to each end, n > 3.
-/// In: c[i] is the difference of the slopes on both sides of x[i].
+/// The right-hand sides of the two end rows, from the third divided difference nearest to each end;
+/// n > 3. On entry c[i] is the slope to the right of x[i] less the slope to its left.
 template <class Real>
 void third_difference_ends(const Real* x, Real* c, const Real* d, int n) noexcept {
   const auto width = [x](int i, int j) { return Wide(x[j]) - x[i]; };
   c[0] = store<Real>(c[2] / width(1, 3) - c[1] / width(0, 2));
   c[n - 1] = store<Real>(c[n - 2] / width(n - 3, n - 1) - c[n - 3] / width(n - 4, n - 2));
   c[0] = store<Real>(Wide(c[0]) * d[0] * d[0] / width(0, 3));
-  // Deliberate: no change of sign here, where the mirror image of the left end has one. Fits made
-  // with this library are compared over the years, and callers rely on them.
+  // Deliberate: no change of sign, which would mirror the left end. So the third derivative at the
+  // right end has the wrong sign.
   c[n - 1] = store<Real>(Wide(c[n - 1]) * d[n - 2] * d[n - 2] / width(n - 4, n - 1));
 }
 
-// Inside C: until the system is solved, b is its diagonal, d its off-diagonal (the widths of the
-// intervals) and c its right-hand side; the unknowns are sixths of the second derivatives.
+// Until the system is solved, b holds its diagonal, d its off-diagonal (the widths of the intervals)
+// and c its right-hand side. The unknowns are sixths of the second derivatives.
 template <class Real>
 int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   if (n < 2) return AX_INTSPL3_BAD_SIZE;

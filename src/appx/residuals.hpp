@@ -13,8 +13,8 @@ namespace tabfit {
 struct Residuals {
   double sum = 0.0, greatest = 0.0;
 
-  /// Takes |values[i] - y[i]| into account, i ascending; it becomes the greatest if exceeds(it, the
-  /// greatest so far).
+  /// Adds the residuals r = |values[i] - y[i]|, i ascending. r becomes the greatest if
+  /// exceeds(r, greatest).
   template <class Value, class Real, class Exceeds>
   void add(const Value* values, const Real* y, int n, Exceeds exceeds) noexcept {
     constexpr int block = 64;
@@ -22,7 +22,7 @@ struct Residuals {
     for (int i0 = 0, count = 0; i0 < n; i0 += count) {
       count = std::min(block, n - i0);
       for (int i = 0; i < count; ++i) r[i] = std::abs(double(values[i0 + i]) - y[i0 + i]);
-      bool any = false;  // seldom, after the first ones
+      bool any = false;  // rarely true after the first block
       for (int i = 0; i < count; ++i) any |= exceeds(r[i], greatest);
       if (any)
         for (int i = 0; i < count; ++i)

@@ -19,8 +19,8 @@ int smooth(int n, int m, const Real* x, const Real* y, Evaluate evaluate) noexce
   if (!a) return AX_SPLSMOO_NO_MEMORY;
   const int status = AX_apxcoef(T.get(), n, m, x, y, a.get());
   if (status != AX_APXCOEF_OK) {
-    // Deliberate: table and coefficients of a refused fit stay allocated, whatever refused it. Hosts
-    // count them.
+    // Deliberate: table and coefficients stay allocated whatever refuses the fit: each refused call
+    // leaks them.
     (void)a.release();
     (void)T.release();
     return status;

@@ -11,10 +11,12 @@
 namespace tabfit {
 namespace {
 
-/// Columns 0..n+1 of T := the inverse of the matrix K of order n + 2 with diagonal 2, 4, ..., 4, 2 and
-/// ones beside it, which a clamped spline's second derivatives solve up to the factor of the width.
+/// Columns 0..n+1 of T := K^-1. The matrix K of order n + 2 has the diagonal 2, 4, ..., 4, 2 and ones
+/// beside it. A clamped spline on knots of distance h has second derivatives c with (h / 6) K c = the
+/// differences of its slopes.
 ///
-/// w solves the homogeneous system from either end. It grows by 2 + sqrt(3) a step, unguarded.
+/// w solves the homogeneous system from either end. Each step multiplies |w| by about 2 + sqrt(3);
+/// nothing guards against overflow.
 template <class Real>
 void invert_clamped_system(Real* const* T, Real* w, int n) noexcept {
   w[0] = -2;
@@ -28,8 +30,9 @@ void invert_clamped_system(Real* const* T, Real* w, int n) noexcept {
   }
 }
 
-/// T := T times the right-hand sides that the basis functions' slopes and knot values give, column by
-/// column in an order that reads each column of the inverse before it is overwritten.
+/// T := K^-1 times the right-hand sides of the basis functions. Function 0 has slope 1 at the left end,
+/// function n+3 at the right end, function j between them the value 1 at knot j-1. The order of the
+/// columns reads each one of the inverse before it is overwritten.
 template <class Real>
 void combine_columns(Real* const* T, int n) noexcept {
   const double h = 2.0 / (n + 1.0), p = 6.0 / h, q = p / h;
@@ -61,7 +64,7 @@ Real** AX_d2fcs(int n) noexcept {
   M_storec(block.release(), n + 2, n + 4, table.get());
   invert_clamped_system(table.get(), w.get(), n);
   combine_columns(table.get(), n);
-  return table.release();  // its last place stays null
+  return table.release();  // its last pointer stays null
 }
 
 template <class Real>

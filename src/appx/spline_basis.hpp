@@ -1,5 +1,5 @@
-// appx/spline_basis.hpp - the fundamental splines of clamped interpolation on n + 2 equally spaced knots
-// over the reference interval 0..2, evaluated from the table of their second derivatives at the knots.
+// appx/spline_basis.hpp - the fundamental splines of clamped interpolation on n + 2 equally spaced
+// knots over the reference interval 0..2, evaluated from their second derivatives at the knots.
 #pragma once
 
 #include "kernels/points/points.hpp"
@@ -9,7 +9,7 @@
 
 namespace tabfit {
 
-/// A basis table, as AX_d2fcs makes it; null if n < 1 or memory runs out.
+/// Makes a basis table; null if n < 1 or memory runs out.
 template <class Real>
 Real** AX_d2fcs(int n) noexcept;
 
@@ -27,11 +27,11 @@ struct BasisRelease {
 template <class Real>
 using BasisTable = std::unique_ptr<Real*[], BasisRelease>;
 
-/// A point u of the reference interval, 0 <= u <= 2: the interval k of the grid that holds it, its place
-/// t in there, and the factors of a spline's value that depend on the point alone.
+/// A point u of the reference interval, 0 <= u <= 2: the interval k of the grid that holds u,
+/// the place t of u in it, 0 <= t <= 1, and the factors of a spline's value that depend on u alone.
 ///
-/// A spline in interval k, width h, is given by its knot values e1, e2 and its second derivatives a, b
-/// at the interval's ends. For the basis function j all but two knot values are 0.
+/// In interval k, of width h, a spline has knot values e1, e2 and second derivatives a, b at the ends.
+/// Basis function j is 1 at knot j-1, if there is one, and 0 at all other knots.
 struct BasisPoint {
   int k;
   double h, g;
@@ -59,7 +59,7 @@ struct BasisPoint {
   }
   Wide curvature(Wide a, Wide b) const noexcept { return a * rest + b * t; }
 
-  /// The basis function of column T of the table, number j.
+  /// Basis function j, whose column of the table is T.
   template <class Real>
   double basis_value(const Real* T, int j) const noexcept {
     return value(T[k], T[k + 1], j == k + 1, j == k + 2);
@@ -67,7 +67,7 @@ struct BasisPoint {
 };
 
 /// Value and derivatives of basis function j, 0 <= j <= n + 3, at u, per reference unit; each output
-/// may be null. 0, or 1 if u lies outside 0..2, is NaN, or n < 1; nothing is written then.
+/// may be null. Returns 0; or 1, with nothing written, if u lies outside 0..2 or is NaN, or if n < 1.
 template <class Real>
 int S_basisval(Real* const* T, int n, int j, double u, double* s, double* s1, double* s2) noexcept {
   if (!(u >= 0.0) || u > 2.0 || n < 1) return 1;

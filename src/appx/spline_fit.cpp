@@ -27,8 +27,8 @@ void map_block(const Real* v, int count, const PointMapping& map, double* u) noe
              [&](int i) { u[i] = store<double>(map(v[i])); });
 }
 
-/// Moves the points of a block from within tol of the reference interval into it, and finds their places.
-/// Returned: the points further away, or NaN, which have none.
+/// Finds the places of a block of points in the reference interval. A point outside by no more than tol
+/// is first moved onto the nearer end. Returns the points further out, and NaN, which have no place.
 PointSet locate_block(const BasisGrid& grid, double tol, int count, double* u,
                       PointPlaces& at) noexcept {
   PointSet outside = 0;
@@ -56,7 +56,7 @@ void spline_design(Real* const* T, int n, int m, const Real* x, const PointMappi
     if (i0 + count == m && u[count - 1] > 2.0) u[count - 1] = 2.0;
     const PointSet outside = locate_block(grid, 0.0, count, u, at);
 
-    // A block with a row that stays as it is is evaluated point by point.
+    // The basis kernel writes every row. So it is not used if a row must keep what it holds.
     const PointSet always = outside ? first_points(count) & ~outside : points().weigh(grid, count, at);
     PointSet prepared = 0;
     for (int j = 0; j <= n + 3; ++j) {
@@ -98,7 +98,8 @@ int AX_apxcoef(Real* const* T, int n, int m, const Real* x, const Real* y, Real*
 
   const int status = Ls<Real>(table.get(), m, unknowns, nullptr);
   if (status != 0) {
-    // Deliberate: the scratch of a fit that the solver refuses stays allocated. Hosts count it.
+    // Deliberate: the scratch stays allocated if the solver refuses: each such call leaks m (n + 5)
+    // elements and n + 5 pointers.
     (void)table.release();
     (void)block.release();
     return status;
@@ -111,13 +112,13 @@ int AX_apxcoef(Real* const* T, int n, int m, const Real* x, const Real* y, Real*
 
 namespace {
 
-/// A fitted spline: in interval k it has the knot values a[k+1], a[k+2] and, at the ends, the second
-/// derivatives sum over j of a[j] T[j][k] and of a[j] T[j][k+1], j ascending.
+/// A fitted spline. In interval k its knot values are a[k+1] and a[k+2]. Its second derivatives at the
+/// ends of k are the sums of a[j] T[j][k] and of a[j] T[j][k+1], j ascending.
 template <class Real>
 class FittedSpline {
  public:
-  /// For about `count` evaluations: the second derivatives at all knots are formed at once where that is
-  /// cheaper than an interval at a time, and where they fit.
+  /// For `count` evaluations. With as many evaluations as knots, the second derivatives at all knots
+  /// are formed at once, if there is room for them; otherwise one interval at a time.
   FittedSpline(Real* const* T, int n, const Real* a, int count) noexcept
       : T_(T), a_(a), grid_(n), map_{a[n + 4], a[n + 5], 1.0} {
     const int knots = n + 2;
@@ -130,8 +131,8 @@ class FittedSpline {
     }
   }
 
-  /// Evaluates at v, in the data's unit; each output may be null. 0, or -6 if v lies outside the band,
-  /// with nothing written.
+  /// Evaluates at v, in the unit of the data; each output may be null. Returns 0; or -6, with nothing
+  /// written, if v lies outside the band.
   int operator()(double v, double* s, double* s1, double* s2) noexcept {
     double u = store<double>(map_(v));
     if (!(u >= -tol) || u > 2.0 + tol) return AX_APXVAL_OUT_OF_RANGE;  // NaN fails too
@@ -141,8 +142,8 @@ class FittedSpline {
     return AX_APXVAL_OK;
   }
 
-  /// The same for a block of points, whose outputs are not the points. False, with nothing written, if
-  /// one of them lies outside, or if they are better evaluated one by one.
+  /// The same for a block of points. Returns false, with nothing written, if one of them lies outside,
+  /// or if not all second derivatives are known.
   bool block(const Real* v, int count, Real* s, Real* s1, Real* s2) noexcept {
     if (!all_known_) return false;
     double u[point_block];
@@ -219,8 +220,8 @@ int AX_apxvals(Real* const* T, int n, const Real* a, int k, const Real* v, Real*
     for (int i = i0; i <= last; ++i) {
       const int status =
           spline(v[i], s ? &value : nullptr, s1 ? &slope : nullptr, s2 ? &curvature : nullptr);
-      // Deliberate: the double twin does not look at a point's status, and writes the results of the
-      // point before in its place. Callers rely on 0.
+      // Deliberate: the double twin ignores the status of a point: a point out of range gets the
+      // results of the point before it, and the call returns 0.
       if (!is_double<Real> && status != AX_APXVAL_OK) return status;
       if (s) s[i] = store<Real>(value);
       if (s1) s1[i] = store<Real>(slope);

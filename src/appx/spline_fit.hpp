@@ -14,8 +14,9 @@ PointMapping spline_mapping(const Real* x, int m) noexcept {
   return {cm, cm - x[0], 1.0};
 }
 
-/// Columns 0..n+3 of the design, m rows each: the basis functions at the mapped abscissae. The first
-/// abscissa is moved up onto 0, the last one down onto 2; a row that still lies outside stays as it is.
+/// Columns 0..n+3 of the design, m rows each: the basis functions at the mapped abscissae. A first
+/// abscissa below 0 is moved onto 0, a last one above 2 onto 2. A row whose abscissa still lies outside
+/// keeps what it held.
 template <class Real>
 void spline_design(Real* const* T, int n, int m, const Real* x, const PointMapping& map,
                    Real* const* design) noexcept;

@@ -48,7 +48,7 @@ int AX_linttab(int n, const Real* x, const Real* y, int m, const Real* t, Real* 
   if (n < 2 || m < 1) return AX_LINTTAB_BAD_SIZE;
   const NodeTable<Real> nodes{x, n};
   Line<Real> line{x, y, n};
-  const bool apart = m >= n / 16 && nodes.apart();  // not worth its pass for fewer points
+  const bool apart = m >= n / 16 && nodes.apart();  // the pass over the nodes must pay
   const bool done = evaluate_points(
       nodes, apart, t, m, line, [&](int j, double u) { out[j] = store<Real>(line(u)); },
       [&](const std::int32_t* k, const Real* u, int count, int j) {

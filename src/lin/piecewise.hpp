@@ -20,7 +20,7 @@ struct NodeTable {
 
   bool accepts(double t) const noexcept { return !(lowest > t) && highest >= t; }  // NaN fails too
 
-  /// A point of the band, moved onto the nearest end if it lies outside the nodes.
+  /// t, a point of the band, moved onto the nearer end if it lies outside the nodes.
   double clamp(double t) const noexcept {
     if (t < first) t = first;
     if (t > last) t = last;
@@ -35,11 +35,11 @@ struct NodeTable {
   }
 };
 
-/// Evaluates a piece at one point: put(t) is called with the point moved into the nodes' range. False,
-/// and nothing is put, if the point has no value.
+/// Evaluates a piece at t: moves t into the range of the nodes and calls put(t). Returns false, without
+/// that call, if t has no value.
 ///
-/// A piece is the function on one interval. piece.select(i) makes it that of interval i, where
-/// 0 <= i < n and interval n-1 is the last node alone; it is false if the interval cannot be used.
+/// A piece is the function on one interval. piece.select(i) makes it the function on interval i,
+/// 0 <= i < n; interval n-1 is the last node alone. It returns false if the interval cannot be used.
 template <class Real, class Piece, class Put>
 bool evaluate_point(const NodeTable<Real>& nodes, double t, Piece& piece, Put put) noexcept {
   if (!nodes.accepts(t)) return false;
@@ -50,16 +50,18 @@ bool evaluate_point(const NodeTable<Real>& nodes, double t, Piece& piece, Put pu
   return true;
 }
 
-/// Evaluates a piece at t[0..m-1]: put(j, t) is called for every point in turn, up to the first that
-/// has no value, or block(k, u, count, j) for the points j..j+count-1, which are u[0..count-1], strictly
-/// inside the intervals k[0..count-1] but for some whose results do not count; it gives those for which
-/// put is to be called after all. False if there is a point without a value.
+/// Evaluates a piece at t[0..m-1], ascending, up to the first point without a value. Returns false if
+/// there is one.
 ///
-/// Why:       a search costs more than the formula, and waits for a node at every step: the points of a
-///            block are searched side by side, and are not searched where they lie in the last interval.
-/// Shape:     nodes_apart says that every interval is known to be wide enough to be selected; only then is
-///            a point strictly inside the nodes certain to have a value.
-/// Order:     points ascending; a block is read before the first of it is put.
+///   put(j, t)              stores the value of point j, which was moved into the range of the nodes
+///   block(k, u, count, j)  stores the values of points j..j+count-1, u[i] in interval k[i]; returns
+///                          those that put must store instead; put also overwrites points near an end
+///
+/// Why:       a search waits for a node at every step and costs more than the formula. So the points
+///            of a block are searched together; points in the interval found last need no search.
+/// Shape:     nodes_apart promises that select succeeds for every interval. Without this promise a
+///            point between the nodes may have no value, and block is never called.
+/// Order:     points ascending; a block of t is read before any of its values is stored.
 template <class Real, class Piece, class Put, class Block>
 bool evaluate_points(const NodeTable<Real>& nodes, bool nodes_apart, const Real* t, int m, Piece& piece,
                      Put put, Block block) noexcept {
@@ -71,7 +73,7 @@ bool evaluate_points(const NodeTable<Real>& nodes, bool nodes_apart, const Real*
     PointSet alone = first_points(count);
     if (nodes_apart) {
       const PointSet outside = points().of<Real>().find(nodes.x, nodes.n, u, count, index, last);
-      bool accepted = true;  // an end, or near one
+      bool accepted = true;  // an end, or in the band beyond it
       for_points(outside, [&](int k) {
         accepted &= nodes.accepts(u[k]);
         index[k] = 0;

@@ -37,9 +37,9 @@ int substitute(Real** A, int m, int n) noexcept {
 
 /// Solves for x under `rows` constraints G y >= h, which fill(table) writes into columns 0..n-1 and n.
 ///
-/// Shape: the solver transposes the table in place, so its columns hold max(rows, n + 1) elements and it
-///        has one pointer more than that; y holds one element more than the solution and its norm, for
-///        the residual of a passive set that outgrows the transposed table by one.
+/// Shape: the solver transposes the table in place. So its columns hold side = max(rows, n + 1)
+///        elements, and it has side + 1 pointers. y has one element more than the solution and its
+///        norm need: the solver may try n + 2 free variables on n + 1 rows, and keeps them all in y.
 template <class Real, class Fill>
 int solve(Real** A, int m, int n, int rows, Real* x, Real* rn, Fill fill) noexcept {
   const int status = substitute(A, m, n);

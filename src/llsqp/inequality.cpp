@@ -1,4 +1,4 @@
-// llsqp/inequality.cpp - least squares with lower or upper bounds, and least distance under inequalities.
+// llsqp/inequality.cpp - least squares with bounds on one side, and least distance under inequalities.
 //
 // All three are non-negative problems: in the distance from the bound, or in the multipliers.
 #include "tabfit/least_squares.h"
@@ -18,8 +18,7 @@
 namespace tabfit {
 namespace {
 
-/// Solves in y >= 0 with the right-hand side that M_ltv's `mode` forms of A x0 and b, then
-/// x := x0 y by `op`.
+/// Minimises |A y - d| subject to y >= 0, then x := x0 op y. M_ltv forms d from A x0 and b by `mode`.
 template <class Real>
 int from_bound(Real** A, int m, int n, const Real* x0, Real* x, Real* r, Real* rn, int mode,
                char op) noexcept {
@@ -31,8 +30,8 @@ int from_bound(Real** A, int m, int n, const Real* x0, Real* x, Real* r, Real* r
   P_swap(A + n, &column);
   const int status = Ls_cnn(A, m, n, x, r, rn);
   P_swap(A + n, &column);
-  // Deliberate: n passes for success, which makes status 1 of a single unknown the bound itself. With
-  // more unknowns status 1 leaves x at 0. Callers handle both.
+  // Deliberate: the status n passes for success. So with one unknown status 1 gives x = x0; with more,
+  // status 1 comes back and leaves x at 0, although x0 is the solution.
   if (status != LS_CNN_OK && status != n) return status;
   V_op(x0, x, x, n, op);
   return LS_CGE_OK;
@@ -57,7 +56,7 @@ int Ls_ldp(Real** G, int m, int n, Real* x) noexcept {
   if (m < 1 || n < 1) return LS_LDP_BAD_SIZE;
   M_transpa(G, m, n + 1);
   const CArray<Real> e = c_array<Real>(std::ptrdiff_t(n) + 1);
-  // Deliberate: the pointer stays there when the column is gone. Callers release their own only.
+  // Deliberate: the pointer stays in the table after e is released: G[m] must not be used any more.
   G[m] = e.get();
   if (!e) return LS_LDP_NO_MEMORY;
   const CArray<Real> u = c_array<Real>(m);
@@ -65,11 +64,13 @@ int Ls_ldp(Real** G, int m, int n, Real* x) noexcept {
   e[n] = 1;
   Real squared_norm;
   const int status = Ls_cnn(G, n + 1, m, u.get(), x, &squared_norm);
-  // Deliberate: a positive status, a pseudo-rank too, goes on to the test below. Callers rely on 0 and 1
-  // being all that remains.
+  // Deliberate: a positive status, a pseudo-rank included, goes on to the test below: constraints that
+  // nearly depend on each other may come back as solved though they are not.
   if (status < 0) return status;
 
-  const double q = x[n];  // Deliberate: one component, not the norm. The scale of eps is that of h.
+  // Deliberate: one component, not the norm: a solution longer than about 707 (f) or 70,710 (d) is
+  // reported as incompatible.
+  const double q = x[n];
   if (!(q >= Tolerance<Real>::dual)) return LS_LDP_INCOMPATIBLE;  // NaN too
   for (int j = 0; j < n; ++j) x[j] = store<Real>(x[j] / -q);
   x[n] = store<Real>(V_sumsq(x, n));

@@ -27,7 +27,7 @@ int Ls(Real** A, int m, int n, Real* rn) noexcept {
 
   Real* c = A[n];  // Q^T b, then the solution
   M_invt(A, A + n, std::min(m, n), 1);
-  if (n > m) V_fill(c + m, n - m, 0.0);  // the unknowns pivoted last
+  if (n > m) V_fill(c + m, n - m, 0.0);  // unknowns m..n-1 in pivot order
   if (rn) *rn = store<Real>(n < m ? V_sumsq(c + n, m - n) : 0.0);
   V_perm(c, n, ip.get());
   return LS_OK;
@@ -38,7 +38,7 @@ template int Ls(double**, int, int, double*) noexcept;
 
 namespace {
 
-/// Columns 0..n-1 of m elements of its own, and a place for column n, which belongs to the caller.
+/// A problem table that owns its columns 0..n-1, m elements each; column n belongs to the caller.
 template <class Real>
 class WorkingTable {
  public:
@@ -73,11 +73,11 @@ class WorkingTable {
   bool complete_ = false;
 };
 
-/// The squared residual norm that a first pass is compared with.
+/// The squared residual norm with which that of the first pass is compared.
 template <class Real>
 constexpr Real initial_rn() noexcept {
-  // Deliberate: 0 in the double twin, which no pass can improve on, so that it makes exactly one.
-  // Callers of it rely on one pass and its cost.
+  // Deliberate: 0 in the double twin, and no pass improves on 0. So it makes exactly one pass and
+  // corrects nothing.
   return is_double<Real> ? Real(0) : std::numeric_limits<Real>::max();
 }
 
@@ -106,7 +106,8 @@ int Ls_it(Real* const* A, int m, int n, Real* x, Real* r, Real* rn, int* iter) n
     *rn = store<Real>(V_sumsq(r, m));
     if (*iter >= most_passes || !(least_gain * previous > *rn)) break;  // NaN ends it too
   }
-  // Deliberate: the working table stays allocated after success. Hosts count it.
+  // Deliberate: the working table stays allocated after success: each such call leaks n + 1 pointers
+  // and n columns of m elements.
   work.abandon();
   return LS_OK;
 }

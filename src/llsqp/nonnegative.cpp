@@ -1,7 +1,7 @@
 // llsqp/nonnegative.cpp - linear least squares with non-negative unknowns, by an active set.
 //
-// Positions, not variables: a working order of the variables has the passive ones (free to be positive)
-// in front, positions 0..k-1, and those held at zero behind. Index vector, columns and x stand in it.
+// The variables have a working order: the passive ones, which are free to be positive, stand at
+// positions 0..k-1, those held at zero behind them. Index vector, columns and x follow this order.
 #include "tabfit/least_squares.h"
 
 #include "kernels/scalar/arithmetic.hpp"
@@ -23,11 +23,11 @@
 namespace tabfit {
 namespace {
 
-/// The longest step that a move towards the trial solution may take.
+/// Bound of the step towards the trial solution.
 template <class Real>
 constexpr double step_bound() noexcept {
-  // Deliberate: 0 in the double twin, so that it never moves: a variable that would turn negative is
-  // not reached, and the call does not return if one has to be dropped. Hosts bound it by a watchdog.
+  // Deliberate: 0 in the double twin, so x never moves. The variable that entered last, still 0, is
+  // dropped in place of the one that would turn negative, and enters again: the call does not return.
   return is_double<Real> ? 0.0 : double(std::numeric_limits<Real>::max());
 }
 
@@ -56,8 +56,8 @@ class NonNegative {
     } while (w_[t] > tol);  // NaN ends it
 
     V_perm(x_, n_, idx_);
-    // Deliberate: idx is sorted by now and moves nothing; the column pointers stay in the working order.
-    // Callers pass temporary tables.
+    // Deliberate: idx is sorted by now, so this moves nothing: the column pointers come back in the
+    // working order, not in the caller's.
     P_perm(A_, n_, idx_);
     return LS_CNN_OK;
   }
@@ -71,16 +71,15 @@ class NonNegative {
     return LS_CNN_ZERO;
   }
 
-  /// The variable at position t comes to the last passive position, k-1.
+  /// Moves the variable at position t to the last passive position, k-1.
   void enter(int t) noexcept {
     if (t <= k_ - 1) return;
     I_swap(idx_ + k_ - 1, idx_ + t);
     P_swap(A_ + k_ - 1, A_ + t);
-    // Deliberate: x is not exchanged with them. A value that a drop left behind enters with it.
+    // Deliberate: x is not exchanged: the variable starts from what a drop may have left in place k-1.
   }
 
-  /// z := the solution of the unconstrained problem on the passive columns, after as many of them as
-  /// necessary have been dropped for it to be positive.
+  /// z := the unconstrained solution on the passive columns. Drops columns until all of z is positive.
   int fit_passive_set() noexcept {
     for (;;) {
       int passes = 0;
@@ -99,7 +98,7 @@ class NonNegative {
     }
   }
 
-  /// x moves towards z until its first variable, of those from position i on, reaches zero.
+  /// Moves x towards z until the first of the variables i..k-1 reaches zero.
   void move(int i) noexcept {
     double alpha = step_bound<Real>();
     for (int j = i; j < k_; ++j) {
@@ -110,19 +109,19 @@ class NonNegative {
     for (int j = 0; j < k_; ++j) x_[j] = store<Real>((Wide(z_[j]) - x_[j]) * alpha + x_[j]);
   }
 
-  /// What is zero in the scale of the others becomes exactly zero and leaves the passive set.
+  /// Sets variables that are zero in the scale of the others to exactly zero, and drops them.
   void drop_zeros() noexcept {
-    // Deliberate: the sign of the chosen element stays; with a negative one only NaN is cleaned. The
-    // choice of what to drop relies on it.
+    // Deliberate: the chosen element keeps its sign. If it is negative, only NaN is set to zero, and a
+    // variable that is zero but for rounding stays passive.
     const double threshold = eps * x_[V_iamax(x_, k_)];
     for (int j = 0; j < k_; ++j)
       if (!(std::abs(x_[j]) > threshold)) x_[j] = 0;  // NaN too
 
-    // Deliberate: the element that moves into place j is not examined in this pass. The next one finds
-    // it.
+    // Deliberate: the element that moves into place j is not examined in this pass: a second zero
+    // behind the first costs one more subproblem.
     for (int j = 0; j < k_; ++j) {
       if (x_[j] != 0) continue;
-      // Deliberate: x[n-1] keeps its value. It enters again with a variable.
+      // Deliberate: x[n-1] keeps its value: a stale one may come back in the solution.
       V_shift(x_ + j, n_ - j, -1);
       const int variable = idx_[j];
       Real* column = A_[j];

@@ -28,8 +28,8 @@ void M_swap(Real* const* A, int j1, int j2, int r1, int r2) noexcept {
   for (int j = j1; j <= j2; ++j) E_swap(A[j] + r1, A[j] + r2);
 }
 
-// The exchanges of one row each are found first, a block of them, and then done column by column: an
-// exchange across all columns would touch two cache lines for two elements.
+// Finds a block of exchanges first, then makes them column by column. One exchange across all columns
+// would touch two cache lines for every two elements.
 template <class Real>
 int M_rowsort(Real* const* A, int m, int n, int* idx) noexcept {
   if (m < 2) return M_ROWSORT_OK;
@@ -43,8 +43,8 @@ int M_rowsort(Real* const* A, int m, int n, int* idx) noexcept {
       I_swap(idx + i, idx + i + j);
       partner[count] = i + j;
     }
-    // Deliberate: row p goes to place idx[p], a scatter, where M_colsort gathers. The general solvers
-    // put the rows of an inverse in order with it.
+    // Deliberate: row p goes to place idx[p], a scatter; M_colsort gathers. A caller that gathers rows
+    // passes the inverse permutation.
     for (int c = 0; c < n; ++c)
       for (int k = 0; k < count; ++k) E_swap(A[c] + first + k, A[c] + partner[k]);
     if (count < wanted) return M_ROWSORT_BAD_INDEX;
@@ -89,16 +89,15 @@ int M_colsort(Real* a, int m, int n, const int* idx) noexcept {
   CArray<int> tags = malloc_array<int>(n);
   if (!tags) return M_COLSORT_NO_MEMORY;
   int* tag = tags.get();
-  // Deliberate: the double twin keeps its tag array, on every path from here. Hosts count on the bytes
-  // that a call leaves.
+  // Deliberate: the double twin keeps its tag array, on every path from here: each call leaks n ints.
   if constexpr (is_double<Real>) (void)tags.release();
 
   const std::ptrdiff_t length = std::max(m, 0);
   for (int p = 0; p < n; ++p) tag[p] = p;
   for (int j = 0; j < n; ++j) {
     const int k = I_find(idx[j], tag + j, n - j) + j;
-    // Deliberate: tested after the addition, so only a missing idx[0] is reported; any other missing
-    // index exchanges columns j-1 and j. Callers see such a sort end with 0.
+    // Deliberate: tested after the addition, so only a missing idx[0] is reported. Any other missing
+    // index exchanges columns j-1 and j, and the call returns 0.
     if (k < 0) return M_COLSORT_BAD_INDEX;
     V_swap(a + length * j, a + length * k, m);
     I_swap(tag + j, tag + k);

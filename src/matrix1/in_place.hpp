@@ -8,8 +8,8 @@ namespace tabfit {
 /// Status of the in-place products that report.
 inline constexpr int in_place_done = 0, in_place_no_memory = 1;
 
-/// B[k] := form(k) for k = 0..columns-1. A result column depends on the whole column that it replaces,
-/// so it is formed in the scratch, form(k, scratch), and then copied.
+/// Replaces column k of B by a result, k = 0..columns-1. The result depends on the whole column that it
+/// replaces, so form(k, scratch) writes it into the scratch, and it is copied from there.
 template <class Real, class Scratch, class Form>
 int replace_columns(Real* const* B, int rows, int columns, const Scratch& scratch, Form form) noexcept {
   if (!scratch) return in_place_no_memory;

@@ -12,8 +12,8 @@
 namespace tabfit {
 namespace {
 
-/// A new table of `slots` pointers: `columns` zeroed columns, column j of length(j) elements, then null
-/// slots. Null, with everything released newest first, if memory runs out.
+/// A new table of `slots` pointers: to `columns` zeroed columns, column j of length(j) elements, then
+/// null. If memory runs out, returns null and releases everything, newest first.
 template <class Real, class Length>
 Real** new_table(int slots, int columns, Length length) noexcept {
   NewArray<Real*> table = new_array<Real*>(slots);
@@ -49,7 +49,7 @@ Real** M_allocs(int n) noexcept {
 
 template <class Real>
 int M_fillc(Real* const* A, const Real* data, int m, int n) noexcept {
-  if (m < 2 || n < 2) return M_FILL_BAD_SIZE;  // Deliberate: positive. Hosts compare with the name.
+  if (m < 2 || n < 2) return M_FILL_BAD_SIZE;  // Deliberate: 1, which a test for < 0 misses.
   for (int j = 0; j < n; ++j) V_copy(data + std::ptrdiff_t(m) * j, A[j], m);
   return M_FILL_OK;
 }
@@ -88,7 +88,7 @@ template <class Real>
 int M_fillsr(Real* const* T, const Real* data, int n) noexcept {
   if (n < 2) return M_FILL_BAD_SIZE;
   for (int j = 0; j < n; ++j) {
-    const Real* element = data + j;  // (0, j); from (i, j) to (i+1, j) it is n-1-i places
+    const Real* element = data + j;  // (0, j); element (i+1, j) stands n-1-i places behind (i, j)
     for (int i = 0; i <= j; ++i) {
       T[j][i] = *element;
       element += n - 1 - i;

@@ -1,5 +1,4 @@
-// matrix1/storage.hpp - what higher layers call of the storage operations; tabfit/matrix.h says what it
-// does.
+// matrix1/storage.hpp - the storage operation that higher layers call; tabfit/matrix.h describes it.
 #pragma once
 
 namespace tabfit {

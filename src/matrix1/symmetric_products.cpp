@@ -40,7 +40,7 @@ void M_smtm(Real* const* S, Real* const* B, int n, int p, Real* const* C) noexce
 
 template <class Real>
 int M_smtma(Real* const* S, Real* const* B, int n, int p) noexcept {
-  // Deliberate: transposed first, and left so if the product then fails. Hosts transpose back.
+  // Deliberate: transposed first: if the product then fails, B keeps its transpose.
   const int status = M_transpa(B, p, n);
   return status != M_TRANSPA_OK ? status : M_smma(S, B, n, p);
 }

@@ -24,8 +24,8 @@ int M_transpa(Real* const* A, int p, int q) noexcept {
     exchange_transposed(p, [=](std::ptrdiff_t j) { return A[j]; });
     return M_TRANSPA_OK;
   }
-  // Deliberate: s and t carry over from step to step, and each is written and used under comparisons
-  // that treat i = q and j = p differently. The least-distance solver transposes its table with it.
+  // Deliberate: s and t carry over from step to step, and the tests with p and q differ for j = p and
+  // i = q. So every place of the k by k block outside the transpose is overwritten.
   const int k = std::max(p, q);
   Real s = 0, t = 0;
   for (int j = 0; j < k; ++j)
@@ -46,20 +46,20 @@ namespace {
 template <class Real>
 int M_transp(Real* const* A, int m, int n, Real* const* B) noexcept {
   if (m < 1 && n < 1) return M_TRANSP_BAD_SIZE;
-  // Deliberate: a single element is not copied. Callers of a 1 by 1 operand keep what B held.
+  // Deliberate: a single element is not copied: B keeps what it held, and the call returns 0.
   if (m == 1 && n == 1) return M_TRANSP_OK;
   move_transposed(
       n, m, [=](std::ptrdiff_t j) { return A[j]; }, [=](std::ptrdiff_t i) { return B[i]; });
   return M_TRANSP_OK;
 }
 
-// What M_tran leaves in a vacated place.
-// Deliberate: an element of the data that equals it is taken for a vacated place and not moved: zeros
-// in the double twin, the greatest finite float in the single twin. Callers pass blocks without them.
+// The mark that M_tran puts into a vacated place.
+// Deliberate: 0 in the double twin, the greatest finite float in the single twin. An element equal to
+// it counts as a vacated place and is not moved: the block may come out scrambled.
 template <class Real>
 inline constexpr Real vacated = is_double<Real> ? Real(0) : std::numeric_limits<Real>::max();
 
-/// Whether an element equals the mark: in runs, which a processor looks through side by side.
+/// True if an element equals the mark. The elements of a run are compared side by side.
 template <class Real>
 bool holds_mark(const Real* a, std::ptrdiff_t size) noexcept {
   constexpr std::ptrdiff_t run = 64;
@@ -72,8 +72,7 @@ bool holds_mark(const Real* a, std::ptrdiff_t size) noexcept {
   return std::find(a + i, a + size, vacated<Real>) != a + size;
 }
 
-/// Moves what is not vacated in a[from..to] up to the end of that range, in order, starting below the
-/// last element, which stays where it is.
+/// Moves the elements of a[from..to-1] that are not vacated up against a[to], in order. a[to] stays.
 template <class Real>
 void close_gaps(Real* a, std::ptrdiff_t from, std::ptrdiff_t to) noexcept {
   std::ptrdiff_t d = to;
@@ -81,8 +80,8 @@ void close_gaps(Real* a, std::ptrdiff_t from, std::ptrdiff_t to) noexcept {
     if (a[e] != vacated<Real>) a[--d] = a[e];
 }
 
-/// The same where only the c places that a row of R-row columns has left are vacated: the column pieces
-/// between them move as they are.
+/// The same for R-row columns of which only the first row, c places, is vacated: the rest of each
+/// column, R-1 elements, moves as a whole.
 template <class Real>
 void close_row_gaps(Real* a, std::ptrdiff_t R, std::ptrdiff_t c) noexcept {
   for (std::ptrdiff_t t = c - 1; t >= 0; --t) {
@@ -91,8 +90,8 @@ void close_row_gaps(Real* a, std::ptrdiff_t R, std::ptrdiff_t c) noexcept {
   }
 }
 
-// Row after row is taken out, the gaps that it leaves are closed towards the end, and the row is put
-// where the closing made room. s rows are in place; the others are a column-major (r-s) by c block.
+// Takes out one row after the other, closes its gaps towards the end, and puts the row into the room in
+// front. Before step s, s rows are in place; the others are a column-major (r-s) by c block.
 template <class Real>
 int M_tran(Real* a, int r, int c) noexcept {
   if (r < 2 && c < 2) return M_TRAN_BAD_SIZE;

@@ -1,5 +1,4 @@
-// matrix1/transpose.hpp - what higher layers call of the transpositions; tabfit/matrix.h says what it
-// does.
+// matrix1/transpose.hpp - the transposition that higher layers call; tabfit/matrix.h describes it.
 #pragma once
 
 namespace tabfit {

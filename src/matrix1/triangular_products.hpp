@@ -1,5 +1,5 @@
-// matrix1/triangular_products.hpp - what higher layers call of the triangular products; tabfit/matrix.h
-// says what it does.
+// matrix1/triangular_products.hpp - the triangular product that higher layers call; tabfit/matrix.h
+// describes it.
 #pragma once
 
 namespace tabfit {

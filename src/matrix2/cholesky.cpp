@@ -14,11 +14,10 @@
 namespace tabfit {
 namespace {
 
-/// Rows i0..i0+rows-1 of U in the columns of the same numbers, where the pivots are; `done` of them are
-/// there already. Returns how many rows are there then: fewer than `rows` if the next pivot is not
-/// positive.
+/// The diagonal block of U: rows and columns i0..i0+rows-1, whose first `done` rows are there already.
+/// Returns how many rows are complete: fewer than `rows` if the next pivot is not positive.
 ///
-/// Shape: rows side by side, element (i, j) of the block at i * lanes + j.
+/// Shape: sums and solved hold the block row by row, element (i, j) at i * lanes + j.
 template <class Real>
 int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) noexcept {
   constexpr int most = panel_rows;
@@ -55,8 +54,9 @@ int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) 
   return rows;
 }
 
-// Blocks of rows of U: each element of S is read before the same place of U is written, so U may be the
-// storage of S. To the right of the diagonal block they are rows of a forward substitution.
+// U is formed in blocks of rows. To the right of the diagonal block the rows are those of a forward
+// substitution. Each element of S is read before the same place of U is written, so U may be the
+// storage of S.
 template <class Real>
 int M_chol(Real* const* S, int n, Real* const* U) noexcept {
   if (n < 2) return M_CHOL_BAD_SIZE;
@@ -64,7 +64,8 @@ int M_chol(Real* const* S, int n, Real* const* U) noexcept {
   const double s00 = S[0][0];
   if (!(s00 > 0.0)) return 1;  // NaN fails too
   U[0][0] = store<Real>(std::sqrt(s00));
-  // Deliberate: the double twin divides row 0 by s(0,0), not by its root. Callers rely on it.
+  // Deliberate: the double twin divides row 0 by s(0,0), not by its root: U is a factor of S only if
+  // s(0,0) = 1.
   const double divisor = is_double<Real> ? s00 : U[0][0];
   for (int j = 1; j < n; ++j) U[j][0] = store<Real>(S[j][0] / divisor);
 

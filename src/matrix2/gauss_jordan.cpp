@@ -20,8 +20,8 @@ struct Pivot {
   Real value;  ///< with its sign; 0 if there is none
 };
 
-/// The candidate of each column of the trailing block is the one that V_iamax chooses; the greatest
-/// magnitude among these wins, the lowest column among equals. NaN never wins.
+/// V_iamax chooses one candidate in each column of the trailing block. The greatest magnitude of these
+/// wins, the lowest column among equals. NaN never wins.
 template <class Real>
 void examine(const Real* y, int n, int k, int j, Pivot<Real>& best) noexcept {
   const int r = k + V_iamax(y + k, n - k);
@@ -36,9 +36,9 @@ void exchange(Real* y, int k, int r) noexcept {
   E_swap(y + k, y + r);
 }
 
-/// One step with the pivot p, which stands in column k and row r: rows k and r are exchanged, column k
-/// becomes the multipliers, every other column adds its multiple of them, row k is divided by the pivot.
-/// Returns the next pivot. All of it is done in one pass over the columns, which is what costs.
+/// One step with the pivot p in column k and row r: rows k and r are exchanged, column k becomes the
+/// multipliers, every other column adds its multiple of them, row k is divided by the pivot. Returns
+/// the next pivot. Memory bounds the speed, so one pass over the columns does it all.
 template <class Real>
 Pivot<Real> eliminate(Real* const* A, int n, int k, int r, Real p) noexcept {
   Real* u = A[k];
@@ -59,14 +59,14 @@ Pivot<Real> eliminate(Real* const* A, int n, int k, int r, Real p) noexcept {
   return next;
 }
 
-// Every exchange of two lines goes with the negation of one of them, which keeps the determinant: it is
-// the plain product of the pivots. Undone in reverse order, a row exchange of A is a column exchange of
-// the inverse and the other way round.
+// Every exchange of two lines also negates one of them. That keeps the determinant, which is the plain
+// product of the pivots. The exchanges are undone in reverse order: a row exchange of A is a column
+// exchange of the inverse, and the other way round.
 template <class Real>
 int M_invGJ(Real** A, int n, double* det) noexcept {
   if (n < 1) return M_INVGJ_BAD_SIZE;
   *det = 1.0;
-  // Deliberate: both index arrays are kept, on every path. Hosts count on the bytes that a call leaves.
+  // Deliberate: both index arrays are kept, on every path: each call leaks 2 n ints.
   int* row = c_array<int>(n).release();
   if (!row) return M_INVGJ_NO_MEMORY;
   int* col = c_array<int>(n).release();
@@ -89,7 +89,7 @@ int M_invGJ(Real** A, int n, double* det) noexcept {
     best = eliminate(A, n, k, row[k], best.value);
   }
 
-  // Deliberate: the column pointers stay exchanged. Hosts reach the inverse through the table.
+  // Deliberate: the column pointers stay exchanged: column j of the inverse is where A[j] leads.
   for (int k = n - 2; k >= 0; --k) {
     if (row[k] != k) {
       P_swap(A + k, A + row[k]);

@@ -15,12 +15,11 @@ inline int halvings(int n) noexcept {
 
 /// The bracket x[lo..lo+length-1] of one search, for x[0] < t < x[n-1]; at first {0, n}.
 ///
-/// Why:       the way a search takes is random to the processor; masks instead of jumps, and the same
-///            number of steps for every abscissa, leave nothing to mispredict, and let several searches
-///            run side by side.
-/// Shape:     the key is t rounded to Real, which compares with a node as t does unless they are equal.
-/// Invariant: lo is the answer as soon as length <= 1, and further steps keep it; in the f twin, if no
-///            compared node was the key.
+/// Why:       the processor cannot predict the path of a search. Masks instead of jumps leave nothing
+///            to predict; with equally many steps for every abscissa, searches run side by side.
+/// Shape:     the key is t rounded to Real. Key and t compare alike with every node but the key itself.
+/// Invariant: once length <= 1, lo is the answer, and further steps keep it. In the f twin this
+///            holds if no compared node equals the key.
 template <class Real>
 struct Bracket {
   unsigned lo, length;
@@ -29,16 +28,16 @@ struct Bracket {
   void halve(Real key, const Real* x) noexcept {
     const unsigned half = length / 2;
     const Real node = x[lo + half];
-    // Deliberate: a point on a node goes right in the f twin, left in the d twin. Both evaluators
-    // are continuous there, and each keeps its twin's choice.
+    // Deliberate: a point on a node goes right in the f twin, left in the d twin. The interpolants are
+    // continuous there, so values of the two sides differ by rounding only.
     const unsigned right = is_double<Real> ? !(key <= node) : !(key < node);
     lo += half & (0u - right);
     length = half + (length & right);
     if constexpr (!is_double<Real>) met += !__builtin_islessgreater(node, key);
   }
 
-  /// Whether the halving may have gone wrong at a node that is the key but not t, or gone on from the
-  /// node that it is to end on.
+  /// True if the halving may have gone wrong: right of a node that equals the key but not t, or beyond
+  /// the first node equal to t.
   bool passed(double t, const Real* x) const noexcept {
     if constexpr (is_double<Real>)
       return false;  // goes left of every node equal to t
@@ -47,7 +46,7 @@ struct Bracket {
   }
 };
 
-/// The f twin's halving, which ends on the first node equal to t that it meets.
+/// The search of the f twin: ends on the first node equal to t that it meets.
 template <class Real>
 int first_met(double t, const Real* x, int n) noexcept {
   int lo = 0;
@@ -79,15 +78,15 @@ int V_search(double t, const Real* x, int n) noexcept {
   return static_cast<int>(b.lo);
 }
 
-/// Points that the table kernels take side by side.
+/// Points that V_search_block searches side by side.
 inline constexpr int search_width = 8;
 
 /// index[k] = V_search(t[k], x, n) for eight abscissae, each with x[0] < t[k] < x[n-1], and strictly
 /// ascending nodes.
 ///
-/// Why:       one search waits for a node at every step; eight wait together. With ascending nodes any
-///            order of comparisons finds the same interval: one comparison cuts the table to a power of
-///            two of nodes, and then all brackets stay of one length, and a step is a shift.
+/// Why:       one search waits for a node at every step; eight wait together. In ascending nodes any
+///            order of comparisons finds the same interval. The first comparison cuts the table to
+///            a power of two of nodes; from there on all brackets have the same length.
 /// Shape:     t and index have search_width elements; n >= 2.
 /// Invariant: the answer lies in lo[k] .. lo[k] + 2^e - 1.
 template <class Real>
@@ -105,7 +104,7 @@ inline void V_search_block(const Real* t, const Real* x, int n, std::int32_t* in
   for (int k = 0; k < search_width; ++k) index[k] = static_cast<std::int32_t>(lo[k]);
 }
 
-/// First i < n with a[i] = value; -1 when there is none or n < 1.
+/// First i < n with a[i] = value; -1 if there is none.
 inline int I_find(int value, const int* a, int n) noexcept {
   for (int i = 0; i < n; ++i)
     if (a[i] == value) return i;

@@ -10,9 +10,9 @@ namespace tabfit {
 
 /// dst(j)[i] = src(i)[j] for i < m and j < n.
 ///
-/// Why:       one side is always strided. Four by four elements go through registers, and the writes
-///            stay contiguous: four runs at a time from end to end, while every line that is read is
-///            still at hand when the next four runs come back to it.
+/// Why:       reads or writes must be strided. Here the reads are: tiles of 4 by 4 elements go through
+///            registers, and four runs of dst are written from end to end. The next four runs find the
+///            cache lines of src still in the cache.
 /// Shape:     src(i) is a run of at least n elements, dst(j) one of at least m; they do not overlap.
 template <class Src, class Dst>
 void move_transposed(std::ptrdiff_t m, std::ptrdiff_t n, Src src, Dst dst) noexcept {
@@ -32,8 +32,8 @@ void move_transposed(std::ptrdiff_t m, std::ptrdiff_t n, Src src, Dst dst) noexc
 
 /// column(j)[i] and column(i)[j] change places for i, j < n.
 ///
-/// Why:       as above, with one block of two in scratch; three blocks of 32 by 32 elements stay in the
-///            nearest cache.
+/// Why:       as above, two blocks at a time, one of them in scratch. Three blocks of 32 by 32 elements
+///            fit into the nearest cache.
 /// Shape:     column(j) is a run of at least n elements; no two overlap.
 template <class Column>
 void exchange_transposed(std::ptrdiff_t n, Column column) noexcept {

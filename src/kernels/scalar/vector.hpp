@@ -47,7 +47,7 @@ void V_neg(Real* x, int n) noexcept {
   for (int i = 0; i < n; ++i) x[i] = -x[i];
 }
 
-/// dst = src, as if element by element, ascending: dst may begin inside src only below it.
+/// dst = src, element by element, ascending. If they overlap, dst begins below src.
 template <class Real>
 void V_copy(const Real* src, Real* dst, int n) noexcept {
   for (int i = 0; i < n; ++i) dst[i] = src[i];
@@ -64,7 +64,7 @@ void P_copy(Real* const* src, Real** dst, int n) noexcept {
 /// 0 for n <= 0, with x[0] read all the same.
 template <class Real>
 int V_imax(const Real* x, int n) noexcept {
-  Real best = x[0];  // Deliberate: read before n is examined. Callers pass a readable element always.
+  Real best = x[0];  // Deliberate: read before n is examined, so x[0] must exist for n = 0 too.
   int index = 0;
   for (int i = 0; i < n; ++i)
     if (x[i] > best) best = x[index = i];
@@ -76,8 +76,8 @@ int V_imax(const Real* x, int n) noexcept {
 /// Moves elements k places up (k > 0) or -k places down within x[0..n-1].
 template <class Element>
 void shift(Element* x, int n, int k) noexcept {
-  // Deliberate: the |k| places at the end that elements leave keep their old contents. The drop of a
-  // variable in the non-negative solver writes only those it needs.
+  // Deliberate: the |k| places that elements leave keep their old contents, so the caller writes there
+  // what it needs.
   const std::ptrdiff_t size = n, step = k;
   if (step > 0)
     for (std::ptrdiff_t i = size - 1; i >= step; --i) x[i] = x[i - step];
@@ -97,12 +97,11 @@ void P_shift(Real** x, int n, int k) noexcept {
   shift(x, n, k);
 }
 
-/// Moves element p to position idx[p] and leaves idx as 0, 1, ..., n-1. 0, or -1 if idx lacks one of
-/// 0..n-2; x and idx are then left as far as the exchanges had gone.
+/// Moves element p to position idx[p] and leaves idx as 0, 1, ..., n-1. Returns 0; or -1 if idx lacks
+/// one of 0..n-2: x and idx then keep the exchanges made before that.
 template <class Element>
 int scatter(Element* x, int n, int* idx) noexcept {
-  // Deliberate: the last place is not searched, so a last index that is no index is accepted. Callers
-  // pass permutations with a free last entry.
+  // Deliberate: the last place is not searched, so any value there is accepted, a wrong index too.
   for (int i = 0; i + 1 < n; ++i) {
     const int j = I_find(i, idx + i, n - i);
     if (j < 0) return -1;
