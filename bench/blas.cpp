@@ -33,23 +33,13 @@ class Library {
   void* handle_;
 };
 
-constexpr int keep_what_is_set = 0;
-
 const Library& openblas_library() {
-  static const Library library = [] {
-    setenv("OPENBLAS_NUM_THREADS", "1", 1);
-    return Library(TABFIT_BENCH_OPENBLAS);
-  }();
+  static const Library library(TABFIT_BENCH_OPENBLAS);
   return library;
 }
 
 const Library& blis_library() {
   static const Library library = [] {
-    setenv("BLIS_NUM_THREADS", "1", 1);
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
-      setenv("BLIS_ARCH_TYPE", std::to_string(static_cast<int>(BLIS_ARCH_SKX)).c_str(),
-             keep_what_is_set);
     const Library loaded(TABFIT_BENCH_BLIS);
     void (*initialise)() = nullptr;  // else it refuses to name a kernel that was asked for
     loaded.find(initialise, "bli_init");
@@ -146,21 +136,29 @@ template const Lapack<double>& lapack<double>();
 
 std::string openblas_description() {
   char* (*config)() = nullptr;
-  char* (*core)() = nullptr;
   openblas_library().find(config, "openblas_get_config");
-  openblas_library().find(core, "openblas_get_corename");
   const std::string all = config();  // "OpenBLAS 0.3.21 NO_LAPACKE ..."
-  return all.substr(0, all.find(' ', all.find(' ') + 1)) + " (" + core() + " kernels)";
+  return all.substr(0, all.find(' ', all.find(' ') + 1));
+}
+
+std::string openblas_kernels() {
+  char* (*core)() = nullptr;
+  openblas_library().find(core, "openblas_get_corename");
+  return core();
 }
 
 std::string blis_description() {
   char* (*version)() = nullptr;
+  blis_library().find(version, "bli_info_get_version_str");
+  return std::string("BLIS ") + version();
+}
+
+std::string blis_kernels() {
   arch_t (*architecture)() = nullptr;
   char* (*name)(arch_t) = nullptr;
-  blis_library().find(version, "bli_info_get_version_str");
   blis_library().find(architecture, "bli_arch_query_id");
   blis_library().find(name, "bli_arch_string");
-  return std::string("BLIS ") + version() + " (" + name(architecture()) + " kernels)";
+  return name(architecture());
 }
 
 }  // namespace tabfit::bench

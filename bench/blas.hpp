@@ -1,11 +1,9 @@
 // bench/blas.hpp - the BLAS and LAPACK peers, each loaded beside the other.
 //
 // Both libraries export the same names, so neither is linked: each is loaded into a scope of its own
-// and called through pointers. One thread each. OpenBLAS chooses its kernels for the processor by itself
-// (OPENBLAS_CORETYPE overrules it). BLIS goes by the processor's brand name to tell whether its
-// 512-bit units are worth using and chooses 256-bit kernels for a name that it does not know; on a
-// processor with AVX-512 its 512-bit kernels are asked for, which are faster from n = 128 on and slower
-// below, where OpenBLAS is ahead of either (BLIS_ARCH_TYPE overrules it).
+// and called through pointers. kernels.hpp says which kernels they run. On a processor with AVX-512 the 512-bit
+// kernels of BLIS are faster than its 256-bit ones from n = 128 on, and slower below, where OpenBLAS is ahead
+// of either.
 //
 // LAPACK is the one inside OpenBLAS, with its own blocked Cholesky, LU and triangular routines, called
 // without the C interface, which would check the data and copy.
@@ -79,8 +77,10 @@ const Blas<Real>& blis();
 template <class Real>
 const Lapack<Real>& lapack();
 
-/// Versions, and the kernels that were chosen.
+/// Versions, and the kernels that run.
 std::string openblas_description();
+std::string openblas_kernels();
 std::string blis_description();
+std::string blis_kernels();
 
 }  // namespace tabfit::bench

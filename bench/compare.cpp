@@ -175,6 +175,7 @@ class Table : public benchmark::BenchmarkReporter {
     for (const auto& cache : context.cpu_info.caches)
       caches += print(", L%d %s %d KiB", cache.level, cache.type.c_str(), cache.size / 1024);
 
+    line("- Kernels: " + comparison_.kernels);
     line("- Libraries: " + libraries);
     line("- Compiler: " TABFIT_BENCH_COMPILER);
     line("- Flags of tabfit: " TABFIT_BENCH_FLAGS);

@@ -42,6 +42,7 @@ struct Workload {
 };
 
 struct Comparison {
+  std::string kernels;             ///< that all of them run
   std::vector<std::string> peers;  ///< names, versions and what else tells how they were run
   unsigned seed = 0;               ///< of every random input
   std::vector<Workload> workloads;

@@ -244,8 +244,9 @@ template struct Eigenlib<double>;
 
 std::string eigen_description() {
   return "Eigen " + std::to_string(EIGEN_WORLD_VERSION) + "." + std::to_string(EIGEN_MAJOR_VERSION) +
-         "." + std::to_string(EIGEN_MINOR_VERSION) +
-         " (-O3 -march=native: " + Eigen::SimdInstructionSetsInUse() + ")";
+         "." + std::to_string(EIGEN_MINOR_VERSION);
 }
+
+std::string eigen_option() { return TABFIT_BENCH_EIGEN_OPTION; }
 
 }  // namespace tabfit::bench

@@ -1,5 +1,6 @@
 // bench/eigen.hpp - the Eigen peer. eigen.cpp alone includes its headers, and is compiled for the
-// processor of this machine, so that Eigen uses its widest vectors.
+// kernels that the program holds to, or for the processor of this machine, so that Eigen uses its widest
+// vectors.
 //
 // Matrices are stored by columns without gaps, in memory that begins at a cache line, as Eigen's own.
 // Triangles are the upper ones. Decompositions keep their memory from call to call, as a caller would
@@ -53,7 +54,8 @@ struct Eigenlib {
   static void chebyshev_fit(int m, int p, const Real* x, const Real* y, bool pivoting, Real* c);
 };
 
-/// Version and instruction set.
+/// Version, and the option that gave it its vectors.
 std::string eigen_description();
+std::string eigen_option();
 
 }  // namespace tabfit::bench

@@ -1,6 +1,7 @@
 // bench/peak.cpp - matrix products against the peak rate of fused multiply-adds.
 #include "bench/peak.hpp"
 
+#include "bench/kernels.hpp"
 #include "bench/matrix.hpp"
 #include "tabfit/matrix.h"
 
@@ -83,9 +84,10 @@ void add_peak(Comparison& comparison) {
     add("d", [=](int n) { return product<double>(n, seed, name, add_ones); });
     add("f", [=](int n) { return product<float>(n, seed, name, add_ones); });
   };
-  if (__builtin_cpu_supports("avx512f"))
+  const Kernels kernels = kernels_in_use();
+  if (kernels == Kernels::avx512)
     add_twins("AVX-512 peak", add_ones_avx512);
-  else if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+  else if (kernels == Kernels::avx2)
     add_twins("AVX2 peak", add_ones_avx2);
 }
 

@@ -49,8 +49,6 @@ Worker::Worker(const std::string& interpreter, const std::string& script)
   if (child_ == 0) {
     dup2(down[0], STDIN_FILENO);
     dup2(up[1], STDOUT_FILENO);
-    for (const char* threads : {"OPENBLAS_NUM_THREADS", "BLIS_NUM_THREADS", "OMP_NUM_THREADS"})
-      setenv(threads, "1", 1);
     execlp(interpreter.c_str(), interpreter.c_str(), script.c_str(), nullptr);
     _exit(127);
   }
