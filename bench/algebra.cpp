@@ -3,12 +3,11 @@
 // Matrices are of order n, in the same blocks for both sides; triangles stand in full tables, zeros
 // below. A float twin is compared with the peers' single precision, though it sums in double.
 //
-// What is copied: a peer that works in place where ours has a result of its own copies the operand
-// first, as its user would. Where both work in place, both begin with a copy from the same source. That
-// copy is part of either time.
+// Copies: where only the peer works in place, it copies the operand first, as its user would. Where
+// both work in place, both begin with a copy from the same source. The copy is part of either time.
 //
-// Data: uniform in -1..1, but for those that are inverted or solved with, which are well conditioned, so
-// that a difference tells of the methods and not of the problem.
+// Data: uniform in -1..1. Matrices that are inverted or solved with are well conditioned: a difference
+// then tells of the methods, not of the problem.
 #include "bench/algebra.hpp"
 
 #include "bench/blas.hpp"
@@ -28,7 +27,7 @@ constexpr std::size_t most_sides = 8;
 /// Bounds of the differences, in units of sqrt(n) eps; see Contest.
 constexpr double exact = 0.0, of_sums = 2.0, of_solutions = 6.0;
 
-/// So many problems are solved in one call that the timer's resolution and the call do not count.
+/// Problems solved in one call: so many that the resolution of the timer and the call do not count.
 std::size_t problems_a_call(int n) { return n <= 8 ? 8 : n <= 32 ? 2 : 1; }
 
 /// What one side writes.
@@ -63,8 +62,8 @@ struct Problem {
   int n;
   Matrix<Real> A, B;  ///< general
   Matrix<Real> W;     ///< well conditioned
-  Matrix<Real> S;  ///< symmetric, positive definite, in full; s(0,0) = 1, so that the d twin's factor
-                   ///< is the usual one
+  Matrix<Real> S;  ///< symmetric, positive definite, in full; with s(0,0) = 1 the d twin computes the
+                   ///< usual factor
   Matrix<Real> U, V;  ///< upper triangular, well conditioned
   Block<Real> x;
   std::vector<Result<Real>> results;  ///< ours, then the peers'
@@ -81,8 +80,8 @@ struct Problem {
   }
 
  private:
-  /// The singular values of a random matrix lie below 2 sqrt(n/3), so that those of the sum lie between
-  /// 1 and 5 times sqrt(n/3).
+  /// W = a random matrix + 3 sqrt(n/3) I. The singular values of the former lie below 2 sqrt(n/3), so
+  /// those of W lie between 1 and 5 times sqrt(n/3).
   void fill_well_conditioned(Random& random) {
     W.fill(random, -1, 1);
     for (int i = 0; i < n; ++i) W(i, i) += static_cast<Real>(3.0 * std::sqrt(n / 3.0));
@@ -161,8 +160,9 @@ class Contest {
   using Pool = std::vector<Problem<Real>>;
 
   /// The bound is a multiple of sqrt(n) eps of the greatest result: the roundings of a sum of n terms
-  /// add up like a random walk. The greatest of many differences was measured at up to 0.75 for sums and
-  /// solves and at 2.5 for solutions through a QR decomposition, whose data have a condition of up to 5.
+  /// add up like a random walk. The greatest of many differences was measured at up to 0.75 for sums
+  /// and solves and at 2.5 for solutions through a QR decomposition, whose data have a condition of up
+  /// to 5.
   Contest(int n, unsigned seed, Compare<Real> compare, double bound)
       : n_(n), compare_(compare), bound_(bound), pool_(std::make_shared<Pool>()) {
     Random random(seed + static_cast<unsigned>(n));
@@ -183,7 +183,7 @@ class Contest {
     return peer(name, run, [](Problem<Real>&, Result<Real>&) {});
   }
 
-  /// show() makes what is compared of a result that the peer keeps for itself, outside its time.
+  /// show() fetches a result that the peer keeps inside, for the comparison; it is not timed.
   template <class Run, class Show>
   Contest& peer(const std::string& name, Run run, Show show) {
     const std::size_t index = trial_.peers.size() + 1;
@@ -535,7 +535,7 @@ void decompose_by_lapack(Problem<Real>& p, Result<Real>& r) {
                        r.work.data(), &size, &r.info, 1, 1);
 }
 
-/// Q^T b behind R, which the decomposition object keeps unless it is asked for.
+/// Q^T b behind R. The decomposition object keeps R inside; `show` copies it out.
 template <class Real>
 void decompose_by_eigen(Problem<Real>& p, Result<Real>& r, bool show) {
   std::memcpy(r.rhs(p.n), p.x.data(), p.x.size() * sizeof(Real));
@@ -694,7 +694,7 @@ Trial transp(int n, unsigned seed) {
       .trial();
 }
 
-/// Each call transposes what the last one left. Random elements are no markers.
+/// Each call transposes what the last one left. No random element is the marker of M_tran.
 template <class Real>
 Trial tran(int n, unsigned seed) {
   using P = Problem<Real>;

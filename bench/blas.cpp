@@ -41,7 +41,7 @@ const Library& openblas_library() {
 const Library& blis_library() {
   static const Library library = [] {
     const Library loaded(TABFIT_BENCH_BLIS);
-    void (*initialise)() = nullptr;  // else it refuses to name a kernel that was asked for
+    void (*initialise)() = nullptr;  // before it, the library does not name its kernels
     loaded.find(initialise, "bli_init");
     initialise();
     return loaded;

@@ -1,12 +1,12 @@
 // bench/blas.hpp - the BLAS and LAPACK peers, each loaded beside the other.
 //
 // Both libraries export the same names, so neither is linked: each is loaded into a scope of its own
-// and called through pointers. kernels.hpp says which kernels they run. On a processor with AVX-512 the 512-bit
-// kernels of BLIS are faster than its 256-bit ones from n = 128 on, and slower below, where OpenBLAS is ahead
-// of either.
+// and called through pointers. kernels.hpp says which kernels they run. On a processor with AVX-512 the
+// 512-bit kernels of BLIS are faster than its 256-bit ones from n = 128 on, and slower below, where
+// OpenBLAS is ahead of both.
 //
-// LAPACK is the one inside OpenBLAS, with its own blocked Cholesky, LU and triangular routines, called
-// without the C interface, which would check the data and copy.
+// LAPACK is the one inside OpenBLAS, with its own blocked Cholesky, LU and triangular routines. It is
+// called without the C interface, which would check the data and copy.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@
 
 namespace tabfit::bench {
 
-/// The values of the C interface's enumerations.
+/// Values of the enumerations of the C interface.
 enum Layout { by_columns = 102 };
 enum Transposition { no_transposition = 111, transposition = 112 };
 enum Triangle { upper = 121 };

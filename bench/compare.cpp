@@ -236,7 +236,7 @@ class Table : public benchmark::BenchmarkReporter {
       }
       cells.push_back(others.empty() ? "-" : others);
     }
-    // Of the peers' differences the one nearest to its bound, or beyond it.
+    // The greatest difference in units of its bound.
     const Agreement& agreement = *std::max_element(
         agreements.begin(), agreements.end(), [](const Agreement& a, const Agreement& b) {
           return !(b.difference * a.bound <= a.difference * b.bound);

@@ -14,7 +14,7 @@ struct Agreement {
   bool holds() const { return difference <= bound; }  // NaN fails too
 };
 
-/// Seconds of processor time that a number of calls take, or below 0 if they did not come to an end.
+/// Seconds of processor time that a number of calls take; below 0 if they did not end.
 using Timer = std::function<double(int calls)>;
 
 /// The same work done by another library. agreement() compares the results of the last calls of ours
@@ -28,7 +28,7 @@ struct Peer {
 
 /// A workload with its data in place.
 struct Trial {
-  double items = 1.0;  ///< evaluations, say, that one call does; times are stated for one of them
+  double items = 1.0;  ///< of work in one call, such as evaluations; times are stated for one item
   std::function<void()> ours;
   std::vector<Peer> peers;
   Timer timer = {};  ///< of ours, as for a peer
@@ -48,16 +48,15 @@ struct Comparison {
   std::vector<Workload> workloads;
 };
 
-/// Runs the workloads that the command line selects and prints one row for each: against the best peer,
-/// that is the one with the least median time, and then the ratios to the others.
-/// The program's exit status: 0, or 1 if any results disagree, nothing is selected or an argument is
-/// unknown.
+/// Runs the workloads that the command line selects and prints one row for each: the comparison with
+/// the best peer, the one with the least median time, then the ratios to the others. Returns the exit
+/// status: 0, or 1 if any results disagree, nothing is selected or an argument is unknown.
 ///
-/// First both sides run once and their results are compared; a workload that disagrees is not timed.
-/// Then every repetition times ours and each peer one after the other, in an order that alternates, and
-/// takes the ratio ours / peer. The row states the median of these ratios with its quartiles: a
-/// disturbance of the machine meets both sides of a ratio, or spoils a few ratios, which a median does
-/// not feel. Both sides run on one core.
+/// First all sides run once and their results are compared; a workload that disagrees is not timed.
+/// Then every repetition times ours and each peer one after the other, in alternating order, and takes
+/// the ratio ours / peer. The row states the median ratio and the quartiles. A disturbance of the
+/// machine meets both sides of a ratio, or it spoils a few ratios, and the median ignores these. All
+/// sides run on one core.
 int run(const Comparison& comparison, int argc, char** argv);
 
 }  // namespace tabfit::bench

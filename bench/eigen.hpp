@@ -31,8 +31,8 @@ struct Eigenlib {
   // B = A^T; A := A^T
   static void transpose(int n, const Real* A, Real* B);
   static void transpose_in_place(int n, Real* A);
-  /// Pivoted QR of m by n, applied to b, which becomes Q^T b; unless F is null, R on and above the diagonal
-  /// of F, column j of it being column order[j] of A.
+  /// Pivoted QR of the m by n matrix A; b := Q^T b. Unless F is null, R goes on and above the diagonal
+  /// of F; its column j belongs to column order[j] of A.
   static void qr(int m, int n, const Real* A, Real* b, Real* F, int* order);
   /// Least squares by pivoted QR.
   static void qr_solve(int m, int n, const Real* A, const Real* b, Real* x);
@@ -46,9 +46,11 @@ struct Eigenlib {
   static void inverse(int n, const Real* A, Real* X);
   static void inverse_full_pivoting(int n, const Real* A, Real* X);
 
-  /// Least squares on a dense design, by QR with or without column pivoting. By cubic B-splines on n
-  /// interior knots, equally spaced between x[0] and x[m-1]: n + 4 coefficients, of which spline_values
-  /// makes values. By Chebyshev polynomials up to degree p, over the same range: p + 1.
+  /// Least squares on a dense design, by QR with or without column pivoting.
+  ///   spline_fit     n + 4 coefficients of cubic B-splines on n interior knots, equally spaced between
+  ///                  x[0] and x[m-1]
+  ///   spline_values  the values of that spline at x
+  ///   chebyshev_fit  p + 1 coefficients of Chebyshev polynomials over the same range
   static void spline_fit(int m, int n, const Real* x, const Real* y, bool pivoting, Real* c);
   static void spline_values(int m, int n, const Real* x, const Real* c, Real* s);
   static void chebyshev_fit(int m, int p, const Real* x, const Real* y, bool pivoting, Real* c);

@@ -1,9 +1,9 @@
-// bench/fits.cpp - spline and polynomial fits against Eigen's QR on the dense design, GSL, ALGLIB, FITPACK
-// through SciPy, NumPy, and constrained fits against quadratic programming in R.
+// bench/fits.cpp - spline and polynomial fits against Eigen's QR on the dense design, GSL, ALGLIB,
+// FITPACK through SciPy, NumPy, and constrained fits against quadratic programming in R.
 //
-// Splines:     cubic, on n interior knots, equally spaced. Ours and the peers' bases span the same space,
-//              so that the fits are the same functions, which are compared by their values. Our table of
-//              the basis and the peers' workspaces are made beforehand.
+// Splines:     cubic, on n interior knots, equally spaced. All bases span the same space, so all fits
+//              are the same function, and their values are compared. Our basis table and the peers'
+//              workspaces are made beforehand.
 // Polynomials: Chebyshev series over the range of the data.
 // Precision:   Eigen's is the twin's. All others compute in double, with the values of a float twin.
 // Calls:       peers of interpreted languages are called with whole vectors; the call is in their time.
@@ -44,8 +44,8 @@ enum class R { within_bounds = 2, under_constraints, convex_spline };
 
 std::size_t size(int n) { return static_cast<std::size_t>(n); }
 
-/// A table to be fitted: a smooth function and noise, at distances that vary by a factor of three. For a
-/// float twin the values are floats.
+/// A table to be fitted: a smooth function and noise, at distances that vary by a factor of three. A
+/// float twin gets values that are floats.
 template <class Real>
 struct Samples {
   int m;
@@ -78,12 +78,12 @@ Vector message(Code code, std::initializer_list<double> numbers, const Sequences
   return all;
 }
 
-/// Collects the sides of a workload whose results are sequences: each of the given number of parts is
-/// compared for itself, since values and derivatives differ in size.
+/// Collects the sides of a workload whose results are sequences of `parts` equal parts. Each part is
+/// compared by itself, since values and derivatives differ in size.
 template <class Real>
 class Contest {
  public:
-  /// ours(out) is timed. What it has computed is compared by values(), which makes numbers of it.
+  /// ours() is timed. values() gives what it has computed, for the comparison.
   Contest(double items, std::size_t parts, std::function<void()> ours, std::function<Vector()> values)
       : parts_(parts), values_(std::move(values)) {
     trial_.items = items;
@@ -241,7 +241,7 @@ struct SplineData {
   int n;
   Samples<Real> samples;
   Vector x, y;  ///< the same values for peers in double
-  Real** T;     ///< basis table; it lives as long as the program, as many a caller's
+  Real** T;     ///< basis table; never released
   Block<Real> a, c;
   Block<Real> v, s[3];
   Vector peer_v, gsl_values, alglib_values;
@@ -499,14 +499,14 @@ struct PolynomialData {
     return if_ok(status == AX_POLAPXCOEF_OK, widened(values));
   }
 
-  /// A peer's series of the given coefficients, and its derivatives'.
+  /// Sets the series of a peer to the given coefficients, and forms the series of its derivatives.
   template <class Coefficients>
   void set_series(const Coefficients& coefficients) {
     gsl_cheb_series& first = *series[0];
     first.a = x.front();
     first.b = x.back();
     for (std::size_t j = 0; j <= size(p); ++j) first.c[j] = coefficients[j];
-    first.c[0] *= 2.0;  // it adds half of it
+    first.c[0] *= 2.0;  // the series has half of c[0]
     gsl_cheb_calc_deriv(series[1].get(), series[0].get());
     gsl_cheb_calc_deriv(series[2].get(), series[1].get());
   }
@@ -548,9 +548,9 @@ Trial polynomial_fit(int p, unsigned seed) {
       .trial();
 }
 
-/// The second derivative of a Chebyshev polynomial is up to p^4 / 3 at the ends, and the roundings of the
-/// coefficients grow with it: measured up to 0.4 p^4 eps. Those of a float twin are small against the
-/// rounding of its polynomials, and come to 0.6 p^2 eps.
+/// The second derivative of a Chebyshev polynomial is up to p^4 / 3 at the ends, and the roundings of
+/// the coefficients grow with it: measured up to 0.4 p^4 eps. In a float twin the rounding of the
+/// polynomials is greater than theirs: measured 0.6 p^2 eps.
 template <class Real>
 double polynomial_derivatives_bound(int p) {
   return is_float<Real> ? 2.0 * p * p * epsilon<Real> : std::pow(p, 4) * epsilon<Real>;
@@ -608,12 +608,12 @@ Trial polynomial_values(int p, int derivatives, unsigned seed) {
 }
 
 // -- constraints --------------------------------------------------------------------------------------
-// Float twins, since the double twins return for few data. All leave memory allocated.
+// Float twins only, since the double twins may not return. All leave memory allocated.
 
-/// Ours is a least-distance problem in single precision, whose solution is a quotient by 1 / (1 + d^2), d
-/// being the distance from the unconstrained solution in the unit of b: roundings count more, the more the
-/// constraints take away. Measured: 6e-7 with bounds, 1.7e-5 with general constraints, 2.5e-7 for the
-/// spline.
+/// Ours solves a least-distance problem in single precision. Its solution is a quotient by
+/// 1 / (1 + d^2), where d is the distance from the unconstrained solution in the unit of b: the greater
+/// d, the more the roundings count. Measured: 6e-7 with bounds, 1.7e-5 with general constraints, 2.5e-7
+/// for the spline.
 constexpr double bounds_bound = 2e-6, inequalities_bound = 5e-5, convex_bound = 1e-6;
 
 struct Constrained {

@@ -5,10 +5,10 @@
 //
 // Data:    n nodes at random distances, 0.1 to 1.9 apart. Both twins are compared with the same double
 //          peer. A float twin's nodes, ordinates and points are floats, and the peer gets their values.
-// Splines: GSL's ends are free of curvature, and ours take their third derivative from the nearest
-//          nodes. The first and last ordinate are chosen so that our spline has no curvature at its
-//          ends. As a spline through given points with given curvatures at the ends is unique, both
-//          libraries then compute the same function, and are compared at every point.
+// Splines: GSL's ends are free of curvature; ours take their third derivative from the nearest nodes.
+//          The first and last ordinate are chosen so that our spline has no curvature at its ends. The
+//          spline through given points with given curvatures at the ends is unique. So both libraries
+//          compute the same function, and they are compared at every point.
 #include "bench/interpolation.hpp"
 
 #include "tabfit/approximation.h"
@@ -71,7 +71,7 @@ class Random {
   std::mt19937_64 engine_;
 };
 
-/// The curvature's half at both ends of our spline through (x, y).
+/// Half the curvature at both ends of our spline through (x, y).
 struct EndCurvatures {
   double first, last;
 
@@ -192,10 +192,10 @@ double difference(const Outputs& ours, const Vector (&peer)[3], int outputs) {
   return greatest;
 }
 
-/// How far results may lie apart: a result in double, of ordinates that both sides share, is some
-/// roundings from the peer's. A float result is rounded to float, and a float twin's spline is built of
-/// floats. Second derivatives divide the roundings of the ordinates by the square of a distance, which
-/// is at least 0.1.
+/// How far results may lie apart. A result in double, of ordinates that both sides share, differs from
+/// the peer's by some roundings. A float result is rounded to float, and the spline of a float twin has
+/// float coefficients. Second derivatives divide the roundings of the ordinates by the square of a
+/// distance, which is at least 0.1.
 template <class Real>
 constexpr bool is_float = sizeof(Real) == sizeof(float);
 constexpr double linear_bound = 1e-14, linear_float_bound = 1e-7;

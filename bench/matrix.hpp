@@ -58,8 +58,8 @@ struct LineAllocator {
 template <class Real>
 using Block = std::vector<Real, LineAllocator<Real>>;
 
-/// A matrix by columns, one behind the other: peers read data with a leading dimension of rows, ours
-/// reads the same memory through a table of pointers to the columns.
+/// A matrix by columns, one behind the other. Peers read the data with the row count as leading
+/// dimension; ours reads the same memory through a table of pointers to the columns.
 template <class Real>
 struct Matrix {
   int rows = 0, columns = 0;
@@ -89,7 +89,7 @@ struct Matrix {
       table[j] = data.data() + j * static_cast<std::size_t>(rows);
   }
 
-  /// Element (i, j), through the table: where our operations exchange pointers, as they left them.
+  /// Element (i, j), through the pointers as our operations left them.
   Real& operator()(int i, int j) { return table[static_cast<std::size_t>(j)][i]; }
   Real operator()(int i, int j) const { return table[static_cast<std::size_t>(j)][i]; }
 

@@ -10,8 +10,8 @@
 namespace tabfit::bench {
 namespace {
 
-// Enough independent sums to fill two units of four or five cycles, few enough for the registers. Every
-// sum becomes the number of its additions, exactly: the caller can tell that nothing was left out.
+// Enough independent sums to fill two units of four or five cycles, and few enough for the registers.
+// Every sum ends as the exact number of its additions, so the caller sees that none was left out.
 
 constexpr int chains = 12;
 
@@ -21,7 +21,7 @@ constexpr int chains = 12;
   __m512d one = _mm512_set1_pd(1.0);
   for (long long k = 0; k < count; k += 8 * chains) {
     for (__m512d& s : sum) s = _mm512_fmadd_pd(one, one, s);
-    __asm__ volatile("" : "+v"(one));  // so that the compiler forms no product in advance
+    __asm__ volatile("" : "+v"(one));  // keeps the compiler from forming products in advance
   }
   double total = 0.0;
   for (const __m512d& s : sum) {

@@ -5,8 +5,8 @@
 
 namespace tabfit::bench {
 
-/// Matrix products against as many fused multiply-adds of doubles in registers, without any memory: the
-/// ratio is the reciprocal of the fraction of the peak that the product reaches.
+/// Matrix products against the same number of fused multiply-adds of doubles in registers. The product
+/// reaches the fraction 1 / ratio of the peak.
 void add_peak(Comparison& comparison);
 
 }  // namespace tabfit::bench

@@ -29,7 +29,8 @@ def columns(values, m, n):
     return numpy.array(values[: m * n].reshape(n, m).T, order="F"), values[m * n :]
 
 
-# Each takes a problem and gives a call to be timed and a function of its outcome: what is compared.
+# Each takes a problem. It returns a call to be timed, and a function that turns the outcome of the call
+# into what is compared.
 
 
 def nonnegative(values):

@@ -1,11 +1,11 @@
 // bench/solvers.cpp - least squares against LAPACK and Eigen, non-negative least squares against SciPy
 // and R.
 //
-// Ls:      both sides begin with a copy of the matrix and the right-hand side, in their time. Peers with
-//          column pivoting only.
-// Ls_cnn:  the peers are functions of interpreted languages whose work is compiled; their call is in
-//          their time, since a user pays for it. They have double precision only. Ours leaves its
-//          working tables allocated at every call, so it is timed in a copy of this process.
+// Ls:      both sides begin with a copy of the matrix and the right-hand side, which is timed. Only
+//          peers with column pivoting take part.
+// Ls_cnn:  the peers are compiled functions of interpreted languages. Their time includes the call, for
+//          which a user pays. They have double precision only. Ours leaves its working tables allocated
+//          at every call, so it is timed in a copy of this process.
 #include "bench/solvers.hpp"
 
 #include "bench/blas.hpp"
@@ -121,8 +121,8 @@ struct NonNegative {
   std::vector<double> problem;  ///< for the peers
   std::vector<std::vector<double>> peers_x;
 
-  /// b is A times a vector whose elements are all positive, or alternate, and some noise: where it is
-  /// negative the solution is 0.
+  /// b is A times a vector, plus some noise. The elements of the vector are positive or alternate in
+  /// sign; where they are negative, the solution is 0.
   NonNegative(int rows, int unknowns, Signs signs, unsigned seed)
       : m(rows),
         n(unknowns),
@@ -148,7 +148,7 @@ struct NonNegative {
   }
 };
 
-/// The double twin does not return where a variable has to be dropped, so data are drawn until it does.
+/// The double twin does not return if a variable has to be dropped. So data are drawn until it returns.
 template <class Real>
 std::shared_ptr<NonNegative<Real>> solvable(int m, int n, Signs signs, unsigned seed) {
   for (;; ++seed) {

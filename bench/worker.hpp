@@ -1,4 +1,4 @@
-// bench/worker.hpp - peers that live in other processes, and calls of ours that are better made in one.
+// bench/worker.hpp - peers in other processes, and calls of ours that need a process of their own.
 #pragma once
 
 #include "bench/compare.hpp"
@@ -8,9 +8,9 @@
 
 namespace tabfit::bench {
 
-/// A script that keeps running, solves one problem at a time and times itself: processor time of its own
-/// process, over so many calls as it is asked for. Messages are vectors of doubles, each behind its
-/// length, over two pipes.
+/// A script that keeps running and solves one problem at a time. It times itself, in processor time of
+/// its process, over as many calls as it is asked for. Messages go over two pipes; they are vectors of
+/// doubles, each preceded by its length.
 ///
 ///   to the script     it answers
 ///   (none)            its description, a number for each character
@@ -44,12 +44,12 @@ class Worker {
 Worker& python_worker();
 Worker& r_worker();
 
-/// Seconds of processor time that the calls take in a copy of this process, which then ends. For an
+/// Seconds of processor time that the calls take in a copy of this process, which then ends: for an
 /// operation that leaves memory allocated at every call. Below 0 if the copy was stopped because the
 /// calls took longer than the limit, in seconds, or more than 8 GB of memory.
 double seconds_in_a_copy(const std::function<void()>& call, int calls, int limit);
 
-/// Whether a call comes back within some seconds: tried in a copy of this process.
+/// True if a call returns within some seconds; it is tried in a copy of this process.
 bool call_returns(const std::function<void()>& call);
 
 }  // namespace tabfit::bench

@@ -18,7 +18,7 @@ struct Curve {
 template <class Real>
 Curve<Real> empty_curve(std::size_t m, bool derivatives);
 
-/// Throws NoResult, beginning with the source, if a number is infinite or none at all.
+/// Throws NoResult if a number is not finite; the message begins with the source.
 template <class Real>
 void check_finite(const std::string& source, const Points<Real>& points, const Curve<Real>& curve);
 

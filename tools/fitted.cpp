@@ -34,7 +34,7 @@ std::vector<Real> shifted(std::vector<Real> x, Real shift) {
   return x;
 }
 
-/// For positive ends, a <= b <= 2 a makes b - a exact, and so is every difference of numbers between them.
+/// For 0 < a <= b <= 2 a the difference b - a is exact, and so is that of any two numbers between them.
 template <class Real>
 Real shift_of(Real first, Real last) {
   const Real least = std::min(std::abs(first), std::abs(last));
@@ -58,10 +58,11 @@ double in_knots(const Fitted<Real>& f, Real x) {
   return double((static_cast<long double>(x) - f.first) / width * (f.size + 1));
 }
 
-/// Rank of the design, if nothing is rounded. Of the n + 4 B-splines on the knots, those from low to high are
-/// not zero at an abscissa, and the rank is the greatest number of pairs of a B-spline and an abscissa at
-/// which it is not zero (Schoenberg and Whitney); both ends of the span ascend, so the first choice is best. The
-/// ends of the range need no rule of their own: one abscissa lies there and takes one B-spline.
+/// Rank of the design without rounding (Schoenberg and Whitney): the greatest number of abscissae that
+/// can each take a B-spline of its own, one that is not zero there. At an abscissa three (on a knot) or
+/// four neighbours of the n + 4 B-splines are not zero. Abscissae ascend, and the first free B-spline
+/// is the best choice. The ends of the range need no rule of their own: one abscissa lies at each and
+/// takes one.
 template <class Real>
 int rank_of_design(const Fitted<Real>& f, const std::vector<Real>& x) {
   const int n = f.size;
@@ -78,7 +79,7 @@ int rank_of_design(const Fitted<Real>& f, const std::vector<Real>& x) {
   return rank;
 }
 
-/// A knot in the unit of the data, in as many digits as tell it from its neighbours.
+/// A knot in the unit of the data, with enough digits to tell it from its neighbours.
 template <class Real>
 std::string knot_text(const Fitted<Real>& f, int i) {
   const double width = (double(f.last) - double(f.first)) / (f.size + 1);
@@ -89,7 +90,7 @@ std::string knot_text(const Fitted<Real>& f, int i) {
   return text;
 }
 
-/// "no data between 12.1 and 15.8": the longest runs of knot intervals between whose ends no abscissa lies.
+/// "no data between 12.1 and 15.8": the longest runs of knot intervals with no abscissa inside.
 template <class Real>
 std::string empty_intervals(const Fitted<Real>& f, const std::vector<Real>& x) {
   constexpr std::size_t most = 3;
@@ -138,7 +139,7 @@ template <class Real>
               std::to_string(unknowns) + ": " + why);
 }
 
-/// The two neighbours that are closest to each other are too close.
+/// Refuses the two neighbours that are closest to each other.
 template <class Real>
 [[noreturn]] void refuse_closest(const Pairs<Real>& data, double tolerance) {
   std::size_t closest = 0;

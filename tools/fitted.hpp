@@ -15,9 +15,9 @@ constexpr int most_degree = 9999;
 
 /// All that is needed to evaluate a fit, and how well it meets its data.
 ///
-/// The library maps abscissae onto a reference interval with a centre that it rounds to its element type,
-/// which spoils the fit of a narrow range far from 0. So it sees the abscissae less a shift: 0, or if all
-/// lie within a factor of two of each other, the middle of the range. No bit is lost in either case.
+/// The library maps abscissae onto a reference interval whose centre it rounds to its element type.
+/// That spoils the fit of a narrow range far from 0. So the library gets the abscissae less a shift:
+/// the middle of the range if all lie within a factor of two of each other, else 0. No bit is lost.
 template <class Real>
 struct Fitted {
   Kind kind;
@@ -34,26 +34,26 @@ struct Fitted {
 template <class Real>
 std::string title(const Fitted<Real>& fitted);
 
-/// Pairs with strictly ascending abscissae. Throws NoResult, unless abscissae are merely repeated and are to
-/// be averaged: then their ordinates' mean stands for all of them.
+/// Checks that the abscissae ascend strictly. If wanted, one pair with the mean of the ordinates first
+/// replaces all pairs of a repeated abscissa. Throws NoResult if they still do not ascend.
 template <class Real>
 void make_ascending(Pairs<Real>& data, bool average_repeated);
 
-/// Throws NoResult if the data and the kind of fit do not go together.
+/// Throws NoResult if the data do not determine the fit, or the fit is beyond the library.
 template <class Real>
 Fitted<Real> fit(const Pairs<Real>& data, Kind kind, int size);
 
-/// Evaluates a fit at points of its range; one that lies outside by no more than the library's tolerance is
-/// moved onto the end. Throws NoResult, beginning with the source, for another one.
+/// Evaluates a fit at points of its range. A point outside by no more than the library's tolerance is
+/// moved onto the end. Throws NoResult for a point further out; the message begins with the source.
 template <class Real>
 Curve<Real> evaluate(const Fitted<Real>& fitted, const Points<Real>& points, bool derivatives,
                      const std::string& source);
 
-/// The same at points that lie in the range for sure.
+/// The same at points that are known to lie in the range.
 template <class Real>
 Curve<Real> evaluate(const Fitted<Real>& fitted, std::vector<Real> at, bool derivatives);
 
-/// What the data have more than the fit.
+/// The ordinates of the data less those of the fit.
 template <class Real>
 std::vector<Real> residuals(const Pairs<Real>& data, const std::vector<Real>& values);
 

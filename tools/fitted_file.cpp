@@ -21,7 +21,7 @@ template <class Real>
 using Json =
     nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t, Real>;
 
-/// A number that JSON readers take for what it is: of an integer -0 they drop the sign.
+/// A number as JSON: -0 becomes -0.0, since readers drop the sign of an integer 0.
 template <class Real>
 std::string json_number(Real value) {
   const std::string text = shortest(value);

@@ -11,12 +11,12 @@ namespace tabfit::tool {
 template <class Real>
 std::string coefficients_text(const Fitted<Real>& fitted, const std::string& source);
 
-/// The precision of a fit, "single" or "double". Throws BadInput, beginning with the source, if the content is
-/// not that of such a file.
+/// The precision of a fit, "single" or "double". Throws BadInput if the content is not that of such a
+/// file; the message begins with the source.
 std::string precision_of(const std::string& content, const std::string& source);
 
-/// The same fit, bit for bit. Throws BadInput, beginning with the source, if something is missing, of a wrong
-/// type or length, or does not go together.
+/// The fit that was kept, bit for bit. Throws BadInput if something is missing, has a wrong type or
+/// length, or contradicts the rest; the message begins with the source.
 template <class Real>
 Fitted<Real> read_fitted(const std::string& content, const std::string& source);
 

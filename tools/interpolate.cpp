@@ -35,8 +35,8 @@ void check_ascending(const Pairs<Real>& nodes) {
     if (!(nodes.x[i] < nodes.x[i + 1])) refuse_nodes_at(nodes, i);
 }
 
-/// The library refuses the nodes: says which. The spline through rows 0..k-1 can be built unless an
-/// interval among them is too narrow, so bisection finds the first such.
+/// Names the nodes that the library refuses. The spline through rows 0..k-1 can be built unless an
+/// interval among them is too narrow, so bisection finds the first such interval.
 template <class Real>
 [[noreturn]] void refuse_nodes(const Pairs<Real>& nodes) {
   int low = 2, high = nodes.count();
@@ -52,7 +52,7 @@ template <class Real>
   refuse_nodes_at(nodes, std::size_t(low) - 2);
 }
 
-/// The library refuses a point, of which accepts(t) is false: says which, and why.
+/// Names the first point that the library refuses, for which accepts(t) is false, and says why.
 template <class Real, class Accepts>
 [[noreturn]] void refuse_point(const Pairs<Real>& nodes, const Points<Real>& points, Accepts accepts) {
   const auto refused = std::ranges::find_if_not(points.at, accepts);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::pair<double, double> gap{std::numeric_limits<double>::quiet_NaN(), 0.0};
 
-/// Where the curves are drawn through: equal steps, and every node.
+/// The abscissae through which the curves are drawn: equal steps, and every node.
 template <class Real>
 std::vector<Real> grid(const std::vector<Real>& x) {
   std::vector<Real> t = equal_steps(x.front(), x.back());

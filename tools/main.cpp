@@ -18,7 +18,7 @@
 namespace tabfit::tool {
 namespace {
 
-/// The failure's one line: whatever the input put into it, it does not break or colour the terminal.
+/// Prints the one line of a failure. Text from the input cannot break it or colour the terminal.
 int fail(std::string line, int status) {
   std::ranges::replace_if(
       line, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '?');
@@ -63,7 +63,7 @@ void parse_and_run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace tabfit::tool;
-  // A write that fails says so itself.
+  // Without these signals a write that fails returns its error.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {

@@ -15,7 +15,7 @@ struct Options {
   bool derivatives = false;
 };
 
-/// One subcommand while it is being described, and when it has been parsed.
+/// One subcommand: its description, then its parsed options.
 class Subcommand {
  public:
   Subcommand(CLI::App& command, const char* name, const char* description)
@@ -40,7 +40,7 @@ class Subcommand {
   /// Throws BadInput with a hint at the help.
   [[noreturn]] void refuse(const std::string& why) const;
   void refuse_empty(std::initializer_list<const char*> names) const;
-  /// Refuses what can be wrong with the options of points, of the picture and of the result.
+  /// Refuses wrong options of the points, the picture and the result.
   void check(const Options& o) const;
 
  private:

@@ -26,8 +26,8 @@ struct Column {
 template <class Real>
 Column number_column(const std::string& name, const std::string& key, const std::vector<Real>& values);
 
-/// All columns have the same length. JSON begins with the description, and calls the rows by their name;
-/// a table for reading ends with the notes; CSV has neither.
+/// A table of numbers; all columns have the same length. JSON begins with the description and names the
+/// rows. A table for reading ends with the notes. CSV has neither.
 struct Report {
   std::vector<Field> description;
   std::string rows_name;
@@ -38,13 +38,13 @@ struct Report {
 Format format_named(const std::string& name);
 std::string formatted(const Report& report, Format format);
 
-/// A JSON object of these fields, a line each, without its closing brace.
+/// A JSON object of these fields, one a line, without its closing brace.
 std::string json_fields(const std::vector<Field>& fields);
 
-/// Puts the notes on standard error if the result of that format, written already, does not hold them.
+/// Puts the notes on standard error if the format does not hold them. The result is written before.
 void print_notes(const Report& report, Format format);
 
-/// The text as valid UTF-8 on one line: anything else in it becomes a replacement character or a blank.
+/// The text as valid UTF-8 on one line. Anything else becomes a replacement character or a blank.
 std::string printable(const std::string& text);
 
 }  // namespace tabfit::tool

@@ -13,8 +13,8 @@ struct Columns {
   std::size_t x, y;
 };
 
-/// The two columns, the first two if the names are empty, of a table of at least two rows. Throws
-/// BadInput.
+/// The two named columns, or the first two if the names are empty. Throws BadInput, also if the table
+/// has fewer than two rows.
 Columns find_columns(const Table& table, const std::string& x, const std::string& y);
 
 /// Pairs of numbers, and what is needed to name their rows in a message.
@@ -32,7 +32,7 @@ struct Pairs {
   std::string y_name() const { return table.column_name(columns.y); }
 
   [[noreturn]] void refuse(const std::string& why) const;
-  /// Refuses x[i] and x[i + 1]; the demand is what they do not meet, such as "nodes must increase".
+  /// Refuses x[i] and x[i + 1], which do not meet the demand, such as "nodes must increase".
   [[noreturn]] void refuse_interval(std::size_t i, const std::string& demand) const;
 };
 

@@ -34,7 +34,7 @@ std::string ending(const std::string& name) {
   return text;
 }
 
-/// The terminal for a file name's ending; empty if there is none. All three make the picture of the
+/// The terminal for the ending of a file name; empty for any other ending. All three terminals draw the
 /// same proportions, and take text literally.
 std::string terminal(const std::string& name) {
   const std::string kind = ending(name);
@@ -181,7 +181,7 @@ Scratch scratch_file(const std::string& content) {
   return file;
 }
 
-/// What gnuplot complained of: the last line that says something. Its first ones repeat the script.
+/// The complaint of gnuplot: the last line that says something. The lines before it repeat the script.
 std::string complaint(const std::string& text) {
   std::istringstream lines(text);
   std::string line, last;
@@ -191,8 +191,8 @@ std::string complaint(const std::string& text) {
   return last;
 }
 
-/// The script and what gnuplot says are in scratch files, and only the picture is in a pipe: with one
-/// pipe neither side can wait for the other.
+/// The script and the messages of gnuplot go through scratch files, and only the picture through a
+/// pipe: with one pipe the two sides cannot wait for each other.
 std::string run_gnuplot(const std::string& input) {
   const Scratch script = scratch_file(input), messages = scratch_file("");
   int picture[2] = {-1, -1};

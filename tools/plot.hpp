@@ -8,8 +8,8 @@
 
 namespace tabfit::tool {
 
-/// What stands for what in every picture: hues that colour-blind readers can tell apart, and for each
-/// of them another width or shape.
+/// The looks of series. Colour-blind readers can tell the hues apart; in each picture every hue also
+/// has a width or shape of its own.
 enum class Look { data, points, main_line, other_line, sticks };
 enum class Hue { black, blue, red, green };
 
@@ -28,7 +28,7 @@ Series series(const std::string& title, Look look, Hue hue, const std::vector<Re
   return result;
 }
 
-/// Where a curve is drawn through: equal steps, fine enough for the eye.
+/// The abscissae through which a curve is drawn: equal steps, fine enough for the eye.
 template <class Real>
 std::vector<Real> equal_steps(Real first, Real last) {
   constexpr int steps = 1000;
@@ -53,8 +53,8 @@ struct Picture {
 /// Throws BadInput unless the name ends in .svg, .png or .pdf.
 void check_picture_name(const std::string& name);
 
-/// The content of a picture file of the kind that the name's ending tells. Throws NoResult if gnuplot
-/// is missing or fails.
+/// The content of a picture file, of the kind that the ending of the name tells. Throws NoResult if
+/// gnuplot is missing or fails.
 std::string drawn(const Picture& picture, const std::string& name);
 
 }  // namespace tabfit::tool

@@ -18,7 +18,7 @@ template <class Real>
 std::vector<Real> steps(const std::vector<std::string>& parts, const std::string& option) {
   const Real first = number_or_throw<Real>(parts[0], option, "START");
   const Real last = number_or_throw<Real>(parts[1], option, "STOP");
-  // One point is for equal ends only, which the message about a wrong count need not go into.
+  // A count of 1 needs equal ends; the message about a wrong count leaves that out.
   const int count = parts[2] == "1" ? 1 : whole_number(parts[2], option, "COUNT", 2, most_steps);
   if (count == 1 && first != last)
     throw BadInput(option + ": COUNT is 1, but START and STOP are " + quoted(parts[0]) + " and " +

@@ -66,9 +66,9 @@ std::vector<Real> solution(const std::vector<Standard<Real>>& columns, const std
   return x;
 }
 
-/// The least part of a column, relative to its norm, that the columns before it must leave: the diagonal of R
-/// shows it. The library downdates the squared norms of which it takes the roots, so the diagonal carries a noise
-/// of the root of eps/2, 1e-8 and 2.4e-4; at ten times as much a coefficient keeps two digits.
+/// A column is independent if the columns before it leave at least this part of its norm; the diagonal
+/// of R shows that part. The library takes the diagonal from downdated squared norms, so it carries a
+/// noise of the root of eps/2: 1e-8 and 2.4e-4. At ten times the noise a coefficient keeps two digits.
 template <class Real>
 constexpr double least_part = sizeof(Real) == sizeof(float) ? 2e-3 : 1e-7;
 
@@ -95,8 +95,8 @@ Order<Real> order_of(const std::vector<Standard<Real>>& columns, const std::vect
   return order;
 }
 
-/// The columns that matter in the combination that makes up a dependent one; of all of them, the last one of the
-/// table counts as the dependent one.
+/// A dependent column is a combination of others. Finds those that matter in it. Of all of these and
+/// the column itself, the last one in the table is reported as the dependent one.
 template <class Real>
 Dependent explained(const std::vector<Standard<Real>>& columns, const std::vector<int>& independent,
                     int place) {

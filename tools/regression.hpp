@@ -13,7 +13,7 @@ struct Problem {
   bool intercept;
 };
 
-/// Predictors that the others make superfluous, by their places.
+/// A predictor that is a combination of others, by their places.
 struct Dependent {
   int place;
   std::vector<int> on;  ///< none if the predictor is zero, or constant beside an intercept
@@ -31,9 +31,9 @@ struct Regression {
 
 /// Minimises the sum of squares of response - intercept - sum of coefficient * predictor.
 ///
-/// With an intercept every column is first reduced by its mean, and every column is divided by its norm: the
-/// library tells the rank of a matrix by comparing the norms of its columns, and would take columns of small
-/// numbers beside columns of large ones for superfluous. The coefficients are for the columns as given.
+/// With an intercept the mean of every column is subtracted first. Then every column is divided by its
+/// norm: the library compares norms to find the rank, and would take a column of small numbers beside
+/// columns of large ones for a dependent one. The coefficients belong to the columns as given.
 template <class Real>
 Regression<Real> regress(const Problem<Real>& problem);
 

@@ -27,7 +27,7 @@ struct Table {
 /// Reads a table from a file, or from standard input if the file is "-". Throws BadInput.
 Table read_table(const std::string& file);
 
-/// The column of that name or else of that number, counted from 1. Throws BadInput.
+/// The column of that name; if there is none, of that number, counted from 1. Throws BadInput.
 std::size_t find_column(const Table& table, const std::string& wanted);
 
 /// A column as finite numbers. Throws BadInput.

@@ -7,8 +7,8 @@
 
 namespace tabfit::tool {
 
-/// What one precision is called; the library's tolerance in it, which is the least width of an interval
-/// in the unit that the operation looks at; and the most interior knots of which it has the spline basis.
+/// One precision: its name; the tolerance of the library, the least width of an interval in the unit of
+/// the operation; the most interior knots for which the spline basis is finite.
 template <class Real>
 struct Precision;
 template <>
