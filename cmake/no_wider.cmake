@@ -1,16 +1,9 @@
-# The files that ask what the processor has.
-list(TRANSFORM tabfit_choosing REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/src/kernels/\\1.cpp"
-  OUTPUT_VARIABLE tabfit_choosing_sources)
-
 # tabfit_no_wider(TARGET TYPE WIDEST) - the library as narrower processors see it: its kernels are no wider
 # than WIDEST, 0 plain loops, 1 AVX2. TYPE is SHARED or STATIC. All else is the library's own objects.
 function(tabfit_no_wider target type widest)
-  list(JOIN tabfit_choosing "|" pattern)
-  add_library(${target} ${type} ${tabfit_choosing_sources}
-    "$<FILTER:$<TARGET_OBJECTS:tabfit_objects>,EXCLUDE,/(${pattern})[.]cpp>")
-  target_compile_definitions(${target} PRIVATE
-    $<TARGET_PROPERTY:tabfit_objects,COMPILE_DEFINITIONS> TABFIT_X86_KERNELS
-    TABFIT_WIDEST_KERNELS=${widest})
+  add_library(${target} ${type} ${PROJECT_SOURCE_DIR}/src/kernels/lanes/choice.cpp
+    "$<FILTER:$<TARGET_OBJECTS:tabfit_objects>,EXCLUDE,/lanes/choice[.]cpp>")
+  target_compile_definitions(${target} PRIVATE TABFIT_WIDEST_KERNELS=${widest})
   target_compile_options(${target} PRIVATE $<TARGET_PROPERTY:tabfit_objects,COMPILE_OPTIONS>)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src
     INTERFACE ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/include)

@@ -436,7 +436,7 @@ struct Rows {
 
 TWIN_TEST(ChebBlock, HoldsWhatSinglePointsGive) {
   Random random(89);
-  const auto& kernel = tabfit::points().of<Real>();
+  const auto& kernel = tabfit::kernels().of<Real>();
   constexpr const Real* none = nullptr;
   for (int count = 0; count <= tabfit::point_block; ++count)
     for (const int p : {0, 1, 2, 3, 8, 21}) {

@@ -21,10 +21,10 @@
 
 namespace {
 
-class PointTable_f : public WithPoints {};
-class PointTable_d : public WithPoints {};
-WITH_ALL_POINTS(PointTable_f);
-WITH_ALL_POINTS(PointTable_d);
+class PointTable_f : public WithKernels {};
+class PointTable_d : public WithKernels {};
+WITH_ALL_KERNELS(PointTable_f);
+WITH_ALL_KERNELS(PointTable_d);
 
 template <class Real>
 Real above(Real v) {
@@ -100,7 +100,7 @@ class FindCall {
   int last() const { return last_; }
 
   template <class Element>
-  void check(const tabfit::Points& kernel, int count, Random& random, Element element) {
+  void check(const tabfit::Kernels& kernel, int count, Random& random, Element element) {
     const Real *x = x_.data(), *t = input(t_, count, random, element);
     std::int32_t* k = output(k_, point_block, random);
     const std::int32_t before = last_;
@@ -160,7 +160,7 @@ Real any_point(Random& random, FindCall<Real>& call, int i) {
   }
 }
 
-POINTS_TEST(PointTable, FindsTheIntervalsOfSingleSearches) {
+KERNEL_TEST(PointTable, FindsTheIntervalsOfSingleSearches) {
   Random random(8201);
   FindCall<Real> call(70);
   for (const Spacing spacing : all_spacings)
@@ -175,7 +175,7 @@ POINTS_TEST(PointTable, FindsTheIntervalsOfSingleSearches) {
   call.expect_found(400000, 10000);
 }
 
-POINTS_TEST(PointTable, FindsTheIntervalsOfSingleSearchesInLargeTables) {
+KERNEL_TEST(PointTable, FindsTheIntervalsOfSingleSearchesInLargeTables) {
   Random random(8202);
   FindCall<Real> call(70000);
   for (const int n : {127, 128, 129, 255, 256, 257, 1000, 4095, 4096, 4097, 65535, 65536, 65537, 70000})
@@ -195,7 +195,7 @@ POINTS_TEST(PointTable, FindsTheIntervalsOfSingleSearchesInLargeTables) {
     }
 }
 
-POINTS_TEST(PointTable, FindsPointsThatLeaveTheLastInterval) {
+KERNEL_TEST(PointTable, FindsPointsThatLeaveTheLastInterval) {
   Random random(8203);
   FindCall<Real> call(40);
   for (int round = 0; round < 60; ++round) {
@@ -241,7 +241,7 @@ struct TablePoints {
 template <class Real>
 class LineCall {
  public:
-  void check(const tabfit::Points& kernel, const TablePoints<Real>& table, Random& random) {
+  void check(const tabfit::Kernels& kernel, const TablePoints<Real>& table, Random& random) {
     const int n = static_cast<int>(table.x.size()), count = static_cast<int>(table.t.size());
     const Real *x = input(x_, n, random, [&](int i) { return table.x[at(i)]; }),
                *y = input(y_, n, random, [&](int i) { return table.y[at(i)]; }),
@@ -270,7 +270,7 @@ class LineCall {
 /// Points strictly inside a table of even nodes, with their intervals as the kernel leaves them: in one
 /// interval, in ascending order, or anywhere.
 template <class Real>
-TablePoints<Real> found_points(const tabfit::Points& kernel, int count, Random& random) {
+TablePoints<Real> found_points(const tabfit::Kernels& kernel, int count, Random& random) {
   TablePoints<Real> table;
   const int n = random.integer(2, 40), one = random.integer(0, n - 2), kind = random.integer(0, 2);
   table.x = ascending_nodes<Real>(random, n, random.chance(4) ? Spacing::negative : Spacing::even);
@@ -287,7 +287,7 @@ TablePoints<Real> found_points(const tabfit::Points& kernel, int count, Random& 
   return table;
 }
 
-POINTS_TEST(PointTable, LinesOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(PointTable, LinesOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8211);
   LineCall<Real> call;
   for (int round = 0; round < 60; ++round)
@@ -318,7 +318,7 @@ TablePoints<Real> any_points(int count, Random& random) {
   return table;
 }
 
-POINTS_TEST(PointTable, LinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(PointTable, LinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8212);
   LineCall<Real> call;
   for (int round = 0; round < 40; ++round)
@@ -370,7 +370,7 @@ TEST_P(PointTable_d, LinesBesideAHalfwayPlaceAreInDoubt) {
   call.share.expect_between(0.05, 1, kernels(), "lines beside halfway");
 }
 
-POINTS_TEST(PointTable, LinesBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
+KERNEL_TEST(PointTable, LinesBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
   Random random(8214);
   LineCall<Real> call;
   for (int round = 0; round < 500; ++round) {
@@ -420,7 +420,7 @@ TEST_P(PointTable_d, LinesThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   call.share.expect_between(0.05, 1, kernels(), "lines that cancel");
 }
 
-POINTS_TEST(PointTable, LinesKeepTheSignOfZero) {
+KERNEL_TEST(PointTable, LinesKeepTheSignOfZero) {
   Random random(8216);
   LineCall<Real> call;
   for (int round = 0; round < 20; ++round)
@@ -455,7 +455,8 @@ template <class Real>
 class CubicCall {
  public:
   /// What is wanted: bit 0 the value, 1 the slope, 2 the curvature.
-  void check(const tabfit::Points& kernel, const TablePoints<Real>& table, int wanted, Random& random) {
+  void check(const tabfit::Kernels& kernel, const TablePoints<Real>& table, int wanted,
+             Random& random) {
     const int n = static_cast<int>(table.x.size()), count = static_cast<int>(table.t.size());
     const Real *x = input(x_, n, random, [&](int i) { return table.x[at(i)]; }),
                *C = input(C_, 4 * n, random, [&](int i) { return table.y[at(i)]; }),
@@ -491,7 +492,7 @@ class CubicCall {
 
 constexpr const char* derivatives[] = {"values", "slopes", "curvatures"};
 
-POINTS_TEST(PointTable, CubicsOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(PointTable, CubicsOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8221);
   for (int d = 0; d < 3; ++d) {
     CubicCall<Real> call;
@@ -507,7 +508,7 @@ POINTS_TEST(PointTable, CubicsOfOrdinaryDataAreSeldomInDoubt) {
   }
 }
 
-POINTS_TEST(PointTable, CubicsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(PointTable, CubicsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8222);
   CubicCall<Real> call;
   for (int round = 0; round < 20; ++round)
@@ -562,7 +563,7 @@ TEST_P(PointTable_d, CubicsBesideAHalfwayPlaceAreInDoubt) {
   }
 }
 
-POINTS_TEST(PointTable, CubicsBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
+KERNEL_TEST(PointTable, CubicsBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
   Random random(8224);
   for (int derivative = 0; derivative < 3; ++derivative) {
     CubicCall<Real> call;
@@ -632,7 +633,7 @@ TEST_P(PointTable_d, CubicsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   }
 }
 
-POINTS_TEST(PointTable, CubicsKeepTheSignOfZero) {
+KERNEL_TEST(PointTable, CubicsKeepTheSignOfZero) {
   Random random(8226);
   CubicCall<Real> call;
   for (int round = 0; round < 20; ++round)

@@ -25,12 +25,12 @@ using tabfit::PointMapping;
 using tabfit::PointPlaces;
 using tabfit::SplinePieces;
 
-class Point : public WithPoints {};
-class Point_f : public WithPoints {};
-class Point_d : public WithPoints {};
-WITH_ALL_POINTS(Point);
-WITH_ALL_POINTS(Point_f);
-WITH_ALL_POINTS(Point_d);
+class Point : public WithKernels {};
+class Point_f : public WithKernels {};
+class Point_d : public WithKernels {};
+WITH_ALL_KERNELS(Point);
+WITH_ALL_KERNELS(Point_f);
+WITH_ALL_KERNELS(Point_d);
 
 // -- mappings -------------------------------------------------------------------------------------
 
@@ -39,7 +39,7 @@ template <class Real>
 class MapCall {
  public:
   template <class Element>
-  void check(const tabfit::Points& kernel, int count, double cm, double hw, Random& random,
+  void check(const tabfit::Kernels& kernel, int count, double cm, double hw, Random& random,
              Element element) {
     const Real* v = input(v_, count, random, element);
     output(u_, count, random);
@@ -65,7 +65,7 @@ class MapCall {
   Fenced<double> u_{point_block};
 };
 
-POINTS_TEST(Point, MappingsOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(Point, MappingsOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8101);
   MapCall<Real> call;
   for (int round = 0; round < 40; ++round)
@@ -79,7 +79,7 @@ POINTS_TEST(Point, MappingsOfOrdinaryDataAreSeldomInDoubt) {
   call.to_element.expect_between(0, few, kernel, "mapped elements");
 }
 
-POINTS_TEST(Point, MappingsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, MappingsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8102);
   MapCall<Real> call;
   constexpr double odd[] = {0,         -0.0,     inf_of<double>, -inf_of<double>, nan_of<double>,
@@ -107,7 +107,7 @@ POINTS_TEST(Point, MappingsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
       }
 }
 
-POINTS_TEST(Point, MappingsBesideAHalfwayPlaceAreInDoubt) {
+KERNEL_TEST(Point, MappingsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8103);
   for (const bool elements : {false, true}) {
     MapCall<Real> call;
@@ -131,7 +131,7 @@ POINTS_TEST(Point, MappingsBesideAHalfwayPlaceAreInDoubt) {
   }
 }
 
-POINTS_TEST(Point, EveryPointIsInDoubtWhereTheScaleIsNone) {
+KERNEL_TEST(Point, EveryPointIsInDoubtWhereTheScaleIsNone) {
   Fenced<double> s(point_block), u(point_block);
   Fenced<Real> v(point_block), out(point_block);
   for (const double hw : {0.0, -0.0, -1.0, 0x1p-101, 0x1p101, inf_of<double>, -inf_of<double>,
@@ -151,7 +151,7 @@ POINTS_TEST(Point, EveryPointIsInDoubtWhereTheScaleIsNone) {
     }
 }
 
-POINTS_TEST(Point, MappingBackIsOneFusedStepForEveryCount) {
+KERNEL_TEST(Point, MappingBackIsOneFusedStepForEveryCount) {
   Random random(8104);
   Fenced<Real> v(200);
   for (const Data data : kinds)
@@ -173,7 +173,7 @@ template <class Real>
 class DivideCall {
  public:
   template <class Element>
-  void check(const tabfit::Points& kernel, int count, Wide unit, Random& random, Element element) {
+  void check(const tabfit::Kernels& kernel, int count, Wide unit, Random& random, Element element) {
     const double* s = input(s_, count, random, element);
     output(out_, count, random);
     const PointSet doubts = kernel.of<Real>().divide(s, count, unit, out_.data());
@@ -187,7 +187,7 @@ class DivideCall {
   Fenced<Real> out_{point_block};
 };
 
-POINTS_TEST(Point, QuotientsOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(Point, QuotientsOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8111);
   DivideCall<Real> call;
   for (int round = 0; round < 60; ++round)
@@ -199,7 +199,7 @@ POINTS_TEST(Point, QuotientsOfOrdinaryDataAreSeldomInDoubt) {
   call.share.expect_between(0, few, kernel, "quotients");
 }
 
-POINTS_TEST(Point, QuotientsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, QuotientsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8112);
   DivideCall<Real> call;
   for (int round = 0; round < 30; ++round)
@@ -213,7 +213,7 @@ POINTS_TEST(Point, QuotientsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
       }
 }
 
-POINTS_TEST(Point, QuotientsBesideAHalfwayPlaceAreInDoubt) {
+KERNEL_TEST(Point, QuotientsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8113);
   DivideCall<Real> call;
   for (int round = 0; round < 20000; ++round) {
@@ -244,8 +244,8 @@ Located located(const BasisGrid& grid, double u) {
 class LocateCall {
  public:
   template <class Element>
-  void check(const tabfit::Points& kernel, const BasisGrid& grid, double tol, int count, Random& random,
-             Element element) {
+  void check(const tabfit::Kernels& kernel, const BasisGrid& grid, double tol, int count,
+             Random& random, Element element) {
     input(u_, count, random, element);
     const std::vector<double> before(u_.data(), u_.data() + count);
     std::fill_n(at_.k, point_block, -1);
@@ -381,8 +381,8 @@ class BasisCall {
  public:
   /// The basis function j whose column is T[0..n+1].
   template <class Element>
-  void check(const tabfit::Points& kernel, const BasisGrid& grid, PointPlaces& places, int count, int j,
-             Random& random, Element element) {
+  void check(const tabfit::Kernels& kernel, const BasisGrid& grid, PointPlaces& places, int count,
+             int j, Random& random, Element element) {
     const Real* T = input(T_, grid.n + 2, random, element);
     Real* out = output(out_, count, random);
     const PointSet always = kernel.weigh(grid, count, places),
@@ -408,7 +408,7 @@ class BasisCall {
   Fenced<Real> T_{1100}, out_{point_block};
 };
 
-POINTS_TEST(Point, BasisFunctionsOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(Point, BasisFunctionsOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8131);
   BasisCall<Real> call;
   for (const int n : {1, 2, 5, 9, 20, 47}) {
@@ -429,7 +429,7 @@ POINTS_TEST(Point, BasisFunctionsOfOrdinaryDataAreSeldomInDoubt) {
   call.share.expect_between(0, few, kernel, "basis functions");
 }
 
-POINTS_TEST(Point, BasisFunctionsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, BasisFunctionsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8132);
   BasisCall<Real> call;
   for (int round = 0; round < 12; ++round)
@@ -452,7 +452,7 @@ POINTS_TEST(Point, BasisFunctionsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
       }
 }
 
-POINTS_TEST(Point, BasisFunctionsBesideAHalfwayPlaceAreInDoubt) {
+KERNEL_TEST(Point, BasisFunctionsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8133);
   BasisCall<Real> call;
   for (int round = 0; round < 20000; ++round) {
@@ -554,7 +554,7 @@ class SplineCall {
   /// Knot values a[1..n+2] and second derivatives C[0..n+1]; what is wanted: bit 0 the value, 1 the
   /// slope, 2 the curvature.
   template <class KnotValue, class Bend>
-  void check(const tabfit::Points& kernel, const BasisGrid& grid, double hw, const PointPlaces& places,
+  void check(const tabfit::Kernels& kernel, const BasisGrid& grid, double hw, const PointPlaces& places,
              int count, int wanted, Random& random, KnotValue knot_value, Bend bend) {
     const Real* a = input(a_, grid.n + 4, random, knot_value);
     const double* C = input(C_, grid.n + 2, random, bend);
@@ -590,7 +590,7 @@ class SplineCall {
   Fenced<double> C_{300};
 };
 
-POINTS_TEST(Point, SplinesOfOrdinaryDataAreSeldomInDoubt) {
+KERNEL_TEST(Point, SplinesOfOrdinaryDataAreSeldomInDoubt) {
   Random random(8141);
   constexpr const char* names[] = {"values", "slopes", "curvatures"};
   for (int d = 0; d < 3; ++d) {
@@ -609,7 +609,7 @@ POINTS_TEST(Point, SplinesOfOrdinaryDataAreSeldomInDoubt) {
   }
 }
 
-POINTS_TEST(Point, SplinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, SplinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8142);
   SplineCall<Real> call;
   for (int round = 0; round < 10; ++round)
@@ -640,7 +640,7 @@ POINTS_TEST(Point, SplinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
       }
 }
 
-POINTS_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
+KERNEL_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
   Random random(8143);
   constexpr const char* names[] = {"values beside halfway", "slopes beside halfway",
                                    "curvatures beside halfway"};
@@ -718,7 +718,7 @@ TEST_P(Point, SplinesOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   }
 }
 
-POINTS_TEST(Point, SplinesKeepTheSignOfZero) {
+KERNEL_TEST(Point, SplinesKeepTheSignOfZero) {
   Random random(8144);
   SplineCall<Real> call;
   const BasisGrid grid(7);
@@ -781,7 +781,7 @@ void each_block(Random& random, Check check) {
       }
 }
 
-POINTS_TEST(Point, ClampMovesPointsIntoTheReferenceIntervalAndNamesThoseBeyondTheBand) {
+KERNEL_TEST(Point, ClampMovesPointsIntoTheReferenceIntervalAndNamesThoseBeyondTheBand) {
   Random random(8150);
   Fenced<Real> v(point_block);
   Fenced<double> t(point_block);
@@ -822,7 +822,7 @@ POINTS_TEST(Point, ClampMovesPointsIntoTheReferenceIntervalAndNamesThoseBeyondTh
       }
 }
 
-POINTS_TEST(Point, ChebyshevPolynomialsAreTheRecurrenceOfEveryPoint) {
+KERNEL_TEST(Point, ChebyshevPolynomialsAreTheRecurrenceOfEveryPoint) {
   Random random(8151);
   Rows<Real> T;
   Fenced<double> t(point_block), sums(point_block);
@@ -851,7 +851,7 @@ POINTS_TEST(Point, ChebyshevPolynomialsAreTheRecurrenceOfEveryPoint) {
   });
 }
 
-POINTS_TEST(Point, ChebyshevDerivativesAreTheSumsOfEveryOtherRow) {
+KERNEL_TEST(Point, ChebyshevDerivativesAreTheSumsOfEveryOtherRow) {
   Random random(8152);
   Rows<Real> c, D;
   Fenced<double> sums(point_block);
@@ -887,11 +887,11 @@ POINTS_TEST(Point, ChebyshevDerivativesAreTheSumsOfEveryOtherRow) {
 
 // -- the choice -----------------------------------------------------------------------------------
 
-TEST(PointChoice, IsTheLastSetThatThisProcessorRuns) {
-  const tabfit::Points* best = nullptr;
-  for (const auto& set : kernel_sets<tabfit::Points>)
-    if (set.kernels() && set.needs.runs()) best = set.kernels();
-  EXPECT_EQ(&tabfit::points(), best);
+TEST(Choice, IsTheLastSetThatThisProcessorRuns) {
+  const tabfit::Kernels* best = nullptr;
+  for (const InstructionSet& set : instruction_sets)
+    if (set.runs()) best = set.kernels;
+  EXPECT_EQ(&tabfit::kernels(), best);
 }
 
 }  // namespace

@@ -22,20 +22,20 @@ template <class Real>
 void map_onto(Real* v, int n, const PointMapping& map) noexcept {
   for (int i0 = 0; i0 < n; i0 += std::min(point_block, n - i0)) {
     Real* block = v + i0;
-    for_points(points().of<Real>().map_elements(block, std::min(point_block, n - i0), map),
+    for_points(kernels().of<Real>().map_elements(block, std::min(point_block, n - i0), map),
                [&](int i) { block[i] = store<Real>(map(block[i])); });
   }
 }
 template <class Real>
 void map_back(Real* v, int n, const PointMapping& map) noexcept {
-  points().of<Real>().map_back(v, n, map);
+  kernels().of<Real>().map_back(v, n, map);
 }
 
 /// t := the mapped abscissae x as the design takes them, moved into -1..1. An abscissa beyond the band
 /// repeats the t before it; `before` is the last t of the block before, at first -1.
 template <class Real>
 void design_points(const Real* x, int count, double* t, double& before) noexcept {
-  for_points(points().of<Real>().clamp(x, count, chebyshev_band, t),
+  for_points(kernels().of<Real>().clamp(x, count, chebyshev_band, t),
              [&](int i) { t[i] = i > 0 ? t[i - 1] : before; });
   before = t[count - 1];
 }
@@ -62,7 +62,7 @@ int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
   Real* solution = table[unknowns];
   V_copy(y, solution, m);
 
-  const auto& kernel = points().of<Real>();
+  const auto& kernel = kernels().of<Real>();
   double t[point_block], before = -1.0;
   for (int i0 = 0; i0 < m; i0 += width) {
     const int count = std::min(width, m - i0);
@@ -109,7 +109,7 @@ int AX_polapxval(int p, const Real* a, int k, Real* v, Real* s, Real* s1, Real* 
   const CArray<Real> T2 = c_array<Real>(T1 && s2 ? size : -1);
   if (!T || ((s1 || s2) && !T1) || (s2 && !T2)) return refuse(0, AX_POLAPXVAL_NO_MEMORY);
 
-  const auto& kernel = points().of<Real>();
+  const auto& kernel = kernels().of<Real>();
   double t[point_block], sums[point_block];
   for (int i0 = 0; i0 < k; i0 += width) {
     const int wanted = std::min(width, k - i0);

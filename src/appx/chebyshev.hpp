@@ -34,7 +34,7 @@ template <class Real>
 int P_cheb(int p, double t, Real* T, Real* T1, Real* T2) noexcept {
   if (outside_chebyshev_band(t) || p < 0) return 1;
   t = clamp_to_reference(t);
-  const auto& kernel = points().of<Real>();
+  const auto& kernel = kernels().of<Real>();
   constexpr const Real* none = nullptr;
   kernel.chebyshev(p, &t, 1, 1, T, none, nullptr);
   if (T1) kernel.chebyshev_derivatives(p, T, 1, 1, T1, none, nullptr);

@@ -1,7 +1,7 @@
 // appx/cubic_spline.cpp - interpolating cubic spline: build, one point, a table of points.
 #include "tabfit/approximation.h"
 
-#include "kernels/points/spline.hpp"
+#include "kernels/lanes/choice.hpp"
 #include "kernels/scalar/arithmetic.hpp"
 #include "kernels/scalar/tolerance.hpp"
 #include "lin/piecewise.hpp"
@@ -28,7 +28,7 @@ template <class Real>
 int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   if (n < 2) return AX_INTSPL3_BAD_SIZE;
   constexpr double tol = Tolerance<Real>::node;
-  const SplineKernels<Real>& kernels = spline_kernels<Real>();
+  const ElementKernels<Real>& kernel = kernels().of<Real>();
   const Real* y = C;
   Real *b = C + n, *c = b + n, *d = c + n;
   const auto slope = [&](int i) { return (Wide(y[i + 1]) - y[i]) / d[i]; };
@@ -56,12 +56,12 @@ int AX_intspl3(const Real* x, Real* C, int n) noexcept {
   if (n > 3) third_difference_ends(x, c, d, n);
 
   // No pivoting: every row but the two at the ends is diagonally dominant.
-  kernels.eliminate(b, c, d, n - 1);
+  kernel.eliminate(b, c, d, n - 1);
 
   const Real right = c[n - 1] = store<Real>(double(c[n - 1]) / b[n - 1]);
   const Wide rise = slope(n - 2);
   const Real width = d[n - 2];
-  const Real left = kernels.substitute(y, b, c, d, n - 2, right);
+  const Real left = kernel.substitute(y, b, c, d, n - 2, right);
   b[n - 1] = store<Real>(rise + width * (left + 2 * Wide(right)));
   c[n - 1] = store<Real>(3 * double(c[n - 1]));
   d[n - 1] = d[n - 2];
@@ -122,7 +122,7 @@ int AX_intspl3tab(const Real* x, Real* C, int n, int m, const Real* u, Real* s, 
         if (s2) s2[j] = store<Real>(cubic.curvature(t));
       },
       [&](const std::int32_t* k, const Real* v, int count, int j) {
-        return points().of<Real>().cubic(x, C, n, k, v, count, from(s, j), from(s1, j), from(s2, j));
+        return kernels().of<Real>().cubic(x, C, n, k, v, count, from(s, j), from(s1, j), from(s2, j));
       });
   return done ? AX_INTSPL3TAB_OK : AX_INTSPL3TAB_OUT_OF_RANGE;
 }

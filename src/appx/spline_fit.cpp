@@ -23,7 +23,7 @@ namespace {
 /// u[i] = map(v[i]) for the points of a block.
 template <class Real>
 void map_block(const Real* v, int count, const PointMapping& map, double* u) noexcept {
-  for_points(points().of<Real>().map(v, count, map, u),
+  for_points(kernels().of<Real>().map(v, count, map, u),
              [&](int i) { u[i] = store<double>(map(v[i])); });
 }
 
@@ -32,7 +32,7 @@ void map_block(const Real* v, int count, const PointMapping& map, double* u) noe
 PointSet locate_block(const BasisGrid& grid, double tol, int count, double* u,
                       PointPlaces& at) noexcept {
   PointSet outside = 0;
-  for_points(points().locate(grid, tol, count, u, at, outside), [&](int i) {
+  for_points(kernels().locate(grid, tol, count, u, at, outside), [&](int i) {
     const BasisPoint point(grid, u[i]);
     at.k[i] = point.k;
     at.t[i] = store<double>(point.t);
@@ -57,11 +57,11 @@ void spline_design(Real* const* T, int n, int m, const Real* x, const PointMappi
     const PointSet outside = locate_block(grid, 0.0, count, u, at);
 
     // The basis kernel writes every row. So it is not used if a row must keep what it holds.
-    const PointSet always = outside ? first_points(count) & ~outside : points().weigh(grid, count, at);
+    const PointSet always = outside ? first_points(count) & ~outside : kernels().weigh(grid, count, at);
     PointSet prepared = 0;
     for (int j = 0; j <= n + 3; ++j) {
       PointSet doubts = always;
-      if (!outside) doubts |= points().of<Real>().basis(at, count, T[j], j, design[j] + i0);
+      if (!outside) doubts |= kernels().of<Real>().basis(at, count, T[j], j, design[j] + i0);
       for_points(doubts & ~prepared, [&](int i) { points_in_doubt[i] = {grid, at.k[i], at.t[i]}; });
       prepared |= doubts;
       for_points(doubts, [&](int i) {
@@ -150,7 +150,7 @@ class FittedSpline {
     PointPlaces at;
     map_block(v, count, map_, u);
     if (locate_block(grid_, tol, count, u, at)) return false;
-    for_points(points().of<Real>().spline(at, count, pieces_, a_, s, s1, s2), [&](int i) {
+    for_points(kernels().of<Real>().spline(at, count, pieces_, a_, s, s1, s2), [&](int i) {
       double value = 0.0, slope = 0.0, curvature = 0.0;
       evaluate(BasisPoint(grid_, at.k[i], at.t[i]), s ? &value : nullptr, s1 ? &slope : nullptr,
                s2 ? &curvature : nullptr);

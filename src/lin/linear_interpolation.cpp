@@ -52,7 +52,7 @@ int AX_linttab(int n, const Real* x, const Real* y, int m, const Real* t, Real* 
   const bool done = evaluate_points(
       nodes, apart, t, m, line, [&](int j, double u) { out[j] = store<Real>(line(u)); },
       [&](const std::int32_t* k, const Real* u, int count, int j) {
-        return points().of<Real>().line(x, y, k, u, count, out + j);
+        return kernels().of<Real>().line(x, y, k, u, count, out + j);
       });
   return done ? AX_LINTTAB_OK : AX_LINTTAB_NO_INTERVAL;
 }

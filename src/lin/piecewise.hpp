@@ -72,7 +72,7 @@ bool evaluate_points(const NodeTable<Real>& nodes, bool nodes_apart, const Real*
     std::copy_n(t + j, count, u);
     PointSet alone = first_points(count);
     if (nodes_apart) {
-      const PointSet outside = points().of<Real>().find(nodes.x, nodes.n, u, count, index, last);
+      const PointSet outside = kernels().of<Real>().find(nodes.x, nodes.n, u, count, index, last);
       bool accepted = true;  // an end, or in the band beyond it
       for_points(outside, [&](int k) {
         accepted &= nodes.accepts(u[k]);

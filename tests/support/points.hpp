@@ -28,7 +28,7 @@ inline constexpr Data kinds[] = {Data::plain, Data::odd, Data::tiny, Data::huge,
 inline constexpr std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
 inline bool in(PointSet set, int i) { return set >> i & 1; }
-inline bool is_plain(const tabfit::Points& kernel) { return &kernel == &tabfit::plain_points; }
+inline bool is_plain(const tabfit::Kernels& kernel) { return &kernel == &tabfit::plain_kernels; }
 inline Touching side(Random& random) { return random.chance(2) ? Touching::end : Touching::begin; }
 
 /// count elements that touch a fence, the places at their other end signalling.
@@ -52,7 +52,8 @@ class Share {
     points_ += count;
   }
   /// Plain loops doubt every point. The others doubt at least that much of them, and at most that much.
-  void expect_between(double least, double most, const tabfit::Points& kernel, const char* what) const {
+  void expect_between(double least, double most, const tabfit::Kernels& kernel,
+                      const char* what) const {
     const double share = static_cast<double>(doubts_) / static_cast<double>(points_);
     std::printf("%s: %.3g %% of %lld points in doubt\n", what, 100 * share, points_);
     if (is_plain(kernel)) {

@@ -1,34 +1,197 @@
-// kernels/lanes/choice.hpp - which instruction set the kernels may use.
+// kernels/lanes/choice.hpp - the table of all kernels, and the choice of one for this processor.
+//
+// A kernel advances many results together, each in its own order and each step one rounding: the bits of
+// the plain loop, with every instruction set. A table holds the kernels of one set. What the operands
+// are is said where they are defined, in kernels/sums and kernels/points.
 #pragma once
 
-// The widest kernels to use, for tests of what narrower processors get: 0 plain loops, 1 AVX2, 2 AVX-512.
-#ifndef TABFIT_WIDEST_KERNELS
-#define TABFIT_WIDEST_KERNELS 2
-#endif
+#include <cstddef>
+#include <cstdint>
 
 namespace tabfit {
 
-/// What this processor runs, none wider than TABFIT_WIDEST_KERNELS: 2 AVX-512, 1 AVX2, both with FMA, 0
-/// neither.
-inline int instruction_set() noexcept {
-#if defined(__x86_64__)
-  if (TABFIT_WIDEST_KERNELS >= 2 && __builtin_cpu_supports("avx512f") &&
-      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-      __builtin_cpu_supports("fma"))
-    return 2;
-  if (TABFIT_WIDEST_KERNELS >= 1 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
-    return 1;
-#endif
-  return 0;
-}
+template <class Real>
+struct Tile;
+struct TileMask;
+struct PointMapping;
+struct BasisGrid;
+struct PointPlaces;
+struct SplinePieces;
 
-/// Of the sets of kernels of one kind, the widest that this processor runs; null where the library was
-/// built for another kind of processor.
-template <class Set>
-const Set& widest(const Set& plain, const Set* avx2, const Set* avx512) noexcept {
-  const int set = instruction_set();
-  if (set >= 2 && avx512) return *avx512;
-  return set >= 1 && avx2 ? *avx2 : plain;
-}
+/// Some points of a block: bit i for point i.
+using PointSet = std::uint64_t;
+
+/// The kernels that read or write elements of one type.
+template <class Real>
+struct ElementKernels {
+  // -- one sum, one column --------------------------------------------------------------------------
+
+  /// sum + x[0] y[0] + x[1] y[1] + ..., ascending.
+  double (*dot)(const Real* x, const Real* y, int n, double sum) noexcept;
+
+  /// y[i] = y[i] + t u[i], each one fused multiply-add, rounded to Real; u and y do not overlap.
+  void (*axpy)(double t, const Real* u, Real* y, int n) noexcept;
+  void (*axpy_of_doubles)(double t, const double* u, Real* y, int n) noexcept;
+
+  /// The first x[i] of greatest magnitude, passing over NaN: its place, or -1 if there is none.
+  int (*greatest)(const Real* x, int n) noexcept;
+
+  // -- sums side by side ----------------------------------------------------------------------------
+
+  void (*tile)(const Tile<Real>& tile) noexcept;
+
+  /// The same, but a term belongs only to the sums that mask[t] names, some of each kind or none, and
+  /// only its factors are read.
+  void (*masked_tile)(const Tile<Real>& tile, const TileMask* mask) noexcept;
+
+  /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width; what stands in
+  /// the places up to the next multiple of 8 is not said.
+  void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                     double* out) noexcept;
+
+  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r
+  /// up to the next multiple of 8.
+  void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
+                     double* out) noexcept;
+
+  /// sums[c] = columns[c][row] x[0] + columns[c][row + 1] x[1] + ... , n terms, ascending, from 0.
+  void (*dots)(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
+               double* sums) noexcept;
+
+  /// sums[r] = columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, from 0, for r <
+  /// rows.
+  void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
+                double* sums) noexcept;
+
+  /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8;
+  /// with a band, for lanes v >= band + t only.
+  void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes,
+                   int terms, bool subtract, const int* band, double* sums) noexcept;
+
+  // -- reflections ----------------------------------------------------------------------------------
+
+  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To
+  /// each the waiting reflections q = 0..waiting-1, at most 3, are applied, y = y + t[q][c] u[q][i],
+  /// rounded to Real each, and kept if wanted; then s[c] = s[c] + y next[i], s from 0, unless next is
+  /// null.
+  void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
+                  const double* const* u, const double* const* t, bool keep, const double* next,
+                  double* s) noexcept;
+
+  /// s[c] = sum of the squares of a column of such panels, from 0, ascending.
+  void (*squares)(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept;
+
+  /// To rows row..row+rows-1 of each column the reflection y = y + t[c] u[i] is applied, rounded to
+  /// Real, unless u is null; then s[c] = sum of y next[i], from 0, ascending.
+  void (*reflect_in_place)(Real* const* columns, int count, std::ptrdiff_t row, int rows,
+                           const double* u, const double* t, const double* next, double* s) noexcept;
+
+  /// s[c] = sum of the squares of a column, from 0, ascending.
+  void (*column_squares)(Real* const* columns, int count, int rows, double* s) noexcept;
+
+  // -- blocks of points -----------------------------------------------------------------------------
+  //
+  // Arrays of elements are read and written up to `count`, at most point_block, only. What is written
+  // for a point in doubt is not to be used.
+
+  /// u[i] = map(v[i]), offset 1, rounded to double; and in place, offset 0, rounded to Real. Returned: the
+  /// points in doubt, which in place are left as they are.
+  PointSet (*map)(const Real* v, int count, const PointMapping& map, double* u) noexcept;
+  PointSet (*map_elements)(Real* v, int count, const PointMapping& map) noexcept;
+
+  /// v[i] = hw v[i] + cm, fused, rounded to Real; for any count.
+  void (*map_back)(Real* v, int count, const PointMapping& map) noexcept;
+
+  /// out[i] = s[i] / unit, rounded to Real. Returned: the points in doubt.
+  PointSet (*divide)(const double* s, int count, long double unit, Real* out) noexcept;
+
+  /// The basis function of column T of the table, number j, at weighed places, rounded to double, then
+  /// to Real. Returned: the points in doubt, but for those of weigh.
+  PointSet (*basis)(const PointPlaces& at, int count, const Real* T, int j, Real* out) noexcept;
+
+  /// Value and derivatives of the spline with the knot values a[k + 1], rounded to double, then to Real;
+  /// each may be null. Returned: the points in doubt.
+  PointSet (*spline)(const PointPlaces& at, int count, const SplinePieces& pieces, const Real* a,
+                     Real* s, Real* s1, Real* s2) noexcept;
+
+  /// k[i] = the interval of nodes that holds t[i], as V_search gives it, for points strictly inside the
+  /// table of n >= 2 strictly ascending nodes; k has point_block places. Points of the interval `last`
+  /// are found at once; it becomes that of the last point. Returned: the points not inside.
+  PointSet (*find)(const Real* x, int n, const Real* t, int count, std::int32_t* k,
+                   std::int32_t& last) noexcept;
+
+  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i] between them, (t - x[k]) slope +
+  /// y[k], rounded to double, then to Real. Returned: the points in doubt.
+  PointSet (*line)(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
+                   Real* out) noexcept;
+
+  /// Value and derivatives of the cubic y + b r + c r^2 + d r^3 of interval k[i] at r = t[i] - x[k], rounded
+  /// likewise; each may be null. C holds y, b, c and d, n each. Returned: the points in doubt.
+  PointSet (*cubic)(const Real* x, const Real* C, int n, const std::int32_t* k, const Real* t,
+                    int count, Real* s, Real* s1, Real* s2) noexcept;
+
+  /// t[i] = v[i] moved into -1..1; NaN stays. Returned: the points whose magnitude is above the band.
+  PointSet (*clamp)(const Real* v, int count, double band, double* t) noexcept;
+
+  /// Rows j = 0..p, and at least 0 and 1, of T, `stride` apart: the Chebyshev polynomial of degree j at
+  /// t[i], T[j] = 2 t T[j-1] - T[j-2], a fused step, rounded to Real. With a, sums[i] = a[0] T[0][i] +
+  /// a[1] T[1][i] + ..., ascending up to p, from 0.
+  void (*chebyshev)(int p, const double* t, int count, std::ptrdiff_t stride, Real* T, const Real* a,
+                    double* sums) noexcept;
+
+  /// Rows k = 0..p of D: k times the sum of 2 c[j][i], j = k-1, k-3, ..., but c[0] counted once, in
+  /// double, rows ascending: the derivatives of what the rows of c hold values of. With a, sums as above.
+  void (*chebyshev_derivatives)(int p, const Real* c, int count, std::ptrdiff_t stride, Real* D,
+                                const Real* a, double* sums) noexcept;
+
+  // -- the system of an interpolating spline, with diagonal b, off-diagonal d and right-hand side c -----
+
+  /// To upper bidiagonal form, rows 1..last ascending: t = d[i-1] / b[i-1], rounded to double,
+  /// b[i] = b[i] - t d[i-1], c[i] = c[i] - t c[i-1].
+  void (*eliminate)(Real* b, Real* c, const Real* d, int last) noexcept;
+
+  /// Solves that form, rows last..0 descending, and puts the coefficients of the interval to the right of y[i]
+  /// and of width h = d[i] in the place of row i. `right` is the unknown of row last + 1; gives that of
+  /// row last.
+  ///
+  ///   left = (c[i] - h right) / b[i]
+  ///   b[i] = (y[i+1] - y[i]) / h - h (right + 2 left)
+  ///   c[i] = 3 left     d[i] = (right - left) / h
+  Real (*substitute)(const Real* y, Real* b, Real* c, Real* d, int last, Real right) noexcept;
+};
+
+/// All kernels of one instruction set.
+struct Kernels {
+  /// sums[v] += q[t] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8.
+  void (*add_lanes)(const double* q, const double* X, int lanes, int terms, double* sums) noexcept;
+
+  /// Moves points from within tol of the reference interval into it, and finds their places. Returned:
+  /// the points in doubt. outside: those that are further away, or NaN; they have no place.
+  PointSet (*locate)(const BasisGrid& grid, double tol, int count, double* u, PointPlaces& at,
+                     PointSet& outside) noexcept;
+
+  /// What basis needs besides the places. Returned: the points that are in doubt in every function.
+  PointSet (*weigh)(const BasisGrid& grid, int count, PointPlaces& at) noexcept;
+
+  ElementKernels<float> f;
+  ElementKernels<double> d;
+
+  template <class Real>
+  const ElementKernels<Real>& of() const noexcept {
+    if constexpr (sizeof(Real) == sizeof(float))
+      return f;
+    else
+      return d;
+  }
+};
+
+/// Plain loops, for every processor.
+extern const Kernels plain_kernels;
+#if defined(__x86_64__)
+extern const Kernels avx2_kernels, avx512_kernels;
+#endif
+
+/// The widest that this processor runs.
+const Kernels& kernels() noexcept;
 
 }  // namespace tabfit

@@ -499,13 +499,5 @@ void chebyshev_derivatives(int p, const Real* c, int count, std::ptrdiff_t strid
   });
 }
 
-template <class Real>
-constexpr PointKernels<Real> lane_points_of = {
-    map<Real>,   map_elements<Real>, map_back<Real>,  divide<Real>,
-    basis<Real>, spline<Real>,       find<Real>,      line<Real>,
-    cubic<Real>, clamp<Real>,        chebyshev<Real>, chebyshev_derivatives<Real>};
-
-constexpr Points lane_points = {locate, weigh, lane_points_of<float>, lane_points_of<double>};
-
 }  // namespace
 }  // namespace tabfit

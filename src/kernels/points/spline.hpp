@@ -20,38 +20,11 @@ struct SplineFormula {
 extern template struct SplineFormula<float>;
 extern template struct SplineFormula<double>;
 
-/// The system with diagonal b, off-diagonal d and right-hand side c.
-template <class Real>
-struct SplineKernels {
-  /// To upper bidiagonal form, rows 1..last ascending: t = d[i-1] / b[i-1], rounded to double,
-  /// b[i] = b[i] - t d[i-1], c[i] = c[i] - t c[i-1].
-  void (*eliminate)(Real* b, Real* c, const Real* d, int last) noexcept;
-
-  /// Solves that form, rows last..0 descending, and puts the coefficients of the interval to the right of y[i]
-  /// and of width h = d[i] in the place of row i. `right` is the unknown of row last + 1; gives that of
-  /// row last.
-  ///
-  ///   left = (c[i] - h right) / b[i]
-  ///   b[i] = (y[i+1] - y[i]) / h - h (right + 2 left)
-  ///   c[i] = 3 left     d[i] = (right - left) / h
-  Real (*substitute)(const Real* y, Real* b, Real* c, Real* d, int last, Real right) noexcept;
-
-  /// Plain loops, for every processor.
-  static const SplineKernels plain;
-  /// Four rows side by side, where this library is built for processors that may have the vectors.
-  static const SplineKernels avx2;
-};
-template <>
-const SplineKernels<float> SplineKernels<float>::plain;
-template <>
-const SplineKernels<double> SplineKernels<double>::plain;
-template <>
-const SplineKernels<float> SplineKernels<float>::avx2;
-template <>
-const SplineKernels<double> SplineKernels<double>::avx2;
-
-/// The best that this processor runs, none wider than TABFIT_WIDEST_KERNELS.
-template <class Real>
-const SplineKernels<Real>& spline_kernels() noexcept;
+/// Kernels eliminate and substitute, four rows side by side, for processors with AVX2.
+void eliminate_fours(float* b, float* c, const float* d, int last) noexcept;
+void eliminate_fours(double* b, double* c, const double* d, int last) noexcept;
+float substitute_fours(const float* y, float* b, float* c, float* d, int last, float right) noexcept;
+double substitute_fours(const double* y, double* b, double* c, double* d, int last,
+                        double right) noexcept;
 
 }  // namespace tabfit

@@ -303,11 +303,18 @@ Real substitute(const Real* y, Real* b, Real* c, Real* d, int last, Real right) 
 
 }  // namespace
 
-template <>
-const SplineKernels<float> SplineKernels<float>::avx2 = {tabfit::eliminate<float>,
-                                                         tabfit::substitute<float>};
-template <>
-const SplineKernels<double> SplineKernels<double>::avx2 = {tabfit::eliminate<double>,
-                                                           tabfit::substitute<double>};
+void eliminate_fours(float* b, float* c, const float* d, int last) noexcept {
+  eliminate(b, c, d, last);
+}
+void eliminate_fours(double* b, double* c, const double* d, int last) noexcept {
+  eliminate(b, c, d, last);
+}
+float substitute_fours(const float* y, float* b, float* c, float* d, int last, float right) noexcept {
+  return substitute(y, b, c, d, last, right);
+}
+double substitute_fours(const double* y, double* b, double* c, double* d, int last,
+                        double right) noexcept {
+  return substitute(y, b, c, d, last, right);
+}
 
 }  // namespace tabfit

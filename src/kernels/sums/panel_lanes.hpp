@@ -568,10 +568,15 @@ inline void reflect_all_columns(Real* const* columns, int count, std::ptrdiff_t 
 template <class Real>
 inline const ElementKernels<Real>* for_few(int columns) {
 #ifdef __AVX512F__
-  if (columns <= 4) return &avx2_kernels()->of<Real>();
-#endif
+  if (columns > 4) return nullptr;
+  if constexpr (sizeof(Real) == sizeof(float))
+    return &avx2_kernels.f;
+  else
+    return &avx2_kernels.d;
+#else
   (void)columns;
   return nullptr;
+#endif
 }
 
 template <class Real>
@@ -592,7 +597,13 @@ void column_squares(Real* const* columns, int count, int rows, double* s) noexce
 }
 
 template <class Real>
-void axpy(double t, const Real* u, Real* y, int n) noexcept {
+double dot(const Real* x, const Real* y, int n, double sum) noexcept {
+  for (int i = 0; i < n; ++i) sum = __builtin_fma(x[i], y[i], sum);
+  return sum;
+}
+
+template <class U, class Y>
+void axpy(double t, const U* u, Y* y, int n) noexcept {
   const Lanes factor = Lanes::of(t);
   constexpr int at_once = 4 * Lanes::width;
   int i = 0;
@@ -658,16 +669,6 @@ void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, dou
   while (panels >= 4) some(Count<4>{});
   while (panels >= 1) some(Count<1>{});
 }
-
-constexpr Kernels lane_kernels = {
-    add_lanes,
-    {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>,
-     reflect_in_place<float>, column_squares<float>},
-    {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>,
-     reflect_in_place<double>, column_squares<double>},
-};
 
 }  // namespace
 }  // namespace tabfit

@@ -1,11 +1,11 @@
-// kernels/points/points.cpp - the kernels for points as plain loops, and the choice among the sets.
-#include "kernels/points/points.hpp"
+// kernels/points/points_plain.hpp - the kernels for points as plain loops, with all points in doubt where
+// the formula is evaluated in Wide.
+#pragma once
 
-#include "kernels/lanes/choice.hpp"
+#include "kernels/points/points.hpp"
 #include "kernels/scalar/search.hpp"
 
 #include <algorithm>
-#include <cfloat>
 
 namespace tabfit {
 namespace {
@@ -133,24 +133,5 @@ PointSet locate(const BasisGrid&, double tol, int count, double* u, PointPlaces&
 
 PointSet weigh(const BasisGrid&, int count, PointPlaces&) noexcept { return first_points(count); }
 
-template <class Real>
-constexpr PointKernels<Real> plain_loops = {
-    map<Real>,   map_elements<Real>, map_back<Real>,  divide<Real>,
-    basis<Real>, spline<Real>,       find<Real>,      line<Real>,
-    cubic<Real>, clamp<Real>,        chebyshev<Real>, chebyshev_derivatives<Real>};
-
 }  // namespace
-
-constexpr Points plain_points = {locate, weigh, plain_loops<float>, plain_loops<double>};
-
-#if !defined(TABFIT_X86_KERNELS)
-const Points* avx2_points() noexcept { return nullptr; }
-const Points* avx512_points() noexcept { return nullptr; }
-#endif
-const Points& points() noexcept {
-  // The bounds are those of roundings to 64 bits.
-  if (LDBL_MANT_DIG < 64) return plain_points;
-  return widest(plain_points, avx2_points(), avx512_points());
-}
-
 }  // namespace tabfit

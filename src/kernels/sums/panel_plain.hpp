@@ -1,8 +1,8 @@
-// kernels/sums/panel.cpp - the kernels as plain loops, and the choice among all.
-#include "kernels/sums/panel.hpp"
+// kernels/sums/panel_plain.hpp - the kernels for sums as plain loops.
+#pragma once
 
-#include "kernels/lanes/choice.hpp"
 #include "kernels/scalar/arithmetic.hpp"
+#include "kernels/sums/panel.hpp"
 
 #include <cmath>
 
@@ -70,8 +70,14 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
 }
 
 template <class Real>
-void axpy(double t, const Real* u, Real* y, int n) noexcept {
-  for (int i = 0; i < n; ++i) y[i] = store<Real>(mul_add(t, u[i], y[i]));
+double dot(const Real* x, const Real* y, int n, double sum) noexcept {
+  for (int i = 0; i < n; ++i) sum = mul_add(x[i], y[i], sum);
+  return sum;
+}
+
+template <class U, class Y>
+void axpy(double t, const U* u, Y* y, int n) noexcept {
+  for (int i = 0; i < n; ++i) y[i] = store<Y>(mul_add(t, u[i], y[i]));
 }
 
 template <class Real>
@@ -142,21 +148,4 @@ void add_lanes(const double* q, const double* X, int lanes, int terms, double* s
 }
 
 }  // namespace
-
-const Kernels plain_kernels = {
-    add_lanes,
-    {tile<float>, masked_tile<float>, pack_lines<float>, pack_terms<float>, dots<float>, sweep<float>,
-     add_rows<float>, reflect<float>, axpy<float>, greatest<float>, squares<float>,
-     reflect_in_place<float>, column_squares<float>},
-    {tile<double>, masked_tile<double>, pack_lines<double>, pack_terms<double>, dots<double>,
-     sweep<double>, add_rows<double>, reflect<double>, axpy<double>, greatest<double>, squares<double>,
-     reflect_in_place<double>, column_squares<double>},
-};
-
-#if !defined(TABFIT_X86_KERNELS)
-const Kernels* avx2_kernels() noexcept { return nullptr; }
-const Kernels* avx512_kernels() noexcept { return nullptr; }
-#endif
-const Kernels& kernels() noexcept { return widest(plain_kernels, avx2_kernels(), avx512_kernels()); }
-
 }  // namespace tabfit

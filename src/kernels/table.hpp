@@ -1,0 +1,52 @@
+// kernels/table.hpp - fills the table of an instruction set: each member with the body of its name that the
+// file including this has included before.
+#pragma once
+
+#include "kernels/lanes/choice.hpp"
+
+namespace tabfit {
+namespace {
+
+template <class Real>
+constexpr ElementKernels<Real> element_table = {
+    .dot = dot<Real>,
+    .axpy = axpy<Real, Real>,
+    .axpy_of_doubles = axpy<double, Real>,
+    .greatest = greatest<Real>,
+    .tile = tile<Real>,
+    .masked_tile = masked_tile<Real>,
+    .pack_lines = pack_lines<Real>,
+    .pack_terms = pack_terms<Real>,
+    .dots = dots<Real>,
+    .sweep = sweep<Real>,
+    .add_rows = add_rows<Real>,
+    .reflect = reflect<Real>,
+    .squares = squares<Real>,
+    .reflect_in_place = reflect_in_place<Real>,
+    .column_squares = column_squares<Real>,
+    .map = map<Real>,
+    .map_elements = map_elements<Real>,
+    .map_back = map_back<Real>,
+    .divide = divide<Real>,
+    .basis = basis<Real>,
+    .spline = spline<Real>,
+    .find = find<Real>,
+    .line = line<Real>,
+    .cubic = cubic<Real>,
+    .clamp = clamp<Real>,
+    .chebyshev = chebyshev<Real>,
+    .chebyshev_derivatives = chebyshev_derivatives<Real>,
+    .eliminate = eliminate<Real>,
+    .substitute = substitute<Real>,
+};
+
+constexpr Kernels table = {
+    .add_lanes = add_lanes,
+    .locate = locate,
+    .weigh = weigh,
+    .f = element_table<float>,
+    .d = element_table<double>,
+};
+
+}  // namespace
+}  // namespace tabfit
