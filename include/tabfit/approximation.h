@@ -1,8 +1,9 @@
 /* tabfit/approximation.h - interpolation and approximation of tabulated functions (prefix AX_).
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
- * ending in d on double elements. Twins run the same steps and return the same statuses; where they
- * differ on purpose, the comment says so.
+ * ending in d on double elements. Twins run the same steps, each with the rounding and the tolerances
+ * of its type, so a status that hangs on these may differ between them; where the steps differ, the
+ * comment says so.
  *
  * Conventions of the family
  *   - Counts are int, indices start at 0, vectors are contiguous. Pointers are not checked for null

@@ -1,8 +1,9 @@
 /* tabfit/least_squares.h - linear least squares, plain and constrained (prefix Ls_).
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
- * ending in d on double elements. Twins run the same steps and return the same statuses; where they
- * differ on purpose, the comment says so.
+ * ending in d on double elements. Twins run the same steps, each with the rounding and the tolerances
+ * of its type, so a status that hangs on these may differ between them; where the steps differ, the
+ * comment says so.
  *
  * Conventions of the family
  *   - A problem is one column table of n + 1 columns (tabfit/matrix.h): columns 0..n-1 hold the matrix

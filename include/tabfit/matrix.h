@@ -2,8 +2,9 @@
  * products, triangular solves and inverses, decompositions.
  *
  * Every operation comes as precision twins: the name ending in f works on float elements, the name
- * ending in d on double elements. Twins run the same steps and return the same statuses; where they
- * differ on purpose, the comment says so.
+ * ending in d on double elements. Twins run the same steps, each with the rounding and the tolerances
+ * of its type, so a status that hangs on these may differ between them; where the steps differ, the
+ * comment says so.
  *
  * Two shapes of matrix
  *
@@ -48,13 +49,33 @@
  *                   5                        5
  *
  * Conventions of the family
- *   - Counts and indices are int; indices start at 0; a row count comes before a column count.
+ *   - Counts and indices are int; indices start at 0; a row count comes before a column count. Where
+ *     the order of a symmetric or triangular factor comes first, the comment says so.
  *   - A table that is only read, or whose columns are written in place, is `T *const *`; one whose
  *     pointers are changed is `T **`.
  *   - No two columns of a table overlap, and no column stands in a table twice.
- *   - Pointers are not checked for null and arrays are trusted to be as long as the counts say.
+ *   - Arguments do not overlap, except where a comment allows it. Arguments that are only read may.
+ *   - Pointers are not checked for null and arrays are trusted to be as long as the counts say. Rows
+ *     and columns that are picked out by an index lie in the table; that is not checked either.
  *   - Nothing is printed, logged or thrown. A failing call keeps what it has written so far.
- *   - Scratch that is not mentioned lies on the stack, at most about 350 KiB.
+ *   - Units and scale. Only M_qrd, and M_qrdeq through it, have a tolerance. It is relative to the
+ *     greatest column norm: a matrix multiplied by a power of 2 gets the same status, but a matrix
+ *     with columns of very different units is refused without need. Scale the columns to comparable
+ *     norms. All other operations compare with 0 or not at all, and take any unit. The solvers of
+ *     tabfit/least_squares.h are built on M_qrd. The constrained ones have absolute tolerances
+ *     besides: Ls_ldp, Ls_cint, Ls_cgrn and AX_splconv refuse a feasible problem whose solution lies
+ *     far from the unconstrained one, by 707 (f) or 70,710 (d) in the unit of b; see there.
+ *   - A status of 0 does not prove that a matrix is regular; see M_qrd, M_qrdeq and M_invGJ.
+ *   - Heap. An operation whose comment names no memory allocates nothing. What it names is released
+ *     before it returns, after a failure too, except where the comment says that it is kept.
+ *   - Stack. Scratch of a fixed size lies there, at most (optimised build, x86-64):
+ *
+ *        330 KiB   M_invutm, M_chol, M_choleq, M_cholinv, M_invs
+ *        300 KiB   the products
+ *        210 KiB   M_invt, M_invuu, M_invu, M_tinv, M_qrdeq
+ *        110 KiB   M_qrd
+ *         16 KiB   everything else
+ *
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  */
 #ifndef TABFIT_MATRIX_H
@@ -75,11 +96,11 @@ extern "C" {
  *  @param[in] nmax  slots, nmax >= n; slots n..nmax-1 are null
  *
  *  @return the table, owned by the caller until M_dealloc; null if m < 2, n < 2, nmax < n or memory
- *  ran
- *          out, with nothing left allocated
+ *          ran out, with nothing left allocated
  *
- *  Memory: array new, once for the slots and once a column; a caller may attach further columns made
- *  with array new of the same element type. A C host takes such a column out of another table.
+ *  Memory: array new, once for nmax pointers and n times for a column of m elements. The caller may
+ *  attach further columns to the null slots. They must come from array new of the element type; a C
+ *  caller, who has none, takes a column out of another table of M_alloc.
  */
 /**@{*/
 TABFIT_API float **M_allocf(int m, int n, int nmax) TABFIT_NOEXCEPT;
@@ -88,11 +109,13 @@ TABFIT_API double **M_allocd(int m, int n, int nmax) TABFIT_NOEXCEPT;
 
 /** Releases a table of M_alloc or M_allocs.
  *
- *  @param[in] A      the table
- *  @param[in] m      not used; stands for symmetry with M_alloc
+ *  @param[in] A      the table; its pointer array is released too
+ *  @param[in] m      not used; any value will do
  *  @param[in] count  slots whose columns are released, null ones skipped. The capacity releases
  *                    every attached column; the number of columns leaves those attached behind it
- *                    to the caller; less than 1 releases the slots alone.
+ *                    to the caller; less than 1 releases the pointer array alone.
+ *
+ *  Columns may have changed places in the table, as M_qrd and M_invGJ leave them.
  */
 /**@{*/
 TABFIT_API void M_deallocf(float **A, int m, int count) TABFIT_NOEXCEPT;
@@ -106,26 +129,28 @@ TABFIT_API void M_deallocd(double **A, int m, int count) TABFIT_NOEXCEPT;
  *  @return the table, owned by the caller until M_dealloc with count n; null if n < 2 or memory ran
  *          out, with nothing left allocated
  *
- *  Memory: array new, once for the slots and once a column.
+ *  Memory: array new, once for n pointers and once for each column, of j + 1 elements.
  */
 /**@{*/
 TABFIT_API float **M_allocsf(int n) TABFIT_NOEXCEPT;
 TABFIT_API double **M_allocsd(int n) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Status of the four fillers.
+/** Status of M_fillc, M_fillr, M_fillsc and M_fillsr.
  *  @note Deliberate: a bad size is a positive code here; see docs/deliberate.md. */
 enum { M_FILL_OK = 0, M_FILL_BAD_SIZE = 1 };
 
 /** Fills a column table from a column-major block: A[j][i] = data[m j + i].
  *
  *  @param[out] A     column table, m by n
- *  @param[in]  data  m n elements; must not overlap A
+ *  @param[in]  data  m n elements
  *  @param[in]  m     rows, m >= 2
  *  @param[in]  n     columns, n >= 2
  *
  *  @retval M_FILL_OK        A is filled
  *  @retval M_FILL_BAD_SIZE  m < 2 or n < 2; nothing is written
+ *
+ *  Cost: m n moves. Allocates nothing.
  */
 /**@{*/
 TABFIT_API int M_fillcf(float *const *A, const float *data, int m, int n) TABFIT_NOEXCEPT;
@@ -135,39 +160,46 @@ TABFIT_API int M_fillcd(double *const *A, const double *data, int m, int n) TABF
 /** Fills a column table from a row-major block: A[j][i] = data[n i + j].
  *
  *  @param[out] A     column table, m by n
- *  @param[in]  data  m n elements; must not overlap A
+ *  @param[in]  data  m n elements
  *  @param[in]  m     rows, m >= 2
  *  @param[in]  n     columns, n >= 2
  *
  *  @retval M_FILL_OK        A is filled
  *  @retval M_FILL_BAD_SIZE  m < 2 or n < 2; nothing is written
+ *
+ *  Cost: m n moves. Allocates nothing.
  */
 /**@{*/
 TABFIT_API int M_fillrf(float *const *A, const float *data, int m, int n) TABFIT_NOEXCEPT;
 TABFIT_API int M_fillrd(double *const *A, const double *data, int m, int n) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Lays a column table over a contiguous column-major block: table[j] = data + m j. Copies nothing.
+/** Lays a column table over a contiguous column-major block: table[j] = data + m j, j < n.
  *
- *  @param[in]  data   the block; borrowed by the table, which lives as long as it does
- *  @param[in]  m      elements of a column
+ *  @param[in]  data   the block, m n elements; the table borrows it and is good as long as it is
+ *  @param[in]  m      elements of a column; not checked
  *  @param[in]  n      columns; n < 1 writes nothing
  *  @param[out] table  n slots of the caller's; never passed to M_dealloc
+ *
+ *  Cost: n pointers. Copies no element, allocates nothing.
  */
 /**@{*/
 TABFIT_API void M_storecf(float *data, int m, int n, float **table) TABFIT_NOEXCEPT;
 TABFIT_API void M_storecd(double *data, int m, int n, double **table) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Fills a triangle table from a triangle packed by columns: T[j][i] = data[j (j+1) / 2 + i], i <=
- *  j. For a symmetric matrix that is also its lower triangle by rows.
+/** Fills a triangle table from a triangle packed by columns:
+ *  T[j][i] = data[j (j+1) / 2 + i], 0 <= i <= j < n.
+ *  For a symmetric matrix that is also its lower triangle by rows.
  *
  *  @param[out] T     triangle table of order n
- *  @param[in]  data  n (n+1) / 2 elements; must not overlap T
+ *  @param[in]  data  n (n+1) / 2 elements
  *  @param[in]  n     order, n >= 2
  *
  *  @retval M_FILL_OK        T is filled
  *  @retval M_FILL_BAD_SIZE  n < 2; nothing is written
+ *
+ *  Cost: n (n+1) / 2 moves. Allocates nothing.
  */
 /**@{*/
 TABFIT_API int M_fillscf(float *const *T, const float *data, int n) TABFIT_NOEXCEPT;
@@ -175,15 +207,17 @@ TABFIT_API int M_fillscd(double *const *T, const double *data, int n) TABFIT_NOE
 /**@}*/
 
 /** Fills a triangle table from a triangle packed by rows:
- *  T[j][i] = data[i n - i (i+1) / 2 + j], i <= j.
+ *  T[j][i] = data[i n - i (i+1) / 2 + j], 0 <= i <= j < n.
  *  For a symmetric matrix that is also its lower triangle by columns.
  *
  *  @param[out] T     triangle table of order n
- *  @param[in]  data  n (n+1) / 2 elements; must not overlap T
+ *  @param[in]  data  n (n+1) / 2 elements
  *  @param[in]  n     order, n >= 2
  *
  *  @retval M_FILL_OK        T is filled
  *  @retval M_FILL_BAD_SIZE  n < 2; nothing is written
+ *
+ *  Cost: n (n+1) / 2 moves. Allocates nothing.
  */
 /**@{*/
 TABFIT_API int M_fillsrf(float *const *T, const float *data, int n) TABFIT_NOEXCEPT;
@@ -192,10 +226,15 @@ TABFIT_API int M_fillsrd(double *const *T, const double *data, int n) TABFIT_NOE
 
 /* -- Copying -------------------------------------------------------------------------------------
  *
- * The letters: cop copy; ss from a triangle table to a triangle table; sr from a symmetric triangle
- * to a full (rectangular) table; tr from an upper-triangular one to a full table. None of these
- * checks its arguments; a count below 1 does nothing. Each allocates nothing and touches every
- * element once.
+ * The letters:
+ *
+ *   cop   copy
+ *   ss    from a triangle table to a triangle table
+ *   sr    from a symmetric matrix in a triangle table to a full (rectangular) table
+ *   tr    from an upper-triangular matrix in a triangle table to a full table
+ *
+ * None of these checks its arguments; a count below 1 does nothing. Each allocates nothing and writes
+ * every element of the result once.
  */
 
 /** Copies a matrix: B = A.
@@ -253,12 +292,12 @@ enum { M_TRANSP_OK = 0, M_TRANSP_BAD_SIZE = -1 };
  *  @param[in]  A  column table, m by n
  *  @param[in]  m  rows of A
  *  @param[in]  n  columns of A
- *  @param[out] B  column table, n by m; must not overlap A
+ *  @param[out] B  column table, n by m
  *
- *  @retval M_TRANSP_OK        B is written; with one size below 1 there is nothing to write
- *  @retval M_TRANSP_BAD_SIZE  both sizes are below 1
+ *  @retval M_TRANSP_OK        B is written; with one size below 1, nothing is
+ *  @retval M_TRANSP_BAD_SIZE  both sizes are below 1; nothing is written
  *
- *  Allocates nothing. Touches each element once.
+ *  Cost: m n moves. Allocates nothing.
  *  @note Deliberate: a 1 by 1 matrix is not copied, B keeps what it held; see docs/deliberate.md.
  */
 /**@{*/
@@ -275,12 +314,13 @@ enum { M_TRANSPA_OK = 0, M_TRANSPA_BAD_SIZE = -1 };
  *  @param[in]     p  rows
  *  @param[in]     q  columns
  *
- *  @retval M_TRANSPA_OK        done; nothing to do for p = q = 1
- *  @retval M_TRANSPA_BAD_SIZE  both sizes are below 1
+ *  @retval M_TRANSPA_OK        done; for p = q = 1 there is nothing to do
+ *  @retval M_TRANSPA_BAD_SIZE  both sizes are below 1; nothing is changed
  *
- *  Allocates nothing. Touches each element of the k by k block once.
- *  @note Deliberate: for p != q the other places of the k by k block do not keep what they held;
- *  docs/deliberate.md gives the steps.
+ *  Cost: k^2 moves. Allocates nothing.
+ *  @note Deliberate: for p != q the other places of the k by k block do not keep what they held. That
+ *  holds with one size below 1 too: there is nothing to transpose, and the block is overwritten all
+ *  the same. docs/deliberate.md gives the steps.
  */
 /**@{*/
 TABFIT_API int M_transpaf(float *const *A, int p, int q) TABFIT_NOEXCEPT;
@@ -291,18 +331,18 @@ TABFIT_API int M_transpad(double *const *A, int p, int q) TABFIT_NOEXCEPT;
 enum { M_TRAN_OK = 0, M_TRAN_NO_MEMORY = -1, M_TRAN_BAD_SIZE = -2 };
 
 /** Transposes a contiguous column-major r by c block in place into a column-major c by r one, with
- *  scratch for one row.
+ *  scratch for one row: the element at place r j + i goes to place c i + j.
  *
  *  @param[in,out] a  r c elements
  *  @param[in]     r  rows
  *  @param[in]     c  columns
  *
  *  @retval M_TRAN_OK         done; with c = 0, or r < 2 and c >= 2, nothing changes
- *  @retval M_TRAN_NO_MEMORY  the scratch could not be had, or c < 0; a is unchanged
+ *  @retval M_TRAN_NO_MEMORY  the scratch could not be had, or r >= 2 and c < 0; a is unchanged
  *  @retval M_TRAN_BAD_SIZE   r < 2 and c < 2; a is unchanged
  *
- *  Cost: O(r^2 c) moves; O(r c) for a square block without the mark in it. Memory: c elements from
- *  calloc, released.
+ *  Cost: O(r^2 c) moves; O(r c) for a square block without the mark in it.
+ *  Memory: c elements from calloc; none are asked for if c < 0 or after M_TRAN_BAD_SIZE.
  *  @note Deliberate: a vacated place is marked with 0 in M_trand and with the greatest finite float
  *  in M_tranf, and an element that equals the mark is taken for one: a double block with a zero in
  *  it may come out scrambled. See docs/deliberate.md for what to call instead.
@@ -316,22 +356,26 @@ TABFIT_API int M_trand(double *a, int r, int c) TABFIT_NOEXCEPT;
 
 /** Negates a row: A[j][row] = -A[j][row], j < n. The sign of a zero flips too.
  *
- *  @param[in,out] A    column table
+ *  @param[in,out] A    column table of more than `row` rows
  *  @param[in]     n    columns; less than 1 does nothing
- *  @param[in]     row  the row
+ *  @param[in]     row  the row, row >= 0
+ *
+ *  Cost: n changes of sign. Allocates nothing.
  */
 /**@{*/
 TABFIT_API void M_lminusf(float *const *A, int n, int row) TABFIT_NOEXCEPT;
 TABFIT_API void M_lminusd(double *const *A, int n, int row) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Exchanges two rows in a range of columns.
+/** Exchanges two rows in a range of columns: A[j][r1] and A[j][r2] change places, j1 <= j <= j2.
  *
- *  @param[in,out] A   column table
- *  @param[in]     j1  first column
+ *  @param[in,out] A   column table of more than j2 columns and more than max(r1, r2) rows
+ *  @param[in]     j1  first column, j1 >= 0
  *  @param[in]     j2  last column, inclusive; j1 > j2 does nothing
- *  @param[in]     r1  one row
- *  @param[in]     r2  the other
+ *  @param[in]     r1  one row, r1 >= 0
+ *  @param[in]     r2  the other, r2 >= 0; r1 = r2 changes nothing
+ *
+ *  Cost: j2 - j1 + 1 exchanges. Allocates nothing.
  */
 /**@{*/
 TABFIT_API void M_swapf(float *const *A, int j1, int j2, int r1, int r2) TABFIT_NOEXCEPT;
@@ -346,11 +390,11 @@ enum { M_ROWSORT_OK = 0, M_ROWSORT_BAD_INDEX = -1 };
  *  @param[in,out] A    column table, m by n
  *  @param[in]     m    rows; less than 2 does nothing
  *  @param[in]     n    columns; with less than 1 only idx is sorted
- *  @param[in,out] idx  a permutation of 0..m-1; consumed: holds 0, 1, ..., m-1 afterwards
+ *  @param[in,out] idx  a permutation of 0..m-1; consumed: holds 0, 1, ..., m-1 after success
  *
  *  @retval M_ROWSORT_OK         done
- *  @retval M_ROWSORT_BAD_INDEX  one of 0..m-2 is missing from idx; A and idx are partly reordered,
- *                               both as far as the first missing index
+ *  @retval M_ROWSORT_BAD_INDEX  idx lacks one of 0..m-2; A and idx are reordered up to the first that
+ *                               is missing, i: rows 0..i-1 are in place
  *
  *  Cost: O(m n) moves and O(m^2) comparisons of int. Allocates nothing.
  *  @note Deliberate: M_colsort goes the other way; and the last index is not searched, so any value
@@ -367,7 +411,7 @@ enum { M_COLSORT_OK = 0, M_COLSORT_BAD_INDEX = -1, M_COLSORT_NO_MEMORY = -2 };
 /** Reorders the columns of a contiguous column-major block: column j becomes the old column idx[j].
  *
  *  @param[in,out] a    m n elements
- *  @param[in]     m    elements of a column
+ *  @param[in]     m    elements of a column; less than 1 moves nothing
  *  @param[in]     n    columns; less than 1 does nothing
  *  @param[in]     idx  a permutation of 0..n-1, unchanged
  *
@@ -375,11 +419,12 @@ enum { M_COLSORT_OK = 0, M_COLSORT_BAD_INDEX = -1, M_COLSORT_NO_MEMORY = -2 };
  *  @retval M_COLSORT_BAD_INDEX  idx[0] is none of 0..n-1; a is unchanged
  *  @retval M_COLSORT_NO_MEMORY  the scratch could not be had; a is unchanged
  *
- *  Cost: O(m n) moves and O(n^2) comparisons of int. Memory: n ints from malloc (0 bytes for n <
- *  1).
- *  @note Deliberate: M_colsortd never releases that scratch, M_colsortf does; an index other than
- *  the first that does not occur is not reported, the columns at its place and before it change
- *  places; M_rowsort goes the other way. See docs/deliberate.md.
+ *  Cost: O(m n) moves and O(n^2) comparisons of int.
+ *  Memory: n ints from malloc; for n < 1 a block of 0 bytes is asked for all the same.
+ *  @note Deliberate: M_colsortd keeps that scratch on every path, M_colsortf releases it. Only a
+ *  missing idx[0] is reported: for any other idx[j] that does not occur, or has occurred before,
+ *  columns j-1 and j change places and the call goes on. M_rowsort goes the other way. See
+ *  docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_colsortf(float *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
@@ -390,28 +435,30 @@ TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCE
  *
  * The names read left to right:
  *
- *   m  a general matrix in a column table          v  a vector
- *   s  a symmetric matrix in a triangle table      u  an upper-triangular matrix in a triangle
- *   table t  transposition of the general or triangular factor beside it: mtv is A^T x, mmt is A
- *   B^T trailing s after two factors   the result is symmetric, in a triangle table: mmts, mtms
- *   trailing b                     the result replaces the second operand B: mmb, mtmb, mmtb
- *   trailing a, or a further u     the result replaces the general, or the triangular, operand:
- *   smma,
- *                                  uma, uuu, utuu, uutu
+ *   m                    a general matrix in a column table
+ *   s                    a symmetric matrix in a triangle table
+ *   u                    an upper-triangular matrix in a triangle table
+ *   v                    a vector
+ *   t                    the general or triangular factor beside it is transposed: mtv is A^T x,
+ *                        mmt is A B^T
+ *   s, last of three     the result is symmetric, in a triangle table: mmts, mtms
+ *   m, last of three     the result is general, where one factor is symmetric: smm, smtm, msm, tmsm;
+ *                        smsm is S1 S2
+ *   b, last              the result replaces the second operand B: mmb, mtmb, mmtb
+ *   a, last              the result replaces the general operand B: smma, smtma, uma, utma
+ *   u, last of three     the result replaces the triangular operand: uuu, utuu, uutu
+ *   ltv                  a product with a vector, and a vector added or subtracted
  *
  * Common to all
- *   - Every sum starts at 0 and runs over the summation index in ascending order, in one double,
- *   with a
- *     fused multiply-add a step; it is rounded once, to the element type. Both twins.
- *   - A count of 0 or less of the result's rows or columns writes nothing; one of the summation
- *   index
- *     stores zeros. Counts are not checked otherwise, and nothing but the in-place products can
- *     fail.
- *   - Results must not overlap operands, but for the operand that an in-place product replaces.
+ *   - Every sum starts at 0 and runs over the summation index in ascending order, in one double, with
+ *     a fused multiply-add a step; it is rounded once, to the element type. Both twins.
+ *   - A count of 0 or less of the result's rows or columns writes nothing; one of the summation index
+ *     stores zeros. Counts are not checked otherwise, and nothing but the in-place products can fail.
+ *   - Results must not overlap operands, except for the operand that an in-place product replaces.
  *   - Symmetric and triangular factors are read, and triangular results written, on and above the
  *     diagonal only.
- *   - Nothing is allocated, but for one scratch column by each in-place product, released before it
- *     returns. The scratch has no element if its count is negative.
+ *   - Nothing is allocated, except for one scratch column by each in-place product. Its comment says
+ *     how many elements; for a count below 1 a block of 0 bytes is asked for all the same.
  *   - Cost: two operations a term; triangular factors have only the terms of their triangle.
  *   - Method: Golub and Van Loan, Matrix Computations, section 1.1.
  */
@@ -454,8 +501,8 @@ TABFIT_API void M_smvf(float *const *S, const float *x, int n, float *y) TABFIT_
 TABFIT_API void M_smvd(double *const *S, const double *x, int n, double *y) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** r = A x + b, A x - b or b - A x. The product is rounded to the element type before b is combined
- *  with it.
+/** r = A x + b, A x - b or b - A x. The product is rounded to the element type, then b is added or
+ *  subtracted, and the result is rounded again.
  *
  *  @param[in]  A     column table, m by n
  *  @param[in]  x     n elements
@@ -463,8 +510,7 @@ TABFIT_API void M_smvd(double *const *S, const double *x, int n, double *y) TABF
  *  @param[in]  m     rows
  *  @param[in]  n     columns
  *  @param[in]  mode  0: A x + b; 1 and every negative value: A x - b; 2 and above: b - A x
- *  @param[out] r     m elements, an array of its own: with b for r, the product would be combined
- *                    with itself
+ *  @param[out] r     m elements; not b, since the product is written to r before b is read
  */
 /**@{*/
 TABFIT_API void M_ltvf(float *const *A, const float *x, const float *b, int m, int n, int mode,
@@ -489,8 +535,8 @@ TABFIT_API void M_mmd(double *const *A, double *const *B, int m, int n, int p,
                       double *const *C) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Status of the in-place products M_mmb, M_mtmb, M_mmtb, M_smma, M_smtma, M_utuu, M_uutu, M_utma.
- *  */
+/** Status of M_mmb, M_mtmb, M_mmtb, M_smma, M_smtma, M_utuu, M_uutu and M_utma. Only M_mmtb and
+ *  M_smtma return M_INPLACE_BAD_SIZE. */
 enum { M_INPLACE_OK = 0, M_INPLACE_NO_MEMORY = 1, M_INPLACE_BAD_SIZE = -1 };
 
 /** B := A B.
@@ -504,7 +550,7 @@ enum { M_INPLACE_OK = 0, M_INPLACE_NO_MEMORY = 1, M_INPLACE_BAD_SIZE = -1 };
  *  @retval M_INPLACE_OK         B holds the product
  *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is unchanged
  *
- *  Memory: m elements from malloc; with m = 0, a block of 0 bytes is asked for all the same.
+ *  Memory: m elements from malloc.
  */
 /**@{*/
 TABFIT_API int M_mmbf(float *const *A, float *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
@@ -574,6 +620,8 @@ TABFIT_API void M_mmtd(double *const *A, double *const *B, int m, int n, int p,
  *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is left transposed
  *
  *  Memory: m elements from malloc.
+ *  @note Deliberate: B is transposed also where the product then has nothing to write (m < 1 or p < 1),
+ *  and its other places change as in M_transpa. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_mmtbf(float *const *A, float *const *B, int m, int n, int p) TABFIT_NOEXCEPT;
@@ -676,6 +724,8 @@ TABFIT_API void M_smtmd(double *const *S, double *const *B, int n, int p,
  *  @retval M_INPLACE_NO_MEMORY  the scratch could not be had; B is left transposed
  *
  *  Memory: n elements from array new.
+ *  @note Deliberate: B is transposed also where the product then has nothing to write (n < 1 or p < 1),
+ *  and its other places change as in M_transpa. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_smtmaf(float *const *S, float *const *B, int n, int p) TABFIT_NOEXCEPT;
@@ -725,7 +775,7 @@ TABFIT_API void M_uud(double *const *U1, double *const *U2, int n, double *const
 
 /** U2 := U1 U2.
  *
- *  @param[in]     U1  triangle table of order n; not the storage of U2
+ *  @param[in]     U1  triangle table of order n
  *  @param[in,out] U2  triangle table of order n; unchanged if the scratch could not be had
  *  @param[in]     n   order
  *
@@ -899,42 +949,49 @@ TABFIT_API void M_mtud(double *const *A, double *const *U, int n, int m,
  *
  * Sums run in one double, with a fused multiply-add a step, and are divided in double; each unknown
  * is rounded to the element type before it is used. There is no tolerance: a zero on the diagonal
- * gives infinities or NaN by the rules of arithmetic, and only M_tinv looks for one. Nothing is
- * allocated. Method: Golub and Van Loan, Matrix Computations, section 3.1.
+ * gives infinities or NaN by the rules of arithmetic, and only M_tinv looks for one. A count below 1
+ * does nothing: nothing is read then, of the diagonal neither. Nothing is allocated. Method: Golub and
+ * Van Loan, Matrix Computations, section 3.1.
  */
 
-/** B := U^-1 B, back substitution: b(i) = (b(i) - u(i,i+1) b(i+1) - ... - u(i,n-1) b(n-1)) /
- *  u(i,i), terms in that order.
+/** B := U^-1 B, back substitution:
+ *  b(i) = (b(i) - u(i,i+1) b(i+1) - ... - u(i,n-1) b(n-1)) / u(i,i), terms in that order.
  *
- *  @param[in]     U  triangle table of order n; must not overlap B
+ *  @param[in]     U  triangle table of order n
  *  @param[in,out] B  p right-hand sides of n elements: a column table, or for one vector the
  *                    address of a pointer to it; holds the solutions
- *  @param[in]     n  order; less than 1 does nothing
- *  @param[in]     p  right-hand sides. The diagonal of U is read even if p is 0.
+ *  @param[in]     n  order
+ *  @param[in]     p  right-hand sides
+ *
+ *  Cost: n^2 p operations.
  */
 /**@{*/
 TABFIT_API void M_invtf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
 TABFIT_API void M_invtd(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** B := U^-T B, forward substitution: b(i) = (b(i) - (u(0,i) b(0) + ... + u(i-1,i) b(i-1))) /
- *  u(i,i).
+/** B := U^-T B, forward substitution:
+ *  b(i) = (b(i) - (u(0,i) b(0) + ... + u(i-1,i) b(i-1))) / u(i,i), terms in that order.
  *
- *  @param[in]     U  triangle table of order n; must not overlap B
+ *  @param[in]     U  triangle table of order n
  *  @param[in,out] B  p right-hand sides of n elements, as for M_invt; holds the solutions
- *  @param[in]     n  order; less than 1 does nothing
+ *  @param[in]     n  order
  *  @param[in]     p  right-hand sides
+ *
+ *  Cost: n^2 p operations.
  */
 /**@{*/
 TABFIT_API void M_invutmf(float *const *U, float *const *B, int n, int p) TABFIT_NOEXCEPT;
 TABFIT_API void M_invutmd(double *const *U, double *const *B, int n, int p) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** V := U^-1 V with V upper triangular.
+/** V := U^-1 V with V upper triangular, each column by back substitution as in M_invt.
  *
- *  @param[in]     U  triangle table of order n; must not overlap V
- *  @param[in,out] V  triangle table of order n
- *  @param[in]     n  order; less than 1 does nothing
+ *  @param[in]     U  triangle table of order n
+ *  @param[in,out] V  triangle table of order n; not the storage of U
+ *  @param[in]     n  order
+ *
+ *  Cost: n^3 / 3 operations.
  */
 /**@{*/
 TABFIT_API void M_invuuf(float *const *U, float *const *V, int n) TABFIT_NOEXCEPT;
@@ -943,9 +1000,11 @@ TABFIT_API void M_invuud(double *const *U, double *const *V, int n) TABFIT_NOEXC
 
 /** X = U^-1.
  *
- *  @param[in]  U  triangle table of order n; must not overlap X
- *  @param[out] X  triangle table of order n
- *  @param[in]  n  order; less than 1 does nothing
+ *  @param[in]  U  triangle table of order n
+ *  @param[out] X  triangle table of order n; not the storage of U (M_tinv inverts in place)
+ *  @param[in]  n  order
+ *
+ *  Cost: n^3 / 3 operations.
  */
 /**@{*/
 TABFIT_API void M_invuf(float *const *U, float *const *X, int n) TABFIT_NOEXCEPT;
@@ -968,7 +1027,8 @@ enum { M_TINV_OK = 0, M_TINV_BAD_SIZE = -1 };
  *                           zero (a NaN is not); those before it are replaced by their reciprocals,
  *                           nothing else is written
  *
- *  The lower triangle is the only working space.
+ *  T is a full table because the places below the diagonal are set to zero. Cost: n^3 / 3 operations.
+ *  @note Deliberate: a refused matrix is left part-way, as said; see docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_tinvf(float *const *T, int n) TABFIT_NOEXCEPT;
@@ -977,7 +1037,7 @@ TABFIT_API int M_tinvd(double *const *T, int n) TABFIT_NOEXCEPT;
 
 /* -- Decompositions ------------------------------------------------------------------------------ */
 
-/** Status of M_qrdf() and M_qrdd(). A value l > 0 is a pseudo-rank. */
+/** Status of M_qrdf() and M_qrdd(). A value l > 0 is a pseudo-rank: l steps are done. */
 enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 };
 
 /** QR decomposition with column pivoting and row interchange, A P = Q R, applied to k right-hand
@@ -1016,7 +1076,7 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *                     reordered
  *  @param[in]     m   rows, m >= 1
  *  @param[in]     n   columns of the matrix, n >= 1
- *  @param[in]     k   right-hand sides, may be 0
+ *  @param[in]     k   right-hand sides, k >= 0
  *  @param[out]    ip  n elements; ip[j] is the column of the input that now stands at place j
  *
  *  @retval M_QRD_OK         all min(m, n) steps are done
@@ -1025,23 +1085,34 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  @retval M_QRD_ZERO       the largest squared norm of the input is exactly 0; ip is the identity,
  *                           A is unchanged
  *  @retval M_QRD_BAD_SIZE   m < 1 or n < 1; nothing is changed
- *  @retval M_QRD_NO_MEMORY  the scratch could not be had; nothing is changed
+ *  @retval M_QRD_NO_MEMORY  the scratch for the norms could not be had; nothing is changed
  *
- *  What the pseudo-rank tells: a zero remaining norm is found, unless the input's largest norm is so
- *  small (below about 8e-154 in the d twin) that the tolerance itself underflows to 0; the call then
- *  returns 0 with a zero on the diagonal. The norms are downdated, not formed anew, and carry a noise
- *  of about 1e-16 (d) or 1e-7 (f) of the largest squared norm, far above tol squared: a column that
- *  depends on the others up to rounding is accepted about as often as not, with a diagonal element that
- *  is noise. A host that must know compares the diagonal of R with R(0,0) itself. Columns whose squares
- *  underflow (norms below about 1e-162) count as zero; squares that overflow (norms above about 1e154)
- *  spoil the result. Scale such data.
+ *  What the status tells. M_QRD_OK does not prove that the columns are independent. The norms are
+ *  downdated, not formed anew. So noise remains of a column that depends on the others: about 1e-16
+ *  (d) or 1e-7 (f) of the largest squared norm, which is more than tol squared. About every second
+ *  matrix with such a column gets M_QRD_OK, whether the column depends on the others exactly or up
+ *  to rounding. Its last diagonal element is that noise: at most 4e-8 (d) or 6e-4 (f) of R(0,0) in
+ *  9,000 random matrices of 3 to 10 columns. A caller that must know compares the diagonal of R
+ *  with R(0,0). A column of zeros is always found.
  *
- *  Cost: 2 n^2 (m - n/3) operations. Memory: n doubles from calloc, and for a table of more than 64 KiB
- *  a copy of it from malloc (in the d twin with m >= 32 (n + k), two of its columns), without which the
- *  call takes longer; released. Sums run in double,
- *  rows ascending; beta and the tolerance are evaluated in long double and rounded once. Method:
- *  Businger and Golub, Linear least squares solutions by Householder transformations, Numerische
- *  Mathematik 7 (1965); Golub and Van Loan, Matrix Computations, section 5.4.
+ *  Range of the elements. In the d twin, columns with norms below 1.5e-162 count as zero. If the
+ *  largest norm is below 8e-154, tol squared underflows and a column of zeros is not found. Squares
+ *  overflow from norms of 1.4e154 on, which spoils the result. The f twin forms squares in double
+ *  and has no lower limit; norms above 1.7e38, half the greatest float, spoil its result. Scale
+ *  such data.
+ *
+ *  Cost: 2 n^2 (m - n/3) operations for m >= n, 2 m^2 (n - m/3) for m < n, and 4 k p (m - p/2) with
+ *  p = min(m, n) for the right-hand sides. Sums run in double, rows ascending; beta and the
+ *  tolerance are evaluated in long double and rounded once.
+ *  Memory: n doubles from calloc. A table of more than 65,536 bytes takes a second block, from
+ *  malloc; if it cannot be had, the call gives the same result in more time. Bytes of that block,
+ *  with c = n + k rounded up to a multiple of 8 and s the size of an element:
+ *
+ *      16 (m + n + k) + 64          d twin, m >= 32 (n + k)
+ *      c m s + 32 m + 40 c + 64     otherwise
+ *
+ *  Method: Businger and Golub, Linear least squares solutions by Householder transformations,
+ *  Numerische Mathematik 7 (1965); Golub and Van Loan, Matrix Computations, section 5.4.
  *  @note Deliberate: the row that comes to the diagonal is chosen by a rule that keeps signs; a
  *  zero diagonal element takes the negative sign; the last step leaves matrix columns to its right
  *  as they are. See docs/deliberate.md.
@@ -1055,32 +1126,44 @@ TABFIT_API int M_qrdd(double **A, int m, int n, int k, int *ip) TABFIT_NOEXCEPT;
 enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMORY = -3 };
 
 /** Solves a square system for k right-hand sides, A X = B, through M_qrd and back substitution.
- *  Because norms are downdated, the error may grow with the square of the condition of A: for a
- *  condition beyond about 1e7 (d) or 1e3 (f) prefer M_invGJ.
  *
  *  @param[in,out] A  column table of n + k columns of n elements: the matrix, then the right-hand
  *                    sides. The matrix is destroyed and its pointers are reordered; the right-hand
  *                    sides become the solutions, in the order of the unknowns.
  *  @param[in]     n  order, n >= 1
- *  @param[in]     k  right-hand sides
+ *  @param[in]     k  right-hand sides, k >= 0
  *
  *  @retval M_QRDEQ_OK         the solutions are in columns n..n+k-1
  *  @retval l                  1 <= l < n: the pseudo-rank at which M_qrd stopped; the right-hand
  *                             sides are transformed, not solved
- *  @retval M_QRDEQ_ZERO       the matrix is zero
+ *  @retval M_QRDEQ_ZERO       the matrix is zero; A is unchanged
  *  @retval M_QRDEQ_BAD_SIZE   n < 1; nothing is changed
  *  @retval M_QRDEQ_NO_MEMORY  the scratch of this operation or of M_qrd could not be had; nothing
  *                             is changed
  *
- *  Memory: 2 n ints from array new and what M_qrd takes, released.
+ *  M_QRDEQ_OK does not prove that the matrix is regular: 463 of 1,000 (f) and 428 of 1,000 (d)
+ *  singular matrices of order 3, with elements from -5 to 5, got it. The solution of such a system
+ *  is meaningless, and nothing tells. M_qrd shows the diagonal of R.
+ *
+ *  Because norms are downdated, the error grows with the square of the condition c of A. Medians
+ *  over random matrices of orders 5 to 30, relative to the largest element of the solution:
+ *
+ *                 M_qrdeq      inverse of M_invGJ, times B
+ *      d twin     3e-17 c^2    3e-17 c
+ *      f twin     1e-8 c^2     2e-8 c
+ *
+ *  From a condition of 1e8 (d) or 1e4 (f) on, M_qrdeq refuses the matrix or finds no digit. Where
+ *  accuracy counts, use M_invGJ; it keeps 8 n bytes a call.
+ *
+ *  Cost: 4 n^3 / 3 + 3 n^2 k operations. Memory: 2 n ints from array new, none asked for if n < 0,
+ *  and what M_qrd takes.
  */
 /**@{*/
 TABFIT_API int M_qrdeqf(float **A, int n, int k) TABFIT_NOEXCEPT;
 TABFIT_API int M_qrdeqd(double **A, int n, int k) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Status of M_invGJf() and M_invGJd(). A value k > 0 names the step at which the matrix is
- *  singular. */
+/** Status of M_invGJf() and M_invGJd(). A value k > 0 says that no pivot is left for step k. */
 enum { M_INVGJ_OK = 0, M_INVGJ_ZERO = -1, M_INVGJ_BAD_SIZE = -2, M_INVGJ_NO_MEMORY = -3 };
 
 /** Inverse of a square matrix in place, with its determinant: Gauss-Jordan elimination with full
@@ -1094,16 +1177,19 @@ enum { M_INVGJ_OK = 0, M_INVGJ_ZERO = -1, M_INVGJ_BAD_SIZE = -2, M_INVGJ_NO_MEMO
  *  @retval M_INVGJ_OK         A holds the inverse
  *  @retval k                  1 <= k < n: no candidate but 0 and NaN is left for pivot k; det is 0,
  *                             A is neither the input nor an inverse
- *  @retval M_INVGJ_ZERO       the same at the first step; det is 0, A is unchanged
+ *  @retval M_INVGJ_ZERO       the same at the first step: A is zero, or singular in another way; det
+ *                             is 0, A is unchanged
  *  @retval M_INVGJ_BAD_SIZE   n < 1; nothing is written, not even det
  *  @retval M_INVGJ_NO_MEMORY  the scratch could not be had; det is 1, A is unchanged
  *
- *  There is no tolerance: only an exact zero is singular. A NaN may hide other elements of its
- *  column. Cost: 2 n^3 operations.
- *  Memory: 2 n ints from calloc.
+ *  There is no tolerance: only an exact zero is singular. M_INVGJ_OK does not prove that the matrix
+ *  is regular: rounding leaves a pivot of noise in most singular matrices of small integers. A NaN
+ *  may hide other elements of its column.
+ *  Cost: 2 n^3 operations. Memory: n ints from calloc, twice, kept: see the note.
  *  Method: Press et al., Numerical Recipes, section 2.1.
- *  @note Deliberate: the 2 n ints are never released, on any path; the candidates for a pivot are
- *  chosen by a rule that keeps signs; the pointers stay exchanged. See docs/deliberate.md.
+ *  @note Deliberate: the 2 n ints are never released, on any path, nor are the first n if the second n
+ *  cannot be had; the candidates for a pivot are chosen by a rule that keeps signs; the pointers stay
+ *  exchanged. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_invGJf(float **A, int n, double *det) TABFIT_NOEXCEPT;
@@ -1111,7 +1197,7 @@ TABFIT_API int M_invGJd(double **A, int n, double *det) TABFIT_NOEXCEPT;
 /**@}*/
 
 /** Status of M_chol, M_choleq, M_cholinv and M_invs. A value k > 0 names the column, k-1, whose
- *  pivot failed. */
+ *  pivot failed. Only M_cholinv and M_invs return M_CHOL_NO_MEMORY. */
 enum { M_CHOL_OK = 0, M_CHOL_BAD_SIZE = -1, M_CHOL_NO_MEMORY = -2 };
 
 /** Cholesky factor of a symmetric positive definite matrix, S = U^T U.
@@ -1127,9 +1213,12 @@ enum { M_CHOL_OK = 0, M_CHOL_BAD_SIZE = -1, M_CHOL_NO_MEMORY = -2 };
  *
  *  There is no tolerance. Cost: n^3 / 3 operations. Allocates nothing. Sums run in double, rows
  *  ascending. Method: Golub and Van Loan, Matrix Computations, section 4.2.
- *  @note Deliberate: the d twin divides row 0 by s(0,0), not by its root, so its factor, and what
- *  is computed with it, is that of S only for s(0,0) = 1; docs/deliberate.md shows how a host
- *  scales.
+ *  @note Deliberate: the d twin divides row 0 by s(0,0), not by its root. Its factor, its status,
+ *  and what M_choleq, M_cholinv and M_invs make of them, belong to S only if s(0,0) = 1 or the rest
+ *  of row 0 is zero. For s(0,0) > 1 it accepts matrices that are not definite: it returns 0 for [4
+ *  2; 2 1], which is singular, and for [4 2; 2 0.5], which is indefinite. For s(0,0) < 1 it refuses
+ *  definite ones: it returns 2 for [0.25 1; 1 5]. The f twin has the true factor.
+ *  docs/deliberate.md shows how to scale S for the d twin.
  */
 /**@{*/
 TABFIT_API int M_cholf(float *const *S, int n, float *const *U) TABFIT_NOEXCEPT;
@@ -1141,15 +1230,15 @@ TABFIT_API int M_chold(double *const *S, int n, double *const *U) TABFIT_NOEXCEP
  *  @param[in]     S  triangle table of order n
  *  @param[in,out] B  column table, n by p; holds the solutions
  *  @param[in]     n  order, n >= 2
- *  @param[in]     p  right-hand sides
+ *  @param[in]     p  right-hand sides; less than 1 only factors
  *  @param[out]    U  triangle table of order n, the factor; may be S itself
  *
  *  @retval M_CHOL_OK        B holds the solutions
  *  @retval M_CHOL_BAD_SIZE  n < 2; nothing is written
- *  @retval k                as for M_chol; B is unchanged
+ *  @retval k                as for M_chol; U is left as there, B is unchanged
  *
- *  Allocates nothing.
- *  @note Deliberate: see M_chol for the factor of the d twin.
+ *  Cost: n^3 / 3 + 2 n^2 p operations. Allocates nothing.
+ *  @note Deliberate: the d twin solves another system unless s(0,0) = 1; see M_chol.
  */
 /**@{*/
 TABFIT_API int M_choleqf(float *const *S, float *const *B, int n, int p,
@@ -1163,15 +1252,15 @@ TABFIT_API int M_choleqd(double *const *S, double *const *B, int n, int p,
  *  @param[in]  S  triangle table of order n
  *  @param[in]  n  order, n >= 2
  *  @param[out] U  triangle table of order n, the factor; may be S itself
- *  @param[out] X  triangle table of order n; not the storage of U
+ *  @param[out] X  triangle table of order n; may be S itself, not U
  *
  *  @retval M_CHOL_OK         X holds the inverse
  *  @retval M_CHOL_BAD_SIZE   n < 2; nothing is written
- *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; X holds U^-1
- *  @retval k                 as for M_chol; X is unchanged
+ *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; U holds the factor, X holds U^-1
+ *  @retval k                 as for M_chol; U is left as there, X is unchanged
  *
- *  Memory: n elements from array new, released.
- *  @note Deliberate: see M_chol for the factor of the d twin.
+ *  Cost: n^3 operations. Memory: n elements from array new.
+ *  @note Deliberate: the d twin inverts another matrix unless s(0,0) = 1; see M_chol.
  */
 /**@{*/
 TABFIT_API int M_cholinvf(float *const *S, int n, float *const *U, float *const *X) TABFIT_NOEXCEPT;
@@ -1186,11 +1275,11 @@ TABFIT_API int M_cholinvd(double *const *S, int n, double *const *U, double *con
  *
  *  @retval M_CHOL_OK         S holds the inverse
  *  @retval M_CHOL_BAD_SIZE   n < 2; nothing is written
- *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; S holds U^-1
- *  @retval k                 as for M_chol; S is unchanged
+ *  @retval M_CHOL_NO_MEMORY  the scratch of M_uutu could not be had; U holds the factor, S holds U^-1
+ *  @retval k                 as for M_chol; U is left as there, S is unchanged
  *
- *  Memory: n elements from array new, released.
- *  @note Deliberate: see M_chol for the factor of the d twin.
+ *  Cost: n^3 operations. Memory: n elements from array new.
+ *  @note Deliberate: the d twin inverts another matrix unless s(0,0) = 1; see M_chol.
  */
 /**@{*/
 TABFIT_API int M_invsf(float *const *S, int n, float *const *U) TABFIT_NOEXCEPT;
