@@ -8,7 +8,7 @@ work=$build/consumers
 rm -rf "$work"
 mkdir -p "$work"
 
-# Moved after the install: nothing in it may remember where it was put.
+# Moved after the install: no installed file may depend on where it was put.
 cmake --install "$build" --prefix "$work/stage" >"$work/install.log"
 mv "$work/stage" "$work/moved"
 stage=$work/moved

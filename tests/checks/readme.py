@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The README's C example is the one that is compiled and run, and its list of files is complete."""
+"""The C example in the README is the one that is compiled and run; its list of files is complete."""
 
 import pathlib
 import re

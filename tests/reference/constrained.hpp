@@ -1,5 +1,5 @@
 // tests/reference/constrained.hpp - constrained least-squares problems and their solutions. Written by
-// constrained.py, which see; do not edit.
+// constrained.py; do not edit.
 // clang-format off
 #pragma once
 

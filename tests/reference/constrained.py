@@ -10,10 +10,10 @@ r-cran-quadprog; with another Python in front, call that of the system). Run it 
   - interval bounds: scipy.optimize.lsq_linear, method bvls;
   - general constraints: solve.QP of quadprog, on A^T A and A^T b.
 
-Every element of the problems is a small multiple of 1/64 and thus a float. Each solution is checked here
-against its optimality conditions, in exact rational arithmetic: with the active constraints known, it is
-the solution of a linear system, and that exact solution, rounded once to double, is what is written. The
-solvers decide which constraints are active and must agree with it to 1e-9.
+Every element of the problems is a small multiple of 1/64 and thus a float. The solvers only decide
+which constraints are active. With these known, the solution follows from a linear system, which is
+solved here in exact rational arithmetic. The exact solution must meet the optimality conditions and
+agree with the solvers to 1e-9; rounded once to double, it is what is written.
 """
 
 import subprocess
@@ -48,7 +48,7 @@ def quadprog(A, b, C, d):
 
 def exact(A, b, C, d, near):
     """The exact minimiser of |A x - b| subject to C x >= d, with the active set of the point `near`;
-    its squared residual norm; and how far from a change of the active set it is."""
+    its squared residual norm; and its distance from a change of the active set."""
     A = [[Fraction(v) for v in row] for row in A]
     b = [Fraction(v) for v in b]
     C = [[Fraction(v) for v in row] for row in C]
@@ -93,7 +93,7 @@ def write(out, name, m, n, mc, A, b, C, d, x, rn):
 def main():
     out = open(sys.argv[1], "w")
     out.write("""// tests/reference/constrained.hpp - constrained least-squares problems and their solutions. Written by
-// constrained.py, which see; do not edit.
+// constrained.py; do not edit.
 // clang-format off
 #pragma once
 

@@ -3,8 +3,8 @@
 
     python3 cubic_spline.py cubic_spline.hpp
 
-A spline is found here from its conditions alone, as one linear system for the cubics of all intervals,
-not by the recurrence that the library runs:
+A spline is found here from its conditions alone, as one linear system for the cubics of all intervals.
+The recurrence that the library runs is not used. The conditions:
 
   - it passes through the table, and its first two derivatives are continuous;
   - its third derivative in the first interval is that of the cubic through the first four nodes, and in

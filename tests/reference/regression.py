@@ -3,11 +3,11 @@
 
     python3 regression.py regression.hpp
 
-The data are those of NIST's collection of linear regressions with certified results. Nothing of the
-collection is taken on trust: the normal equations are solved here with fractions, and the script ends
-with an error unless every coefficient and the residual sum of squares agree with the certified value in
-all digits that it has. One digit wrong in a table of data would show there. The Wampler sets need no
-such value: their coefficients follow from how y is made, which is checked as well.
+The data are those of NIST's collection of linear regressions with certified results. They are not taken
+on trust. The normal equations are solved here with fractions; the script ends with an error unless
+every coefficient and the residual sum of squares agree with the certified value in all its digits. One
+wrong digit in the data would show there. The Wampler sets need no certified value: their coefficients
+follow from how y is made, which is checked as well.
 """
 
 import sys
@@ -70,7 +70,7 @@ FILIP = """
 0.9119 -3.66174277 0.9228 -3.2644011
 """
 
-# What y of the third Wampler set has beside the polynomial: orthogonal to polynomials up to degree 5.
+# What y of the third Wampler set adds to the polynomial: orthogonal to polynomials up to degree 5.
 WAMPLER = [759, -2048, 2048, -2048, 2523, -2048, 2048, -2048, 1838, -2048, 2048]
 WAMPLER += WAMPLER[-2::-1]
 
@@ -104,7 +104,7 @@ def digits(value, count):
 
 
 def agrees(value, certified):
-    """True if value rounds to the certified number in every digit that this one has."""
+    """True if value rounds to the certified number in all its digits."""
     given = certified.lstrip("-").lower().split("e")[0].replace(".", "").lstrip("0")
     return Fraction(digits(value, len(given))) == Fraction(certified)
 

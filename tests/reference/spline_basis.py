@@ -3,11 +3,11 @@
 
     python3 spline_basis.py spline_basis.hpp
 
-Over 0..2 stand n + 2 equally spaced knots. Basis function j is the cubic spline, continuous with its
-first two derivatives, with one of these n + 4 numbers equal to 1 and all others 0: its slope at the left
-end, its values at the knots, its slope at the right end. It is found here from these conditions alone, as
-one linear system for the cubics of all intervals, and evaluated as what it is, a cubic. The table holds
-the second derivatives at the knots. Every number of the result is the exact value rounded once to double.
+There are n + 2 equally spaced knots over 0..2. A cubic spline, continuous with its first two
+derivatives, has n + 4 numbers: its slope at the left end, its values at the knots, its slope at the
+right end. For basis function j number j is 1 and all others are 0. The function is found here from
+these conditions alone, as one linear system for the cubics of all intervals. The table holds the second
+derivatives at the knots. Every number of the result is the exact value rounded once to double.
 """
 
 import sys

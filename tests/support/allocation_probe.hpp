@@ -2,10 +2,9 @@
 // when a request is refused.
 //
 // A program that links allocation_probe.cpp has its malloc, calloc, realloc, free and operators new and
-// delete replaced, for the shared library under test as well. Outside a probe they only pass on. A
-// probe lasts from begin to end and sees the requests of the thread that began it, and its releases;
-// what is left at the end is counted, and released by the probe, so that no leak is left for other
-// tools.
+// delete replaced, also for the shared library under test. Outside a probe they only pass requests on.
+// A probe lasts from begin() to end(). It sees the requests and releases of the thread that began it.
+// At the end it counts what is left, and releases it, so that other tools see no leak.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -58,12 +57,12 @@ inline Usage from_new_array(int blocks, std::size_t bytes) {
 /// What a call did with the heap.
 struct Account {
   Usage taken;                ///< granted in all
-  Usage kept;                 ///< of that, not released when the call ended
+  Usage kept;                 ///< granted, and not released when the call ended
   int requests = 0;           ///< refused ones included
-  int refused = 0;            ///< of these
+  int refused = 0;            ///< refused requests
   std::size_t largest = 0;    ///< bytes of the largest request, refused ones included
   std::vector<int> releases;  ///< numbers of the requests (1 is the first) in the order of release
-  bool newest_first = true;   ///< every block released was the newest that there was
+  bool newest_first = true;   ///< every block released was the newest one left
   int mismatches = 0;         ///< blocks released by another allocator's function than their own
 };
 
@@ -76,7 +75,7 @@ inline constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max()
 /// than limit bytes.
 void begin(int refuse_at = none, std::size_t limit = unlimited);
 
-/// What is live now; without a probe, nothing. Tests of what stands between two calls use it.
+/// What is allocated now; nothing without a probe.
 Usage live();
 
 /// Ends the probe and releases what the call kept.
@@ -94,7 +93,7 @@ Account probe(Call call) {
   return account;
 }
 
-/// The result of call. What the call keeps on purpose is released behind it.
+/// The result of call. What the call keeps on purpose is released after it.
 template <class Call>
 auto releasing(Call call) {
   allocation_probe::begin();
@@ -103,9 +102,10 @@ auto releasing(Call call) {
   return result;
 }
 
-/// Runs call with its 1st, 2nd, ... request refused, until a run has no such request. Each of these
-/// runs must give the status expected, release newest first with the right functions, and keep nothing
-/// but what kept says; then after_failure is called, outside the probe. Gives the number of requests.
+/// Runs call with its 1st, 2nd, ... request refused, until a run makes fewer requests. Each run with a
+/// refusal must return the status expected, release newest first with the right functions, and keep
+/// just what `kept` says; then after_failure is called, outside the probe. Returns the number of
+/// requests.
 template <class Call, class Status>
 int fail_each_request(Call call, Status expected, const Usage& kept = {},
                       const std::function<void()>& after_failure = {}) {

@@ -10,15 +10,15 @@
 #include <string>
 #include <type_traits>
 
-/// True if a and b have the same bits; any two NaN are alike, since which NaN an operation gives is the
-/// processor's choice. The two zeros differ.
+/// True if a and b have the same bits. All NaN count as equal, since the processor chooses which one an
+/// operation gives. The two zeros differ.
 template <class Real>
 bool same_bits(Real a, Real b) {
   using Bits = std::conditional_t<sizeof(Real) == 4, std::uint32_t, std::uint64_t>;
   return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b) || (std::isnan(a) && std::isnan(b));
 }
 
-/// v in decimal, with every digit that matters, and in hexadecimal.
+/// v in decimal, with all significant digits, and in hexadecimal.
 inline std::string shown(double v) {
   char text[80];
   std::snprintf(text, sizeof text, "%.17g (%a)", v, v);

@@ -24,7 +24,7 @@ enum class Room {
 inline constexpr Room all_rooms[] = {Room::exact, Room::spare};
 
 /// A column table or triangle table, all poison at first. Copies have columns of their own. A negative
-/// count is that of no columns, or no rows.
+/// count stands for no columns, or no rows.
 template <class Real>
 class Columns {
  public:
@@ -52,8 +52,8 @@ class Columns {
       for (int i = 0; i < (triangle_ ? std::min(j + 1, rows) : rows); ++i) at(i, j) = element(i, j);
   }
 
-  /// Where the two differ: in slots, shape, poison or elements, two NaN that are no poison being alike.
-  /// Empty if nowhere.
+  /// Where the two differ: in slots, shape, poison or elements. Two NaN that are no poison count as
+  /// equal. Empty if nowhere.
   std::string difference(const Columns& expected) const {
     for (std::size_t j = 0; j < columns_.size(); ++j) {
       const auto &got = columns_[j], &want = expected.columns_[j];
@@ -98,8 +98,8 @@ enum class Data {
   plain,     ///< numbers of many magnitudes and either sign
   odd,       ///< as any_element makes them
   rare,      ///< plain but for one of any_element now and then
-  tiny,      ///< products at the edge of what the type can hold, sums of -0 and denormals; zeros
-  huge,      ///< products at the other edge: sums overflow, or not, as their order will have it
+  tiny,      ///< products at the lower end of the range of the type, sums of -0 and denormals; zeros
+  huge,      ///< products at the upper end: whether a sum overflows depends on its order
   integers,  ///< from -9 to 9
 };
 

@@ -103,7 +103,7 @@ inline void expect_failure(const Outcome& outcome, int status, const std::string
   EXPECT_EQ(outcome.out, "");
 }
 
-/// The same, for a line of which only a part is pinned.
+/// The same, but only a part of the line is checked.
 inline void expect_failure_with(const Outcome& outcome, int status, const std::string& part) {
   EXPECT_EQ(outcome.status, status);
   EXPECT_TRUE(outcome.err.starts_with("tabfit: ")) << outcome.err;

@@ -1,5 +1,5 @@
-// tests/support/fenced.hpp - arrays that touch memory which nobody may touch: an access one place too far
-// ends the program.
+// tests/support/fenced.hpp - arrays beside protected memory: an access one place too far ends the
+// program.
 #pragma once
 
 #include <sys/mman.h>
@@ -17,7 +17,7 @@
 
 #include "tests/support/guarded.hpp"
 
-/// A NaN that signals, for places that are not to be read: what is computed from it is NaN, and no poison.
+/// A signalling NaN, for places that must not be read. Results computed from it are NaN, but no poison.
 template <class Real>
 Real signal_of() {
   if constexpr (sizeof(Real) == 4)
@@ -26,8 +26,8 @@ Real signal_of() {
     return std::bit_cast<Real>(std::uint64_t{0x7ff5a5a5a5a5a5a5});
 }
 
-/// Runs of pages between two that nobody may touch. Released ones are kept and used again: to map memory
-/// costs more than most tests.
+/// Runs of pages between two protected pages. Released runs are kept and used again: mapping memory
+/// takes longer than most tests.
 class Fences {
  public:
   struct Run {
@@ -82,7 +82,7 @@ class Fenced {
     if (run_.first) Fences::release(run_);
   }
 
-  /// n elements that touch a fence; they and the places at their other end hold the filler.
+  /// n elements that touch a fence. They hold the filler, and so do the places at their other end.
   T* lay(int n, T filler = Guarded<T>::poison(), Touching touching = Touching::end) {
     T *first = reinterpret_cast<T*>(run_.first), *last = reinterpret_cast<T*>(run_.last);
     n_ = n;
@@ -99,7 +99,7 @@ class Fenced {
 
   /// True if element i still holds the bits of the filler.
   bool untouched(int i) const { return same(data_[i], filler_); }
-  /// True if the places at the other end than the fence do.
+  /// True if the places at the other end still hold the filler.
   bool zone_intact() const {
     const T* first = touching_ == Touching::end ? data_ - zone : data_ + n_;
     return std::all_of(first, first + zone, [&](const T& v) { return same(v, filler_); });

@@ -1,9 +1,7 @@
-// tests/support/plain_constrained.hpp - the constrained solvers as they are defined, step by step, on
-// top of the exported operations that have tests of their own; with a count of what they do, and a
-// limit.
+// tests/support/plain_constrained.hpp - the constrained solvers as they are defined, step by step. They
+// count what they do, end at a limit, and use exported operations that have tests of their own.
 //
-// The library must give the same bits. What these do not come to the end of within the limit, the
-// library never returns from.
+// The library must give the same bits. Where these reach the limit, the library does not return.
 #pragma once
 
 #include <algorithm>
@@ -46,8 +44,8 @@ int first_greatest(const Real* w, int from, int n) {
   return t;
 }
 
-/// The element that sets the scale of what counts as zero: chosen by magnitude, the value that it is
-/// compared with keeping its sign.
+/// The element that sets the scale of what counts as zero. Magnitudes are compared with the value
+/// chosen last, which keeps its sign.
 template <class Real>
 Real scale_element(const std::vector<Real>& x, int k) {
   Real chosen = x[0], bound = std::abs(x[0]);
@@ -56,7 +54,7 @@ Real scale_element(const std::vector<Real>& x, int k) {
   return chosen;
 }
 
-/// Ls_cnn, at most `limit` subproblems. Must not run inside a probe of the caller's.
+/// Ls_cnn, at most `limit` subproblems. Must not run inside another probe.
 template <class Real>
 Run cnn(Real** A, int m, int n, Real* result, Real* r, Real* rn, int limit = 100) {
   constexpr double eps = dual_tolerance<Real>;
@@ -80,7 +78,7 @@ Run cnn(Real** A, int m, int n, Real* result, Real* r, Real* rn, int limit = 100
   std::vector<int> order(size);
   std::vector<Real> w(size), z(size), x(size, Real(0));
   for (int p = 0; p < n; ++p) order[p] = p;
-  // x goes to the caller at every end, in the working order.
+  // At every end x is handed to the caller, in the working order.
   struct Handover {
     std::vector<Real>& x;
     Real* result;
@@ -174,7 +172,7 @@ Run bounded(Real** A, int m, int n, const Real* x0, Real* x, Real* r, Real* rn, 
   return run;
 }
 
-/// Ls_ldp, but for the table, which is only read.
+/// Ls_ldp; the table is only read.
 template <class Real>
 Run ldp(Real* const* G, int m, int n, Real* x) {
   if (m < 1 || n < 1) return {.status = -2};
@@ -201,7 +199,7 @@ Run ldp(Real* const* G, int m, int n, Real* x) {
   return run;
 }
 
-/// Ls_cgrn for constraints that fill(K, c1, G) writes into the n + 1 columns of G, of `rows` elements.
+/// Ls_cgrn. fill(K, c1, G) writes the constraints into the n + 1 columns of G, of `rows` elements.
 template <class Real, class Fill>
 Run general(Real** A, int m, int n, int rows, Real* x, Real* rn, Fill fill) {
   std::vector<int> ip(static_cast<std::size_t>(n));
@@ -262,8 +260,8 @@ struct Curve {
   std::vector<Real> knots;      ///< second derivatives at the knots, abscissae in the caller's unit
 };
 
-/// AX_splconv for |n| <= m - 4 and k >= 1. The ends of x must have a mean and a half distance that are
-/// elements: the basis functions are then those that AX_apxval gives for unit coefficients.
+/// AX_splconv for |n| <= m - 4 and k >= 1. The mean and the half distance of the ends of x must be
+/// numbers of Real. Then AX_apxval with unit coefficients gives the basis functions.
 template <class Real>
 Curve<Real> splconv(int n, double g, const std::vector<Real>& x, const std::vector<Real>& y,
                     const std::vector<Real>& v) {

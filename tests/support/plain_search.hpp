@@ -3,8 +3,8 @@
 
 #include <type_traits>
 
-/// The interval of the nodes x[0..n-1] that holds t: halving, with an early end on a node. The f twin
-/// puts a point on an interior node to the right of it, the d twin to the left.
+/// The interval of the nodes x[0..n-1] that holds t, by halving with an early end on a node. A point on
+/// an interior node belongs to the interval right of it in the f twin, left of it in the d twin.
 template <class Real>
 int plain_search(double t, const Real* x, int n) {
   if (n < 1) return -2;

@@ -1,5 +1,5 @@
 // tests/support/problem.hpp - least-squares problems for the constrained solvers: laid out between
-// guard zones, solved with an end to every call, and judged by their optimality conditions.
+// guard zones, solved by calls that always end, and judged by their optimality conditions.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,8 +17,9 @@
 #include "tests/support/table.hpp"
 #include "tests/support/twins.hpp"
 
-/// The result of call, which ends even if the solver does not: every pass of it asks for memory, and
-/// the request of this number is refused. No call of a test that returns makes half as many.
+/// The result of call, which ends even if the solver would not: every pass asks for memory, and the
+/// request of this number is refused. The calls of tests that return make fewer than half as many
+/// requests.
 template <class Call>
 auto bounded_releasing(Call call) {
   constexpr int last_request = 30000;
@@ -55,8 +56,7 @@ Table<Real> with_zero_column(Table<Real>& A, int m, int n) {
   return B;
 }
 
-/// The columns in the order of the pointers: place p holds the number of the column that slot p leads
-/// to.
+/// The order of the columns: place p holds the number of the column to which slot p leads.
 template <class Real>
 std::vector<int> order_of(Table<Real>& A, Real* const* slots) {
   std::vector<int> order;
@@ -78,8 +78,8 @@ struct Outcome {
   std::vector<int> order;
 };
 
-/// Runs call(slots, x, r, rn), which must leave the elements of the n + 1 columns of A and the pointer
-/// of the last one as they are, keep the others in some order, and stay within its outputs.
+/// Runs call(slots, x, r, rn). It must not change the elements of the n + 1 columns of A or the pointer
+/// of the last one, may only reorder the other pointers, and must stay within its outputs.
 template <class Real, class Call>
 Outcome<Real> outcome_of(Table<Real>& A, int m, int n, Call call) {
   Table<Real> before = A;
@@ -157,7 +157,7 @@ template <class Real>
 struct Gradient {
   std::vector<long double> r, w;
   long double rn = 0;             ///< sum of squares of r
-  long double length = 0;         ///< |b| + sum |x[j]| |A[j]|, what r is the small difference of
+  long double length = 0;         ///< |b| + sum |x[j]| |A[j]|: r is a small difference of these
   std::vector<long double> norm;  ///< of the columns
 
   Gradient(Table<Real>& A, int m, int n, const Real* x) {

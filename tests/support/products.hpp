@@ -1,5 +1,5 @@
-// tests/support/products.hpp - the products of two factors as a table, and each of them held against a
-// plain triple loop.
+// tests/support/products.hpp - a table of all products of two factors, and the comparison of each with
+// a plain triple loop.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@
 #include "tests/support/columns.hpp"
 #include "tests/support/twins.hpp"
 
-/// A factor, by what is stored.
+/// A factor and how it is stored.
 enum class Factor { vector, general, transposed, symmetric, upper, upper_transposed };
 
 /// Where a product goes.
@@ -26,7 +26,7 @@ enum class Into {
   triangle,  ///< on and above the diagonal of a table of its own
   right,     ///< in the place of the right factor
   right_triangle,
-  right_turned,  ///< the same after M_transpa of the right factor
+  right_turned,  ///< in the place of the right factor, after M_transpa of it
 };
 
 /// The scratch of a product: as many elements as the product has rows.
@@ -181,7 +181,7 @@ class ProductCall {
     return static_cast<double>(sum);
   }
 
-  /// Calls, and holds everything against what the plain loop leaves; sum forms one element.
+  /// Calls the product and compares everything with what the plain loop leaves; sum forms one element.
   template <class Sum>
   void check(Sum sum) {
     ProductCall expected = *this;
@@ -201,7 +201,7 @@ class ProductCall {
     return text;
   }
 
-  /// Puts the product where it belongs. Gives the status.
+  /// Puts the product where it belongs. Returns the status.
   template <class Sum>
   int form(Sum sum) {
     const auto a = dense(left(), product_.left, rows_, terms_, false),
@@ -238,13 +238,13 @@ class ProductCall {
     stored.fill(rows, columns, [&](int, int) { return element<Real>(random, data); });
     return stored;
   }
-  /// terms by columns, in columns that can take the product.
+  /// A terms by columns table whose columns have room for the product.
   Columns<Real> lengthened(Room room, Data data, Random& random) const {
     auto stored = Columns<Real>::table(std::max(rows_, terms_), columns_, room);
     stored.fill(terms_, columns_, [&](int, int) { return element<Real>(random, data); });
     return stored;
   }
-  /// columns by terms, in a square that can take the transpose and the product.
+  /// A columns by terms table in a square with room for the transpose and the product.
   Columns<Real> turned(Room room, Data data, Random& random) const {
     const int side = std::max({rows_, terms_, columns_});
     auto stored = Columns<Real>::table(side, side, room);
@@ -302,7 +302,7 @@ void each_shape(const Product<Real>& product, int most, Body body) {
       }
 }
 
-/// Shapes beyond whatever is done in one go, and just around it.
+/// Shapes at, around and beyond the sizes of all blocks.
 inline constexpr Counts large_shapes[] = {{33, 47, 65}, {65, 33, 70}, {70, 129, 17},
                                           {129, 5, 97}, {3, 97, 129}, {16, 64, 33},
                                           {31, 65, 16}, {1, 131, 34}, {47, 70, 1}};
@@ -330,7 +330,7 @@ void check_large_shapes(const std::vector<Product<Real>>& products, Random& rand
     }
 }
 
-/// Each count takes every value up to seventy in turn, the others any.
+/// Each count in turn takes every value up to seventy; the other counts are random.
 template <class Real>
 void check_every_count(const std::vector<Product<Real>>& products, Random& random) {
   int turn = 0;

@@ -9,8 +9,8 @@
 #include <random>
 #include <vector>
 
-/// A stream of random numbers from a seed that is printed. The standard's engine is the same on every
-/// platform; its distributions are not, so the mappings are written out.
+/// A stream of random numbers from a printed seed. The engine of the standard library is the same on
+/// every platform, but its distributions are not: the mappings are written out.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : engine_(seed) {
@@ -119,8 +119,8 @@ std::vector<Real> random_points(Random& random, int m, const std::vector<Real>& 
   return t;
 }
 
-/// m points on the nodes x, of one kind but for some on nodes, beside them and in the slack: here and there,
-/// and in one run.
+/// m points over the nodes x, most of them of one kind. Some lie on nodes, beside nodes and in the
+/// slack, singly and in one run.
 template <class Real>
 std::vector<Real> scattered_points(Random& random, int m, const std::vector<Real>& x, Points kind,
                                    double tol) {

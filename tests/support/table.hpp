@@ -14,7 +14,7 @@
 #include "tests/support/guarded.hpp"
 #include "tests/support/random.hpp"
 
-/// The bits of v. What only moves elements keeps those of a NaN too.
+/// The bits of v. An operation that only moves elements keeps the bits of a NaN too.
 template <class Real>
 auto bits_of(Real v) {
   using Bits = std::conditional_t<sizeof(Real) == 4, std::uint32_t, std::uint64_t>;
@@ -65,13 +65,13 @@ class Table {
   void fill_any(Random& random) {
     fill([&] { return any_element<Real>(random); });
   }
-  /// Element (i, j) becomes 1000 i + j + 1: every element differs, and tells where it was.
+  /// Element (i, j) becomes 1000 i + j + 1, so every element differs and tells where it was.
   void number() {
     for (int j = 0; j < columns(); ++j)
       for (int i = 0; i < rows(j); ++i) at(i, j) = static_cast<Real>(1000 * i + j + 1);
   }
 
-  /// True if nothing outside the elements was written, and the slots lead where they led.
+  /// True if nothing outside the elements was written and the slots are unchanged.
   bool intact() {
     for (int j = 0; j < columns(); ++j) {
       auto& column = columns_[static_cast<std::size_t>(j)];
@@ -99,7 +99,7 @@ class Table {
   int offset_;
 };
 
-/// The predicate of EXPECT_TABLE: same shape, same bits everywhere, guards and slots as they were.
+/// The predicate of EXPECT_TABLE: same shape, same bits everywhere, guards and slots unchanged.
 template <class Real>
 testing::AssertionResult compare_tables(const char* a_text, const char* b_text, Table<Real>& a,
                                         Table<Real>& b) {

@@ -1,8 +1,8 @@
 // tests/support/watchdog.hpp - calls that may never return, in a child process with limits.
 //
-// The child is a copy of the test program: it sees all that the test has prepared, and what it changes
-// is its own, but for Shared arrays. Checks work in the child as elsewhere; a failed one is printed and
-// makes the call count as failed. What the child leaves allocated goes with it.
+// The child is a copy of the test program and sees all that the test has prepared. The parent sees only
+// its changes to Shared arrays. Checks work in the child too: a failed one is printed, and the call
+// counts as failed. What the child leaves allocated goes with it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// True if the address space can be limited: a sanitizer needs terabytes of it.
+/// True if the address space can be limited; under a sanitizer, which needs terabytes, it cannot.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool address_space_can_be_limited = false;
 #elif defined(__has_feature)
@@ -33,7 +33,7 @@ inline constexpr bool address_space_can_be_limited = true;
 inline constexpr bool address_space_can_be_limited = true;
 #endif
 
-/// n elements, zero at first, that parent and child both see.
+/// n elements, zero at first, which parent and child share.
 template <class T>
 class Shared {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -63,7 +63,7 @@ enum class Ended {
   returned,
   failed,       ///< returned, with a check failed in the child
   out_of_time,  ///< stopped: it had used its processor time
-  crashed,      ///< by a signal, or it left the process
+  crashed,      ///< ended by a signal, or by an exit inside the call
 };
 
 inline std::ostream& operator<<(std::ostream& out, Ended ended) {
@@ -73,9 +73,9 @@ inline std::ostream& operator<<(std::ostream& out, Ended ended) {
 
 inline constexpr std::size_t no_limit = std::numeric_limits<std::size_t>::max();
 
-/// Runs call in a child that may use so many seconds of processor time (a loaded machine changes
-/// nothing), and so many bytes of address space where that can be limited. Requests beyond it are
-/// refused: what the call makes of that is its result.
+/// Runs call in a child with a limit of processor time, in seconds, and of address space, in bytes.
+/// Load on the machine does not use up processor time. Requests for memory beyond the limit are
+/// refused, and the call goes on.
 template <class Call>
 Ended watch(double seconds, std::size_t bytes, Call call) {
   constexpr int check_failed = 101;
@@ -100,7 +100,7 @@ Ended watch(double seconds, std::size_t bytes, Call call) {
     time.it_value.tv_usec =
         static_cast<suseconds_t>((seconds - static_cast<double>(time.it_value.tv_sec)) * 1e6);
     if (setitimer(ITIMER_PROF, &time, nullptr) != 0) _exit(1);
-    alarm(static_cast<unsigned>(20 * seconds) + 60);  // should it sleep, which nothing here does
+    alarm(static_cast<unsigned>(20 * seconds) + 60);  // in case the child sleeps
     const bool failed_before = testing::Test::HasFailure();
     call();
     std::fflush(nullptr);
@@ -118,8 +118,8 @@ Ended watch(double seconds, std::size_t bytes, Call call) {
   return timer ? Ended::out_of_time : Ended::crashed;
 }
 
-/// Runs call, which is expected to return, and all checks in it to hold, in a child. The limits only
-/// keep a defect from taking the machine down.
+/// Runs call in a child. The call must return and all checks in it must hold. The limits only protect
+/// the machine from a defect.
 template <class Call>
 void expect_return(double seconds, Call call) {
   EXPECT_EQ(watch(seconds, std::size_t{4} << 30, call), Ended::returned)
