@@ -33,7 +33,7 @@ Account probe_huge(Call call) {
 
 // -- the probe itself -----------------------------------------------------------------------------
 
-// What a compiler cannot see through, so that no allocation is left out.
+// The compiler cannot see through this pointer, so it leaves out no allocation.
 void* volatile out_of_sight;
 template <class T>
 T* hidden(T* block) {
@@ -416,7 +416,7 @@ TWIN_TEST(Memory, ColsortAsksForTheWholeOfAHugeTagArray) {
 
 // -- products and triangular solves ---------------------------------------------------------------
 
-/// What a product takes that has so many rows.
+/// What a product of that many rows takes.
 template <class Real>
 Usage scratch_of(const Product<Real>& product, int rows) {
   const auto bytes = static_cast<std::size_t>(std::max(rows, 0)) * sizeof(Real);
@@ -451,7 +451,7 @@ TWIN_TEST(Memory, ProductsTakeNothingOrOneScratchColumnAndReleaseIt) {
 }
 
 TWIN_TEST(Memory, ProductsInPlaceGiveOneWhenTheScratchIsRefused) {
-  // The operand is as it was, or, where the product begins with a transposition, transposed.
+  // The operand is unchanged; where the product begins with a transposition, it is transposed.
   Random random(82);
   for (const auto& product : all_products<Real>()) {
     if (!product.in_place()) continue;
@@ -534,7 +534,7 @@ TWIN_TEST(Memory, LtvAndTriangularSolvesAndInversesTakeNothing) {
 
 // -- decompositions -------------------------------------------------------------------------------
 
-/// A column-major block with a table over it, and the contents that both began with.
+/// A column-major block with a table over it, and the initial contents of both.
 template <class Real>
 struct Block {
   Block(int rows, int columns, std::vector<Real> values) : data(std::move(values)), old(data) {
@@ -608,8 +608,8 @@ TWIN_TEST(Memory, QrdTakesOnlyItsNormsForATableOf64KiB) {
   }
 }
 
-/// One block behind the norms: a copy of the table and a few vectors; for few long columns of doubles, two
-/// vectors of their height and two of the table's width, and a line.
+/// The norms, then one block: a copy of the table and a few vectors. For few long columns of doubles: two
+/// vectors of their height, two of the width of the table, and a line.
 template <class Real>
 void expect_a_block(const QrdShape& shape) {
   const auto [m, n, k] = shape;
@@ -628,7 +628,7 @@ void expect_a_block(const QrdShape& shape) {
     EXPECT_EQ(account.taken.malloc.bytes, static_cast<std::size_t>(m + n + k) * 16 + 64);
     return;
   }
-  // The table in columns of eight, four vectors of its height, five of its width, and a line.
+  // The table padded to eight columns, four vectors of its height, five of its width, and a line.
   const auto padded = static_cast<std::size_t>((n + k + 7) / 8 * 8), rows = static_cast<std::size_t>(m);
   EXPECT_EQ(account.taken.malloc.bytes,
             padded * rows * sizeof(Real) + (4 * rows + 5 * padded) * sizeof(double) + 64);

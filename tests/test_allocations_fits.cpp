@@ -1,5 +1,5 @@
-// tests/test_allocations_fits.cpp - what solvers and fits take from the heap, keep and give back, and what
-// they do when a request is refused.
+// tests/test_allocations_fits.cpp - what solvers and fits take from the heap, keep and give back, and
+// what they do when a request is refused.
 #include <algorithm>
 #include <climits>
 #include <functional>
@@ -34,7 +34,7 @@ std::vector<std::size_t> together(const std::vector<std::vector<std::size_t>>& p
   return all;
 }
 
-/// Rows and columns, or whatever two counts a call takes.
+/// The two counts of a call, such as rows and columns.
 struct Counts {
   int first, second;
 };
@@ -57,7 +57,7 @@ Refused refuse(int k, Call call) {
   return result;
 }
 
-/// Call must give the status without a request.
+/// The call must return the status and request nothing.
 template <class Call>
 void expect_no_request(Call call, int status) {
   allocation_probe::begin();
@@ -66,7 +66,7 @@ void expect_no_request(Call call, int status) {
   EXPECT_EQ(got, status);
 }
 
-/// As refuse, with all requests granted.
+/// The same as refuse(), with all requests granted.
 template <class Call>
 Refused granted(Call call) {
   return refuse(allocation_probe::none, call);
@@ -84,8 +84,8 @@ struct Points {
   }
 };
 
-/// The same number of points, all but the last in the first tenth of the range: a basis function of 8
-/// interior knots that no point sees.
+/// The same number of points, all but the last in the first tenth of the range. With 8 interior knots
+/// some basis function is then zero at all points.
 template <class Real>
 struct Clustered : Points<Real> {
   explicit Clustered(int m) : Points<Real>(m) { this->x.back() = static_cast<Real>(10 * (m - 1)); }
@@ -93,7 +93,7 @@ struct Clustered : Points<Real> {
 
 // == least squares ================================================================================
 
-/// Columns of m elements, the last of max(m, n), that no call may write outside.
+/// Guarded columns of m elements, the last one of max(m, n).
 template <class Real>
 struct System {
   int m, n;
@@ -434,13 +434,14 @@ TWIN_TEST(Memory, SmoothingReleasesAllAfterSuccess) {
                                                    {(n + 4) * sizeof(Real), (n + 6) * sizeof(Real)},
                                                    design_bytes<Real>(m, n + 5),
                                                    solver_bytes(n + 4)})));
-    // The basis' vector; the fit's scratch, newest first; the coefficients; the basis, block first.
+    // The vector of the basis; the scratch of the fit, newest first; the coefficients; the basis, block
+    // first.
     EXPECT_EQ(done.account.releases, (std::vector<int>{3, 8, 7, 6, 5, 4, 1, 2}));
   }
   EXPECT_TRUE(s.zones_intact());
 }
 
-TWIN_TEST(Memory, SmoothingKeepsTableCoefficientsAndScratchAsTheFitFails) {
+TWIN_TEST(Memory, SmoothingKeepsTableCoefficientsAndScratchWhenTheFitFails) {
   const int n = 8, m = 20;
   const Points<Real> data(m);
   const Clustered<Real> clustered(m);
@@ -517,7 +518,7 @@ TWIN_TEST(Memory, PolapxcoefKeepsNothing) {
   }
 }
 
-TWIN_TEST(Memory, PolapxcoefWithoutMemoryGivesOneAndTheSolverItsOwnStatus) {
+TWIN_TEST(Memory, PolapxcoefWithoutMemoryGivesOneOrTheStatusOfTheSolver) {
   const int p = 4, m = 20;
   Guarded<Real> a(p + 5);
   for (int k = 1; k <= 5; ++k) {
@@ -663,8 +664,8 @@ TWIN_TEST(Memory, PolyapxWithoutMemoryPassesTheStatusOfTheStepOn) {
     EXPECT_EQ(refused.account.kept, Usage{}) << request;
     EXPECT_TRUE(refused.account.newest_first) << request;
     EXPECT_TRUE(s.untouched_from(0) && s1.untouched_from(0) && s2.untouched_from(0)) << request;
-    // x is as given before the fit, mapped when the fit fails, and mapped back behind it; v is mapped by
-    // the evaluation alone.
+    // x is unchanged before the fit, mapped if the fit fails, and mapped back after it. Only the
+    // evaluation maps v.
     EXPECT_EQ(data.x[m - 1] == 1, request >= 2 && request <= 6) << request;
     EXPECT_EQ(v[0] == 0, request <= 6) << request;
   }

@@ -23,7 +23,7 @@ constexpr double separation = 2e-5, band = 1.00002;  // of both twins
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
-/// What the worst of many comparisons came to, in units of its scale.
+/// The worst of many comparisons, in units of its scale.
 struct Worst {
   double value = 0;
   void take(Wide difference, Wide scale) {
@@ -52,7 +52,7 @@ template <class Real>
 Real onto(Mapping map, Real v) {
   return static_cast<Real>((Wide(v) - map.cm) / map.hw);
 }
-/// And back: one fused step.
+/// The inverse mapping: one fused step.
 template <class Real>
 Real back(Mapping map, Real t) {
   return static_cast<Real>(std::fma(map.hw, double(t), map.cm));
@@ -145,7 +145,7 @@ struct Fit {
   Vector<Real> x;
 };
 
-/// AX_polapxcoef; the coefficients must be untouched unless 0 comes back.
+/// AX_polapxcoef; the coefficients must be untouched unless it returns 0.
 template <class Real>
 Fit<Real> fit(int p, const Vector<Real>& x, const Vector<Real>& y) {
   Fit<Real> result{0, Guarded<Real>(std::max(p, 1) + 5), x};
@@ -159,7 +159,7 @@ Fit<Real> fit(int p, const Vector<Real>& x, const Vector<Real>& y) {
   return result;
 }
 
-/// What one point gives; the point must come back as the mapping says.
+/// The results at one point; the point must come back as the mapping says.
 template <class Real>
 struct At {
   int status;
@@ -186,7 +186,7 @@ Vector<Real> spread(Random& random, int m, double first, double last) {
   return x;
 }
 
-/// m abscissae as the extrema of a Chebyshev polynomial lie, where interpolation is well conditioned.
+/// m abscissae at the extrema of a Chebyshev polynomial, where interpolation is well conditioned.
 template <class Real>
 Vector<Real> extrema(int m, double cm, double hw) {
   Vector<Real> x;
@@ -253,7 +253,7 @@ TWIN_TEST(Polapxcoef, MeasuresTheSeparationInHalfWidthsToTheLastBit) {
         Vector<Real> x;
         for (const double t : {-1.0, -0.5, 0.0, 0.5, 1.0}) x.push_back(static_cast<Real>(cm + hw * t));
         const Mapping map = plain_mapping(x);
-        // The first abscissa behind its neighbour that the definition accepts.
+        // The least abscissa right of its neighbour that the definition accepts.
         Real no = x[i - 1], yes = x[i];
         while (std::nextafter(no, yes) != yes) {
           const Real middle = no + (yes - no) / 2;
@@ -268,7 +268,7 @@ TWIN_TEST(Polapxcoef, MeasuresTheSeparationInHalfWidthsToTheLastBit) {
 }
 
 TWIN_TEST(Polapxcoef, MovesOnlyTheAbscissaOfItsDegreeDownOntoTheEnd) {
-  // The range is 0..1; the abscissa 5 maps to 9, and shows because the fit is refused.
+  // The range is 0..1. The abscissa 5 maps to 9, which shows in x because the fit is refused.
   const Vector<Real> at_degree = {0, 5, 1}, behind = {0, Real(0.25), 5, 1};
   EXPECT_EQ(fit(2, at_degree, at_degree).x, (Vector<Real>{-1, 1, 1}));
   EXPECT_EQ(fit(2, behind, behind).x, (Vector<Real>{-1, Real(-0.5), 9, 1}));
@@ -561,7 +561,7 @@ TWIN_TEST(Polapxval, LeavesThePointsMappedWithoutMemory) {
   }
 }
 
-TWIN_TEST(Polapxval, TakesNoPointsForDone) {
+TWIN_TEST(Polapxval, SucceedsWithoutPoints) {
   const Vector<Real> a = {1, 2, 3, 5, 4, 0, 0};
   Guarded<Real> v(1), s(1);
   for (const int k : {0, -1, INT_MIN})

@@ -248,7 +248,7 @@ TEST_F(Command, ChoosesColumnsByNameOrNumber) {
   expect_output(interpolate(table, {"--x", "2", "--y", "3", "--at", "5.5"}), by_c);
 }
 
-TEST_F(Command, ColumnNameGoesBeforeColumnNumber) {
+TEST_F(Command, ColumnNameWinsOverColumnNumber) {
   expect_output(interpolate("t,2020,2\n0,1,5\n1,1,6\n", {"--y", "2", "--at", "1"}), "t,2\n1,6\n");
 }
 
@@ -341,7 +341,7 @@ TEST_F(Command, RefusesFilesThatCannotBeRead) {
   }
 }
 
-TEST_F(Command, KeepsAFailureOnOneLineWhateverTheInput) {
+TEST_F(Command, ReportsEveryFailureOnOneLineWhateverTheInput) {
   expect_failure(interpolate("x,y\n0,1\n1,\"a\n\x1B[31mb\"\n", {"--at", "1"}), 2,
                  "standard input: not a number in row 3, column `y`: 'a??[31mb'");
   expect_failure(
@@ -393,7 +393,7 @@ TEST_F(Command, CubicNamesTheFirstIntervalThatIsTooNarrow) {
   }
 }
 
-TEST_F(Command, LinearMindsANarrowIntervalOnlyWhereAPointLies) {
+TEST_F(Command, LinearRefusesANarrowIntervalOnlyWhereAPointLies) {
   const std::string table = "0,1\n1,2\n1.000000001,5\n2,3\n";
   EXPECT_EQ(interpolate(table, {"--at", "0.5,1.5"}).status, 0);
   expect_failure(interpolate(table, {"--at", "0.5,1.0000000005"}), 1,
@@ -449,7 +449,7 @@ TEST_F(Command, RefusesUnknownOptionsAndSuperfluousArguments) {
   expect_failure_with(tabfit({"interpolate", "--at", "600"}), 2, "FILE is required");
 }
 
-TEST_F(Command, RefusesChoicesThatThereAreNot) {
+TEST_F(Command, RefusesUnknownChoices) {
   expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--method", "spline"}), 2,
                       "--method: spline not in {linear,cubic}");
   expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--precision", "half"}), 2,
@@ -726,7 +726,7 @@ TEST_F(Command, ReadsAHundredThousandRowsQuickly) {
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 100'001);
-  EXPECT_LT(time.count(), 5.0);  // half a second is usual; the rest is for sanitizers and busy machines
+  EXPECT_LT(time.count(), 5.0);  // usually half a second, more with sanitizers or on busy machines
 }
 
 }  // namespace

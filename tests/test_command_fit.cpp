@@ -194,7 +194,7 @@ TEST_F(CommandFit, EvaluatesAtTheDataUnlessToldOtherwise) {
             result_of(fit(parabola(7), words + Words{"--at-data"})));
 }
 
-/// The first of these abscissae falls outside its own fit in single precision unless all are shifted.
+/// In single precision the first of these abscissae lies outside its own fit unless all are shifted.
 TEST_F(CommandFit, FitsANarrowRangeFarFromZeroInSinglePrecision) {
   const auto x = [](int i) { return i < 11 ? 10000.0 + i : 10011 + 3.0 / 1024; };
   const auto y = [](int i) { return i % 3; };
@@ -215,7 +215,7 @@ TEST_F(CommandFit, FitsANarrowRangeFarFromZeroInSinglePrecision) {
     const auto single = columns_of<double>(result_of(fit(table, kind + precision<float>())));
     const auto twice = columns_of<double>(result_of(fit(table, kind)));
     ASSERT_EQ(single.at(1).size(), 12U);
-    // 4.7e-7 was seen: eps/2 = 6e-8 times a small condition.
+    // Measured: 4.7e-7, eps/2 = 6e-8 times a small condition.
     for (int i = 0; i < 12; ++i) EXPECT_NEAR(single[1][i], twice.at(1).at(i), 1.5e-6) << kind[0] << i;
     EXPECT_SAME(twice[0][11], 10011 + 3.0 / 1024);
   }
@@ -306,13 +306,13 @@ TEST_F(CommandFit, SaysHowManyPointsAreNeeded) {
 TEST_F(CommandFit, InterpolatesAsManyPointsAsItHasCoefficients) {
   for (const Words& kind : {Words{"--spline", "12"}, Words{"--polynomial", "15"}}) {
     const auto result = columns_of<double>(result_of(fit(parabola(16), kind)));
-    // 1.0e-12 was seen: eps/2 of ordinates up to 180, times a condition of some 50.
+    // Measured: 1.0e-12, eps/2 of ordinates up to 180 times a condition of about 50.
     for (int i = 0; i < 16; ++i) EXPECT_NEAR(result.at(1).at(i), i * i - 3 * i, 3e-12) << kind[0];
   }
 }
 
 TEST_F(CommandFit, NamesTheGapThatLeavesTheDesignRankDeficient) {
-  // Knots at 0, 1, ..., 13; nothing lies between 4 and 10, where three B-splines live.
+  // Knots at 0, 1, ..., 13. No point lies between 4 and 10, and three B-splines are zero outside.
   std::string table = "x,y\n";
   for (int i = 0; i <= 8; ++i) table += shortest(i * 0.5) + ",1\n";
   for (int i = 0; i <= 12; ++i) table += shortest(10 + i * 0.25) + ",2\n";
@@ -346,7 +346,7 @@ TEST_F(CommandFit, NamesTheLongestGapsOnly) {
                      "6.02, between 11.45 and 12.35, between 55.79 and 57.6, and in 6 shorter gaps");
 }
 
-TEST_F(CommandFit, RefusesMoreKnotsThanTheBasisIsFiniteFor) {
+TEST_F(CommandFit, RefusesKnotsForWhichTheBasisOverflows) {
   expect_failure(
       fit(parabola(700), {"--spline", "538"}), 1,
       "standard input: too many knots for double precision: 538, but at most 537 are possible");
@@ -379,7 +379,7 @@ TEST_F(CommandFit, RefusesAPointOutsideTheDataInItsOwnSpelling) {
   }
 }
 
-TEST_F(CommandFit, MovesAPointOntoTheEndWithinTheTolerance) {
+TEST_F(CommandFit, MovesAPointWithinTheToleranceOntoTheEnd) {
   // Half the range is 5.5, and 2e-9 of it 1.1e-8.
   for (const Words& kind : {Words{"--spline", "3"}, Words{"--polynomial", "3"}}) {
     const std::string end = result_of(fit(parabola(12), kind + Words{"--at", "11"}));
@@ -391,8 +391,8 @@ TEST_F(CommandFit, MovesAPointOntoTheEndWithinTheTolerance) {
   }
 }
 
-TEST_F(CommandFit, HasOneBorderOfTheRangeWhateverTheLibraryRounds) {
-  // The middle of the range is no float: the library's own border is off by 1e-7.
+TEST_F(CommandFit, RoundingInTheLibraryDoesNotMoveTheBorderOfTheRange) {
+  // The middle of the range is no float, so the border inside the library is off by 1e-7.
   const auto x = [](int i) { return i < 8 ? 1 + 0.25 * i : 3.000000715255737; };
   const std::string table = table_of(9, x, [](int i) { return i % 3; });
   int accepted = 0;
@@ -420,7 +420,7 @@ TEST_F(CommandFit, RefusesCellsThatAreNotFiniteNumbers) {
                  "standard input: not a number in row 3, column `y`: 'two'");
 }
 
-TEST_F(CommandFit, RefusesTablesThatAreNone) {
+TEST_F(CommandFit, RefusesUnusableTables) {
   const Words words = {"--polynomial", "2"};
   expect_failure(fit("", words), 2, "standard input: the table is empty");
   expect_failure(fit("x,y\n", words), 2,
@@ -820,7 +820,7 @@ void expect_terms(const Outcome& outcome, const std::vector<std::pair<std::strin
   ASSERT_EQ(json.at("coefficients").size(), terms.size());
   for (std::size_t j = 0; j < terms.size(); ++j) {
     EXPECT_EQ(json["coefficients"][j].at("term"), terms[j].first);
-    // 1e-15 was seen, five roundings.
+    // Measured: 1e-15, five roundings.
     EXPECT_NEAR(json["coefficients"][j].at("value"), terms[j].second, 4e-15) << terms[j].first;
   }
 }
@@ -863,11 +863,11 @@ TEST_F(CommandSolve, HasTheCertifiedDigitsOfTheLongleyRegression) {
       tabfit({"solve", longley, "--response", "employment", "--intercept", "--format", "json"});
   const Json json = Json::parse(result_of(outcome));
   ASSERT_EQ(json.at("coefficients").size(), 7U);
-  // The squared norms in the decomposition carry an error of eps/2, 1e-16, of the greatest, and the last column leaves
-  // a part of 1/110 at least: 16 - 2 log10(110) = 11.9 digits. 11.6 were seen.
+  // The squared norms in the decomposition carry an error of eps/2, 1e-16, of the greatest. Of the last
+  // column a part of 1/110 at least is left: 16 - 2 log10(110) = 11.9 digits. Measured: 11.6.
   for (std::size_t j = 0; j < 7; ++j)
     EXPECT_GT(digits(json["coefficients"][j].at("value"), longley_exact[j]), 11.3) << j;
-  // 15.3 to 15.5 digits were seen, all that the numbers above have.
+  // Measured: 15.3 to 15.5 digits, all that the numbers above have.
   EXPECT_GT(digits(json.at("residual_sum_of_squares"), longley_sum_of_squares), 14.7);
   EXPECT_EQ(json.at("rows"), 16);
   EXPECT_EQ(json.at("degrees_of_freedom"), 9);
@@ -878,7 +878,7 @@ TEST_F(CommandSolve, HasTheCertifiedDigitsOfTheLongleyRegression) {
   const Json single =
       Json::parse(result_of(tabfit({"solve", longley, "--response", "employment", "--intercept",
                                     "--format", "json", "--precision", "single"})));
-  // 3.3 digits were seen, of 7.2 - 4.1.
+  // Measured: 3.3 digits, of 7.2 - 4.1.
   for (std::size_t j = 0; j < 7; ++j)
     EXPECT_GT(digits(single["coefficients"][j].at("value"), longley_exact[j]), 3) << j;
 }
@@ -917,7 +917,7 @@ TEST_F(CommandSolve, WritesFittedValuesAndResidualsOfEveryRow) {
     sum += columns[3][i];
     squares += columns[3][i] * columns[3][i];
   }
-  EXPECT_NEAR(sum, 0, 5e-13);  // 1.4e-13 was seen, of residuals up to 455
+  EXPECT_NEAR(sum, 0, 5e-13);  // measured: 1.4e-13, of residuals up to 455
   EXPECT_GT(digits(squares, longley_sum_of_squares), 14.7);
 
   const std::string json = path("rows.json");

@@ -16,9 +16,8 @@
 #include "tests/support/twins.hpp"
 #include "tests/support/watchdog.hpp"
 
-// The d twins return when no variable of the non-negative problem behind them has to be dropped. That
-// holds below where it has one unknown, where its columns are orthogonal, and where the plain solvers
-// came to an end.
+// The d twins return if the non-negative problem behind them drops no variable. Below, that is so where
+// this problem has one unknown, where its columns are orthogonal, and where the plain solvers end.
 
 namespace {
 
@@ -92,7 +91,7 @@ TWIN_TEST(Cge, GivesTheUnconstrainedSolutionWhereItLiesBeyondTheBounds) {
   EXPECT_NEAR(out.x[1], 2, 32 * eps_of<Real>);
 }
 
-TWIN_TEST(Cge, HoldsAtTheBoundWhatWouldPassIt) {
+TWIN_TEST(Cge, HoldsUnknownsAtTheBoundsThatTheyWouldPass) {
   auto A = rows_of<Real>({{1, 0, 5}, {0, 2, 2}});  // x = (5, 1) without bounds
   auto out = bounded<Real>(Side::lower, A, 2, 2, {1, 3});
   EXPECT_EQ(out.status, LS_CGE_OK);
@@ -124,7 +123,7 @@ TWIN_TEST(Cge, GivesTheResidualAsBMinusAxAndCleAsAxMinusB) {
   EXPECT_SAME(upper.rn[0], Real(11));
 }
 
-TWIN_TEST(Cge, PassesOneOnWithXAtZeroWhereTheBoundsAreTheSolutionOfSeveralUnknowns) {
+TWIN_TEST(Cge, GivesOneAndLeavesXZeroWhereTheBoundsSolveSeveralUnknowns) {
   auto A = rows_of<Real>({{1, 0, -5}, {0, 1, -6}});
   auto out = bounded<Real>(Side::lower, A, 2, 2, {1, 2});
   EXPECT_EQ(out.status, LS_CGE_AT_BOUND);
@@ -139,7 +138,7 @@ TWIN_TEST(Cge, PassesOneOnWithXAtZeroWhereTheBoundsAreTheSolutionOfSeveralUnknow
 }
 
 TWIN_TEST(Cge, PassesOnMinusFourAndAPseudoRankWithXInTheShiftedUnknowns) {
-  // As for Ls_cnn, moved by bounds of 0; with n unknowns a pseudo-rank is below n.
+  // The problems of Ls_cnn, with bounds of 0. With n unknowns a pseudo-rank is below n.
   auto degenerate = sizeof(Real) == 4 ? rows_of<Real>({{0.3, 0.6}, {0.2, -0.9}})
                                       : rows_of<Real>({{-0.2, -0.2}, {0.4, -0.1}});
   EXPECT_EQ((bounded<Real>(Side::lower, degenerate, 2, 1, {0}).status), -4);
@@ -150,7 +149,7 @@ TWIN_TEST(Cge, PassesOnMinusFourAndAPseudoRankWithXInTheShiftedUnknowns) {
   auto rank_one = rows_of<Real>({{1 - 1.5 * tiny, tiny, 2}, {-1, 0, -1}});
   auto out = bounded<Real>(Side::lower, rank_one, 2, 2, {0, 0});
   EXPECT_EQ(out.status, 1);
-  EXPECT_GT(out.x[0], Real(1));  // not zero: what the passive set held
+  EXPECT_GT(out.x[0], Real(1));  // not zero, but what the passive set held
 }
 
 TEST(Cge_d, PassesOnMinusOneOfColumnsWhoseSquaresUnderflow) {
@@ -340,7 +339,7 @@ TWIN_TEST(Ldp, ReportsAConstraintThatNothingSatisfies) {
 }
 
 TWIN_TEST(Ldp, TakesAFirstConstraintWithNaNForOneThatZeroSatisfies) {
-  // Its dual value is NaN, not greater than 0, and no later one is found greater.
+  // Its dual value is NaN: it is not greater than 0, and no later value is greater than it.
   for (const bool in_h : {false, true}) {
     auto G = rows_of<Real>({{1, 1}, {1, 2}});
     G.at(0, in_h ? 1 : 0) = nan_of<Real>;
@@ -459,9 +458,9 @@ TWIN_TEST(Ldp, GivesTheBitsOfItsDefinitionAndNearestPoints) {
       ASSERT_EQ(problem.solve(), run.status) << "problem " << times;
       for (int j = 0; j < k; ++j) ASSERT_SAME(problem.x[j], x[j]) << "problem " << times;
       if (run.status != 0) continue;
-      // Feasible; and no feasible direction leads nearer: x is in the cone of its active constraints.
-      // Then |x|^2 = u^T G x = u^T h, which the multipliers are not returned for; instead, moving
-      // x towards 0 by a small part must violate an active constraint, or x is 0.
+      // x is feasible, and no feasible direction leads nearer to 0. The multipliers are not returned,
+      // so the second is checked in this way: a small move of x towards 0 violates an active
+      // constraint, or x is 0.
       double size = 0, scale = 0, least = 1e300;
       for (int j = 0; j < n; ++j) size += double(x[j]) * x[j];
       size = std::sqrt(size);
@@ -484,7 +483,7 @@ TWIN_TEST(Ldp, GivesTheBitsOfItsDefinitionAndNearestPoints) {
     std::printf("\n");
     EXPECT_GT(statuses[0], 2000);
     EXPECT_GT(statuses[1], 500);
-    // x = -s / q with s good to a few roundings and q = 1 / (1 + |x|^2) (78 and 40 measured).
+    // x = -s / q, where s is good to a few roundings and q = 1 / (1 + |x|^2). Measured: 78 and 40.
     EXPECT_LT(violation, 200);
     EXPECT_LT(gap, 120);
   });
@@ -573,7 +572,7 @@ TWIN_TEST(Cint, WithBoundsFarAwayGivesTheSolutionAndResidualOfLs) {
 }
 
 TWIN_TEST(Cint, HoldsEachUnknownBetweenItsBounds) {
-  // The unknowns do not feel each other. |y|^2 is 25, and what a least distance loses grows with it.
+  // The columns are orthogonal. |y|^2 is 25, and the error of a least distance grows with it.
   auto A =
       rows_of<Real>({{1, 0, 0, 5}, {0, 2, 0, -6}, {0, 0, 4, 2}, {0, 0, 0, 3}});  // x = (5, -3, 0.5)
   Fit<Real> fit(A, 4, 3);
@@ -702,7 +701,7 @@ TWIN_TEST(Cgrn, KeepsOnlyTheWorkingTablesOfItsSubproblems) {
   account = probe([&] { Ls_cgrn(B.slots(), 3, 2, C.slots(), 2, x.data(), rn.data()); });
   EXPECT_EQ(account.kept, kept);
 
-  // A refused problem keeps nothing, and a problem whose bounds do not bind neither.
+  // A refused problem keeps nothing, nor does one whose bounds do not bind.
   auto dependent = rows_of<Real>({{1, 1, 5}, {1, 1, -6}, {1, 1, 1}});
   account = probe([&] { Ls_cint(dependent.slots(), 3, 2, lo.data(), hi.data(), x.data(), rn.data()); });
   EXPECT_EQ(account.kept, Usage{});
@@ -783,7 +782,7 @@ TWIN_TEST(Cgrn, MeetsTheOptimalityConditions) {
           general ? plain::cgrn(B.slots(), m, n, C.slots(), mc, x.data(), rn.data())
                   : plain::cint(B.slots(), m, n, lo.data(), hi.data(), x.data(), rn.data());
       if (run.status != 0 || run.stale || run.dependent) continue;
-      if (run.passive > n) {  // what is left of the inner problem, and judged by its sign, is rounding
+      if (run.passive > n) {  // the residual of the inner problem is rounding, judged by its sign
         ++lost;
         continue;
       }
@@ -791,7 +790,7 @@ TWIN_TEST(Cgrn, MeetsTheOptimalityConditions) {
       ASSERT_EQ(general ? fit.cgrn(C, mc) : fit.cint(lo, hi), 0) << "problem " << times;
       ++judged;
 
-      // x = K (y + c1): what y loses by 1 + |y|^2, x may lose by the condition |A| |K| more.
+      // x = K (y + c1). y loses a factor of 1 + |y|^2, x may lose the condition |A| |K| on top.
       const Gradient<Real> at(A, m, n, fit.x.data());
       double size = 1, matrix = 0, inverse = 0;
       for (int j = 0; j < n; ++j) {
@@ -859,8 +858,8 @@ TWIN_TEST(Cgrn, MeetsTheOptimalityConditions) {
                 stationarity, least_multiplier);
     EXPECT_GT(judged, 2500);
     EXPECT_GT(active_total, 1000);
-    // In units of |A| |K| (1 + rn) roundings, K the inverse that x is formed with; 2.6, 1.4 and 1.4
-    // measured. A multiplier is at least a few roundings below 0 (-0.8 measured).
+    // In units of |A| |K| (1 + rn) roundings, where K is the inverse that forms x. Measured: 2.6, 1.4
+    // and 1.4. A multiplier may be a few roundings below 0. Measured: -0.8.
     EXPECT_LT(violation, 8);
     EXPECT_LT(stationarity, 5);
     EXPECT_LT(residual, 5);

@@ -15,15 +15,14 @@
 #include "tests/support/twins.hpp"
 #include "tests/support/watchdog.hpp"
 
-// The d twin returns where the unconstrained fit has the shape, strictly, at every knot: then no
-// multiplier is ever positive and nothing enters. Other data are given to it where plain::splconv came
-// to an end.
+// The d twin returns where the unconstrained fit has the shape, strictly, at every knot: no multiplier
+// is positive, so no variable enters. Other data are given to it only where plain::splconv ends.
 
 namespace {
 
 constexpr std::size_t slot = sizeof(void*);
 
-/// m abscissae from -1 to 3, equally spaced but for a part of the spacing.
+/// m abscissae from -1 to 3, each off an equally spaced place by a part of the spacing.
 template <class Real>
 std::vector<Real> abscissae(int m, Random* random = nullptr) {
   std::vector<Real> x;
@@ -103,7 +102,7 @@ TWIN_TEST(Splconv, RefusesBadArgumentsBeforeItAllocatesOrWrites) {
     EXPECT_EQ(status(2, g, 9, 3), AX_SPLCONV_BAD_ARGUMENT) << g;
 }
 
-TWIN_TEST(Splconv, TakesAnyNumberOfKnotsFromOneToTheUnknownsThatTheDataDetermine) {
+TWIN_TEST(Splconv, TakesFromOneKnotToFourFewerThanThePoints) {
   for (const int m : {5, 6, 9, 20})
     for (int N = 1; N <= std::min(m - 4, 8); ++N) {
       const auto x = abscissae<Real>(m);
@@ -191,7 +190,7 @@ TWIN_TEST(Splconv, KeepsNothingWhereNoConstraintIsActive) {
 }
 
 TWIN_TEST(Splconv, KeepsTheWorkingTablesOfTheSubproblemsAlone) {
-  // One knot too much bent: a cubic through zero curvature at the left end.
+  // The curvature is too small at one knot: that of the cubic changes sign near the left end.
   const auto x = abscissae<Real>(12);
   const auto y = ordinates(x, [](double t) { return 0.2 * t * t * t + 0.5 * t * t; });  // y'' < 0 at -1
   const auto curve = plain::splconv<Real>(1, 0, x, y, {x[1]});
@@ -252,8 +251,8 @@ TWIN_TEST(Splconv, ReproducesAParabola) {
 }
 
 TEST(Splconv_f, GivesTheLineOfConcaveDataAndTheParabolaOfTheBound) {
-  // The best convex fit of a concave parabola is the straight line of its regression; with a bound g, a
-  // parabola of second derivative g plus a line. Points symmetric about 1: slopes by hand.
+  // The best convex fit of a concave parabola is the straight line of its regression. With a bound g it
+  // is a parabola of second derivative g plus a line. The points are symmetric about 1: slopes by hand.
   const auto x = abscissae<float>(21);
   const auto y = ordinates(x, [](double t) { return -(t - 1) * (t - 1); });
   double mean = 0;
@@ -318,7 +317,7 @@ TWIN_TEST(Splconv, EvaluatesOnlyWhatIsAskedFor) {
   }
 }
 
-TWIN_TEST(Splconv, WritesMoreThanItsResultsWhereTheDataAreMany) {
+TWIN_TEST(Splconv, WritesBeyondItsResultsIfThereAreMoreDataThanPoints) {
   const auto x = abscissae<Real>(9);
   const auto y = ordinates(x, square);
   Shaped<Real> fit(2, 0, x, y, {x[1]});  // s has 9 elements: 3 results, then values at the data
@@ -333,7 +332,7 @@ TWIN_TEST(Splconv, DoesNotLookAtTheStatusOfTheEvaluation) {
   Shaped<Real> fit(2, 0, x, y, v), good(2, 0, x, y, {x[4], x[5]});
   EXPECT_EQ(fit.status, AX_SPLCONV_OK);
   EXPECT_SAME(fit.s[0], good.s[0]);
-  if (sizeof(Real) == 4) {  // ends there: what it had put there at the data
+  if (sizeof(Real) == 4) {  // ends there: s keeps the values at the data
     EXPECT_NEAR(fit.s[2], y[2], 9 * 40 * eps_of<Real>);
   } else {  // repeats the point before, and goes on
     EXPECT_SAME(fit.s[1], good.s[0]);
@@ -343,8 +342,9 @@ TWIN_TEST(Splconv, DoesNotLookAtTheStatusOfTheEvaluation) {
 }
 
 TWIN_TEST(Splconv, MirrorsTheConvexFitInTheConcaveOne) {
-  // The negated table does not show in the evaluation: the concave fit of -y is that of y with the
-  // other sign. Not bit for bit, since the row interchanges of the QR decomposition depend on signs.
+  // The concave fit of -y is the convex fit of y with the other sign, so the negated basis table has
+  // been turned back. Not bit for bit, since the row interchanges of the QR decomposition depend on
+  // signs.
   expect_return(60, [] {
     Random random(202);
     int compared = 0;
@@ -375,7 +375,7 @@ TWIN_TEST(Splconv, MirrorsTheConvexFitInTheConcaveOne) {
     std::printf("%d compared: values differ by %g roundings, slopes by %g\n", compared, worst,
                 worst_slope);
     EXPECT_GT(compared, 100);
-    // The condition of the design, twice (3.5 and 48, 19 and 78 measured).
+    // Twice the condition of the design. Measured: 3.5 and 48, 19 and 78.
     EXPECT_LT(worst, 150);
     EXPECT_LT(worst_slope, 250);
   });
@@ -422,8 +422,8 @@ TWIN_TEST(Splconv, GivesTheBitsOfItsDefinitionAndTheShapeAtEveryKnot) {
     std::printf("\n");
     EXPECT_GT(statuses[0], 800);
     EXPECT_GT(bent, 500);
-    // A knot's second derivative is a sum of basis functions' that are 12 / h^2 and larger; the solver
-    // loses the condition of the design (1548 and 4000 measured).
+    // The second derivative at a knot is a sum of those of basis functions, 12 / h^2 and larger. The
+    // solver loses the condition of the design. Measured: 1548 and 4000.
     EXPECT_LT(worst, 12000);
   });
 }

@@ -60,7 +60,7 @@ int build_status(const std::vector<Real>& x, const std::vector<Real>& y) {
   return status;
 }
 
-/// n ordinates of no importance.
+/// n arbitrary ordinates.
 template <class Real>
 std::vector<Real> some_ordinates(std::size_t n) {
   std::vector<Real> y;
@@ -68,7 +68,7 @@ std::vector<Real> some_ordinates(std::size_t n) {
   return y;
 }
 
-/// What one call of AX_intspl3val returned and wrote. A refusal must have written nothing.
+/// What one call of AX_intspl3val returned and wrote. A refusal must write nothing.
 struct At {
   int status;
   double s, s1, s2;
@@ -201,7 +201,7 @@ TWIN_TEST(Intspl3, RefusesNarrowEqualDescendingAndNaNIntervalsAtEveryPosition) {
   for (int n = 2; n <= 9; ++n)
     for (int at = 0; at < n - 1; ++at)
       for (const double width : {0.9 * tol, 0.5 * tol, 0.0, -0.5 * tol, -0.25, -0.5, not_a_number}) {
-        // The node after the interval is zero, where floats are fine enough for any width.
+        // The node after the interval is 0: near 0 floats are fine enough for any width.
         std::vector<Real> x;
         for (int i = 0; i < n; ++i)
           x.push_back(static_cast<Real>(i <= at ? i - at - width : i - at - 1));
@@ -228,7 +228,7 @@ TWIN_TEST(Intspl3, RefusesANaNNodeAtEveryPosition) {
 
 TWIN_TEST(Intspl3, AcceptsInfiniteNodesAtTheEndsOnly) {
   const Real infinite = inf_of<Real>;
-  // An end without limit is as wide as can be; the coefficients are then no numbers.
+  // An infinite interval is wide enough; the coefficients need not be numbers.
   EXPECT_EQ(build_status<Real>({0, 1, 2, infinite}, {1, 2, 3, 4}), AX_INTSPL3_OK);
   EXPECT_EQ(build_status<Real>({-infinite, 0, 1, 2}, {1, 2, 3, 4}), AX_INTSPL3_OK);
   EXPECT_EQ(build_status<Real>({-infinite, infinite}, {1, 2}), AX_INTSPL3_OK);
@@ -261,7 +261,7 @@ TEST(Intspl3_f, AcceptsNodesJustAboveTheToleranceAndRefusesThoseJustBelow) {
 }
 
 TEST(Intspl3_f, ComparesTheFirstWidthAsDoubleAndTheLaterOnesAsKept) {
-  // down + more exceeds the tolerance by less than half a step of floats, so as a float it is `down`.
+  // down + rest exceeds the tolerance by less than half a step of floats, so it rounds to `down`.
   const float down = 2e-5F, rest = static_cast<float>(2e-5 - double(down));
   const float more = std::nextafter(rest, 1.0F), less = std::nextafter(rest, 0.0F);
   ASSERT_GE(double(down) + more, 2e-5);
@@ -318,7 +318,7 @@ TWIN_TEST(Intspl3, ReproducesAStraightLine) {
       EXPECT_EQ(C[2 * n + i], Real(0)) << "c, node " << i;
       EXPECT_EQ(C[3 * n + i], Real(0)) << "d, node " << i;
     }
-    // A slope of one third is not exact: rounded ordinates bend the spline.
+    // A slope of one third is not exact, so rounded ordinates bend the spline.
     double narrowest = inf, most = 0;
     for (std::size_t i = 0; i < y.size(); ++i) {
       y[i] = x[i] / 3;
@@ -330,8 +330,8 @@ TWIN_TEST(Intspl3, ReproducesAStraightLine) {
       worst =
           std::max(worst, std::fabs(double(C[n + i]) - 1.0 / 3) / (eps_of<Real> * most / narrowest));
   }
-  // Each ordinate is off by eps/2 of itself at most, and a slope by that over the width; neighbours up
-  // to 32 times as wide carry the bend that this makes to the end of their intervals. Measured: 9.01.
+  // An ordinate is off by at most eps/2 of itself, and a slope by that over the width. Neighbours up to
+  // 32 times as wide carry this bend to the end of their intervals. Measured: 9.01.
   EXPECT_LE(worst, 20.0) << "eps times the greatest ordinate over the least width";
 }
 
@@ -354,8 +354,8 @@ TWIN_TEST(Intspl3, ReproducesAParabolaOnAnyNodes) {
       for (const double part : off) worst = std::max(worst, std::fabs(part) / reach / eps_of<Real>);
     }
   }
-  // Nodes and ordinates are exact; what is rounded are slopes up to twice the greatest abscissa.
-  // Measured: 1.23 in the f twin, 2.00 in the d twin.
+  // Nodes and ordinates are exact. Slopes, up to twice the greatest abscissa, are rounded. Measured:
+  // 1.23 in the f twin, 2.00 in the d twin.
   EXPECT_LE(worst, 5.0) << "eps times the greatest abscissa";
 }
 
@@ -368,8 +368,8 @@ TWIN_TEST(Intspl3, TakesTheThirdDerivativeOfACubicAtTheLeftEnd) {
     y.push_back(static_cast<Real>(i * i * i));
   }
   Guarded<Real> C = build(x, y);
-  // Slopes go up to 4,500 and second derivatives to 234, and errors of their size die away to the left
-  // by a factor of 3.7 a node. Measured: b 1.5, c 32, d 16 eps.
+  // Slopes go up to 4,500 and second derivatives to 234. Errors of their size fall to the left by a
+  // factor of 3.7 a node. Measured: b 1.5, c 32, d 16 eps.
   for (int i = 0; i < 10; ++i) {
     EXPECT_NEAR(C[n + i], 3.0 * i * i, 8 * eps_of<Real>) << "b, node " << i;
     EXPECT_NEAR(C[2 * n + i], 3.0 * i, 64 * eps_of<Real>) << "c, node " << i;
@@ -377,7 +377,7 @@ TWIN_TEST(Intspl3, TakesTheThirdDerivativeOfACubicAtTheLeftEnd) {
   }
 }
 
-TWIN_TEST(Intspl3, SpreadsAnOrdinateThatIsNoNumberOverTheWholeSpline) {
+TWIN_TEST(Intspl3, SpreadsANonFiniteOrdinateOverTheWholeSpline) {
   for (const Real odd : {nan_of<Real>, inf_of<Real>}) {
     Guarded<Real> C = build<Real>({0, 1, 2, 3, 4}, {1, 2, odd, 4, 5});
     for (int i = 5; i < 20; ++i)
@@ -407,12 +407,12 @@ TWIN_TEST(Intspl3, EqualsItsFormulasBitForBit) {
   EXPECT_GT(built, 3000);
 }
 
-/// Where the nodes of a table lie that is to try how the build rounds.
+/// How the nodes of a table lie; the tables show how the build rounds.
 enum class Steps { random, unit, uneven, close, wide, widest };
-/// What stands over them.
+/// The ordinates over the nodes.
 enum class Ordinates { random, mixed, line, near, steps, tiny, denormal, huge, odd };
 
-/// n nodes, and the same elsewhere; wide and widest: up to where their squares, or they, overflow.
+/// n nodes. wide: almost to the overflow of their squares; widest: almost to their own overflow.
 template <class Real>
 std::vector<Real> stepped_nodes(Random& random, int n, Steps steps) {
   constexpr int most = std::numeric_limits<Real>::max_exponent;
@@ -485,7 +485,7 @@ void expect_plain_coefficients(const std::vector<Real>& x, const std::vector<Rea
 
 TWIN_TEST(Intspl3, EqualsItsFormulasBitForBitOnDataOfEveryScale) {
   // In the d twin about one formula in 300 comes so near to the middle between two doubles that its
-  // roundings to 64 bits matter; with unit steps every third has a result in the very middle.
+  // roundings to 64 bits matter. With unit steps one in three lies exactly in the middle.
   Random random(20240710);
   for (const Steps steps :
        {Steps::random, Steps::unit, Steps::uneven, Steps::close, Steps::wide, Steps::widest})
@@ -617,7 +617,7 @@ TWIN_TEST(Intspl3val, RefusesNodesInWhichNoIntervalHoldsThePoint) {
     EXPECT_EQ(evaluate(last, C, 2, u).status, AX_INTSPL3VAL_OUT_OF_RANGE) << "u = " << u;
     EXPECT_EQ(evaluate(descending, C, 2, u).status, AX_INTSPL3VAL_OUT_OF_RANGE) << "u = " << u;
   }
-  // Within the slack of both ends: moved onto the last node, and so below the first.
+  // Within the slack of both ends: the point is moved onto the last node, which lies below the first.
   const Real slack[] = {static_cast<Real>(tol), 0};
   EXPECT_EQ(evaluate(slack, C, 2, 0.5 * tol).status, AX_INTSPL3VAL_OUT_OF_RANGE);
 }
@@ -673,7 +673,7 @@ TWIN_TEST(Intspl3val, RoundsTheDistanceFromTheNodeToDouble) {
 }
 
 TWIN_TEST(Intspl3val, KeepsTheSignOfAZeroOnTheLastNode) {
-  // There the cubic's other terms are zeros of the sign of the first derivative.
+  // The other terms of the cubic are zeros there, with the sign of the first derivative.
   const Real x[] = {0, 1}, falls[] = {5, Real(-0.0), -5, -5, 0, 0, 0, 0},
              rises[] = {-5, Real(-0.0), 5, 5, 0, 0, 0, 0};
   EXPECT_SAME(evaluate(x, falls, 2, 1.0).s, -0.0);
@@ -718,7 +718,7 @@ TWIN_TEST(Intspl3val, PassesThroughTheTable) {
       if (sizeof(Real) == 4 || i == 0 || i == n - 1) {
         EXPECT_EQ(s, double(y[k])) << "node " << i << " of " << n;
       } else {
-        // The cubic's terms at the end of its interval are rounded as its coefficients were.
+        // At the end of an interval the terms of the cubic carry the roundings of its coefficients.
         const double h = x[k] - x[k - 1];
         const double terms = std::fabs(y[k - 1]) + std::fabs(C[n + i - 1] * h) +
                              std::fabs(C[2 * n + i - 1] * h * h) +
@@ -736,7 +736,7 @@ TWIN_TEST(Intspl3val, IsContinuousWithTwoDerivativesAtInteriorNodes) {
   double worst[3] = {};
   for (int times = 0; times < 500; ++times) {
     const int n = random.integer(3, 30);
-    // Steps of the same size, so that the scales below are those of every interval.
+    // With steps of the same size the scales below hold for every interval.
     std::vector<Real> x;
     const double from = random.real(-1, 1);
     for (int i = 0; i < n; ++i) x.push_back(static_cast<Real>(from + i + random.real(-0.25, 0.25)));
@@ -754,7 +754,7 @@ TWIN_TEST(Intspl3val, IsContinuousWithTwoDerivativesAtInteriorNodes) {
       for (const At& side : {left, right}) {
         const double jump[] = {side.s - on.s, side.s1 - on.s1, side.s2 - on.s2};
         for (int order = 0; order < 3; ++order) {
-          // What the step itself explains is no jump.
+          // Less what the step itself changes.
           const double rest = std::fabs(jump[order]) - step * scale[order + 1];
           worst[order] = std::max(worst[order], rest / scale[order] / eps_of<Real>);
         }
@@ -773,9 +773,9 @@ TWIN_TEST(Intspl3val, IsContinuousWithTwoDerivativesAtInteriorNodes) {
 /// Which of the three outputs a call asks for: bit 0 value, bit 1 first, bit 2 second derivative.
 constexpr int all_outputs = 7;
 
-/// AX_intspl3tab with guarded outputs against AX_intspl3 and AX_intspl3val point by point: statuses,
-/// coefficients, bits rounded to the element type, everything from the first refusal on untouched, and
-/// an output that was not asked for untouched too. Gives the status.
+/// Compares AX_intspl3tab, with guarded outputs, with AX_intspl3 and AX_intspl3val point by point:
+/// statuses, coefficients, values rounded to the element type. From the first refusal on everything
+/// must be untouched, and so must an output that was not asked for. Returns the status.
 template <class Real>
 int expect_as_point_by_point(const std::vector<Real>& x, const std::vector<Real>& y,
                              const std::vector<Real>& u, int outputs = all_outputs) {
@@ -1024,7 +1024,7 @@ TWIN_TEST(Intspl3tab, WritesAnyOneOutputOverItsOwnPoints) {
         const std::vector<Real> x = random_nodes<Real>(random, 6, Nodes::ascending, tolerance_of<Real>);
         std::vector<Real> u = scattered_points(random, m, x, kind, tolerance_of<Real>);
         if (m % 3 == 0) u[static_cast<std::size_t>(m / 2)] = nan_of<Real>;
-        // Apart: what is not written keeps what it held.
+        // Separate outputs: places that are not written keep what they held.
         std::vector<Real> apart[3] = {u, u, u};
         Guarded<Real> C = table_of(y);
         const int status = AX_intspl3tab(x.data(), C.data(), 6, m, u.data(), apart[0].data(),

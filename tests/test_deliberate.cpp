@@ -48,14 +48,14 @@ TEST(Deliberate, SearchPutsAPointOnAnInteriorNodeLeftInTheDTwin) {
 
 TEST(Deliberate, LintvalFTwinStartsTheRightIntervalAtAnInteriorNode) {
   double result = -1;
-  // Left of the node the ordinate is infinite, right of it the interval is in order.
+  // The ordinate left of the node is infinite; the interval right of it is in order.
   const float x[] = {0, 1, 2}, left_infinite[] = {inf_of<float>, 7, 9};
   EXPECT_EQ(AX_lintvalf(3, x, left_infinite, 1.0, &result), AX_LINTVAL_OK);
   EXPECT_SAME(result, 7.0);
   const float right_infinite[] = {5, 7, inf_of<float>};  // zero times infinity
   EXPECT_EQ(AX_lintvalf(3, x, right_infinite, 1.0, &result), AX_LINTVAL_OK);
   EXPECT_TRUE(std::isnan(result));
-  // An empty interval is refused on its left node, and does no harm on its right one.
+  // A point on the left node of a narrow interval is refused, one on the right node is not.
   const float narrow_left[] = {0, 1e-5F, 2}, narrow_right[] = {-1, 0, 1e-5F, 2}, y[] = {5, 7, 9, 11};
   EXPECT_EQ(AX_lintvalf(3, narrow_left, y, narrow_left[1], &result), AX_LINTVAL_OK);
   EXPECT_SAME(result, 7.0);
@@ -77,7 +77,7 @@ TEST(Deliberate, LintvalDTwinEndsTheLeftIntervalAtAnInteriorNode) {
 }
 
 TEST(Deliberate, LinttabTwinsTakeTheSameSidesInEveryBlock) {
-  // On node 1, only the interval left of it has ordinates that are numbers.
+  // At node 1: only the interval on its left has finite ordinates.
   for (int m = 1; m <= 24; ++m) {
     const std::vector<float> tf(static_cast<std::size_t>(m), 1.0F);
     const std::vector<double> td(static_cast<std::size_t>(m), 1.0);
@@ -112,8 +112,8 @@ TEST(Deliberate, Intspl3valTwinsTakeTheCoefficientsOfDifferentIntervalsOnAnInter
 
 // -- the right end of the interpolating cubic spline ----------------------------------------------
 
-TWIN_TEST(Deliberate, Intspl3TurnsTheThirdDerivativeRoundAtTheRightEnd) {
-  // All third divided differences of u^3 are 1: 1 is kept at the left end, and -1 at the right.
+TWIN_TEST(Deliberate, Intspl3HasTheWrongSignInTheThirdDerivativeAtTheRightEnd) {
+  // All third divided differences of u^3 are 1. The left end keeps 1, the right end -1.
   for (int n = 4; n <= 20; ++n) {
     std::vector<Real> x, C;
     for (int i = 0; i < n; ++i) x.push_back(static_cast<Real>(i - n / 2));
@@ -121,14 +121,15 @@ TWIN_TEST(Deliberate, Intspl3TurnsTheThirdDerivativeRoundAtTheRightEnd) {
     C.resize(static_cast<std::size_t>(4) * n);
     ASSERT_EQ(AX_intspl3(x.data(), C.data(), n), AX_INTSPL3_OK);
     const Real* d = C.data() + static_cast<std::size_t>(3) * n;
-    // A third derivative is the difference of two second ones, up to 60 and rounded. Measured: 12 eps.
+    // A third derivative is a difference of rounded second ones, which go up to 60. Measured: 12 eps.
     EXPECT_NEAR(d[0], 1.0, 24 * eps_of<Real>) << "n = " << n;
     EXPECT_NEAR(d[n - 2], -1.0, 24 * eps_of<Real>) << "n = " << n;
   }
 }
 
 TWIN_TEST(Deliberate, Intspl3OfMirroredDataIsNotTheMirroredSpline) {
-  // u^3 on 0, 1, 2, 3 and its mirror image, solved by hand. With S the second derivatives' sixths:
+  // u^3 on 0, 1, 2, 3 and its mirror image, solved by hand. With S the sixths of the second
+  // derivatives:
   //   S1 - S0 = 1,   S0 + 4 S1 + S2 = 6,   S1 + 4 S2 + S3 = 12,  S2 - S3 = 1    for u^3,
   //   S1 - S0 = -1,  S0 + 4 S1 + S2 = 12,  S1 + 4 S2 + S3 = 6,   S2 - S3 = -1   for (3 - u)^3.
   const Real x[] = {0, 1, 2, 3};
@@ -229,10 +230,10 @@ TWIN_TEST(Deliberate, TranTakesItsMarkerForAVacatedPlace) {
     EXPECT_EQ(M_tran(block.data(), 2, 3), M_TRAN_OK);
     return block;
   };
-  // In the second row, but for the last element, the marker does harm.
+  // The marker does harm in the second row, unless it is the last element.
   EXPECT_EQ(transposed({1, mark, 2, 5, 3, 6}), (std::vector<Real>{1, 2, 3, 5, 5, 6}));
   EXPECT_EQ(transposed({1, 4, 2, mark, 3, 6}), (std::vector<Real>{1, 2, 3, mark, 4, 6}));
-  // In the first row, and as the last element, it does none.
+  // It does no harm in the first row or as the last element.
   EXPECT_EQ(transposed({mark, 4, 2, 5, 3, 6}), (std::vector<Real>{mark, 2, 3, 4, 5, 6}));
   EXPECT_EQ(transposed({1, 4, mark, 5, mark, 6}), (std::vector<Real>{1, mark, mark, 4, 5, 6}));
   EXPECT_EQ(transposed({1, 4, 2, 5, 3, mark}), (std::vector<Real>{1, 2, 3, 4, 5, mark}));
@@ -286,7 +287,7 @@ TWIN_TEST(Deliberate, RowsortAcceptsAnyIndexInThePlaceLeftLast) {
 TWIN_TEST(Deliberate, ColsortExchangesWithThePreviousColumnForAMissingIndex) {
   Real columns[] = {1, 2, 3};
   const int missing_second[] = {0, 7, 1}, missing_first[] = {5, 0, 1};
-  // Column 1 changes places with column 0; then tag 1, in place 0, is no more found for place 2.
+  // Columns 0 and 1 change places. Then tag 1 stands in place 0, where place 2 does not look for it.
   EXPECT_EQ(releasing([&] { return M_colsort(columns, 1, 3, missing_second); }), M_COLSORT_OK);
   EXPECT_EQ(std::vector<Real>(columns, columns + 3), (std::vector<Real>{2, 3, 1}));
   EXPECT_EQ(releasing([&] { return M_colsort(columns, 1, 3, missing_first); }), M_COLSORT_BAD_INDEX);
@@ -379,7 +380,7 @@ TWIN_TEST(Deliberate, TinvLeavesTheReciprocalsBeforeTheFirstZeroOnTheDiagonal) {
 
 TWIN_TEST(Deliberate, QrdGivesAZeroDiagonalElementTheNegativeSign) {
   int ip[1];
-  Real b0[] = {1, -4, 0}, *B[] = {b0};  // 1, then -4, which any magnitude replaces: the 0 is chosen
+  Real b0[] = {1, -4, 0}, *B[] = {b0};  // -4 replaces 1, and any magnitude replaces -4: 0 is chosen
   EXPECT_EQ(M_qrd(B, 3, 1, 0, ip), M_QRD_OK);
   EXPECT_EQ(b0[0], static_cast<Real>(std::sqrt(17.0)));  // R(0,0) = -s, and s is negative
 }
@@ -425,7 +426,7 @@ TEST(Deliberate, CholDoubleTwinDividesTheFirstRowByThePivotItself) {
   EXPECT_EQ(d1[1], std::sqrt(4.75));
 }
 
-// The pivots of the double twin are those of the matrix that its first row stands for.
+// The double twin divides row 0 by s(0,0), so it finds the pivots of another matrix.
 TEST(Deliberate, CholTwinsRefuseDifferentMatrices) {
   const struct {
     double a, b, c;

@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::size_t slot = sizeof(void*);
 
-/// The unconstrained solution of rows (1, 1) and (1, 2), b = (2, 1), is (3, -1): variable 1 enters
-/// first and has to be dropped when variable 0 is in.
+/// Rows (1, 1) and (1, 2), b = (2, 1): the unconstrained solution is (3, -1). Variable 1 enters first
+/// and has to be dropped when variable 0 has entered.
 template <class Real>
 Table<Real> smallest_example() {
   return rows_of<Real>({{1, 1, 2}, {1, 2, 1}});
 }
 
-/// Working tables of Ls_it: `times` of k columns of m elements.
+/// Adds `times` working tables of Ls_it, each of k columns of m elements.
 void add_tables(Usage& usage, int times, int m, int k, std::size_t size) {
   usage.calloc.blocks += times * (k + 1);
   usage.calloc.bytes += static_cast<std::size_t>(times) *
@@ -91,8 +91,8 @@ TEST(Deliberate, CnnDoubleTwinGivesMinusThreeWhenTheAddressSpaceIsUsedUp) {
 }
 
 TEST(Deliberate, CnnDoubleTwinReturnsWhereEqualDualsLetAnotherVariableEnter) {
-  // Duals (2, 3, -1); with variable 1 in, (1, 0, 1). Variable 0 drives it out, is dropped itself and
-  // goes behind variable 2, whose turn it is then.
+  // The duals are (2, 3, -1), and (1, 0, 1) when variable 1 has entered. Then variable 0 enters, is
+  // dropped in place of variable 1 and goes behind variable 2, which enters next.
   auto A = rows_of<double>({{1, 0, 1, 1}, {-1, -3, 2, -1}});
   Table<double> B = A;
   Guarded<double> x(3), r(3), rn(1);
@@ -107,7 +107,7 @@ TEST(Deliberate, CnnDoubleTwinReturnsWhereEqualDualsLetAnotherVariableEnter) {
 }
 
 TEST(Deliberate, CnnSingleTwinDoesNotReturnWhereRoundingLeavesAResidual) {
-  // One equation, and variable 1 solves it but for a rounding, which variable 0 is to remove, and
+  // One equation. Variable 1 solves it but for a rounding. Variable 0 should remove the rounding and
   // cannot.
   auto A = rows_of<float>({{40, -0.7, -3}});
   EXPECT_EQ(watch_cnn(A, 1, 2), Ended::out_of_time);
@@ -133,7 +133,7 @@ TEST(Deliberate, CnnSingleTwinReturnsAStaleValueOfAVariableDroppedWhileAllWereFr
   auto out = nonnegative(A, 2, 2);
   EXPECT_EQ(out.status, LS_CNN_OK);
   EXPECT_SAME(out.x[0], 1.5F);
-  EXPECT_NEAR(out.x[1], 4.0 / 3, 1e-6);  // where the answer is 0
+  EXPECT_NEAR(out.x[1], 4.0 / 3, 1e-6);  // the answer is 0
   // Residual and norm are those of the answer, (1.5, 0).
   EXPECT_SAME(out.r[0], 0.5F);
   EXPECT_SAME(out.r[1], -0.5F);
@@ -159,8 +159,8 @@ TEST(Deliberate, CnnSingleTwinGivesTheAnswerWithAColumnOfZerosAppended) {
 }
 
 TEST(Deliberate, CnnDropsTheSecondOfTwoZerosOnlyAfterAnotherSubproblem) {
-  // Two variables reach zero together. The second moves into the place of the first and is passed over:
-  // subproblems of 3, then 2, then 1 variables, and not of 3 and 1.
+  // Two variables reach zero together. The second moves into the place of the first and is passed over.
+  // So there are subproblems of 3, 2 and 1 variables, not of 3 and 1.
   auto A = rows_of<float>({{3, 2, 1, 1}, {0, 0, -2, 0}, {2, 2, 2, 1}});
   std::vector<float*> slots(A.slots(), A.slots() + 4);
   Guarded<float> x(3), r(3), rn(1);
@@ -256,8 +256,8 @@ TWIN_TEST(Deliberate, LdpPutsNullThereWhenTheColumnIsRefused) {
 }
 
 TWIN_TEST(Deliberate, LdpGoesOnAfterThePseudoRankOfTheInnerProblem) {
-  // x >= 1 and -t x >= t contradict each other. The second column of the inner problem is too short to
-  // be told from the first: its status is the pseudo-rank 1, and what the failed pass left is judged.
+  // x >= 1 and -t x >= t contradict each other. The second column of the inner problem leaves too
+  // little beside the first: the status is the pseudo-rank 1, and what the failed pass left is judged.
   const double t = sizeof(Real) == 4 ? 1e-5 : 1e-9;
   auto G = rows_of<Real>({{1, 1}, {-t, t}});
   Guarded<Real> x(2);
@@ -272,7 +272,7 @@ TWIN_TEST(Deliberate, LdpGoesOnAfterThePseudoRankOfTheInnerProblem) {
 }
 
 TEST(Deliberate, LdpJudgesOneComponentOfTheResidual) {
-  // x >= h has the solution h, however large; but 1 / (1 + h^2) is what is compared with the tolerance.
+  // x >= h has the solution h for every h. But 1 / (1 + h^2) is compared with the tolerance.
   for (const double h : {600.0, 800.0}) {
     auto G = rows_of<float>({{1, h}});
     Square<float> table(G, 1, 1);

@@ -52,7 +52,7 @@ TWIN_TEST(Deliberate, LsItMakesOnePassInTheDoubleTwinAndGoesOnWhileItGainsInTheS
   const int status =
       releasing([&] { return Ls_it(A.slots.data(), 13, 6, x.data(), r.data(), &rn, &iter); });
   ASSERT_EQ(status, LS_OK);
-  // What another pass would give: the solution for the residual, and what is left then.
+  // What another pass would give: the correction and the residual after it.
   auto next = A;
   next.columns[6] = r;
   next.slots[6] = next.columns[6].data();
@@ -97,7 +97,7 @@ TWIN_TEST(Deliberate, LsItReleasesItsWorkingTableAfterAFailure) {
 
 // -- least-squares spline -------------------------------------------------------------------------
 
-/// 0, 1, ..., m - 2 and ten times the range: the spline functions in the middle see no point.
+/// 0, 1, ..., m - 2 and ten times the range: the basis functions in the middle are 0 at all points.
 template <class Real>
 std::vector<Real> clustered(int m) {
   std::vector<Real> x;
@@ -194,8 +194,9 @@ TWIN_TEST(Deliberate, SmoothingKeepsTableAndCoefficientsWhateverRefusesTheFit) {
     }
 }
 
-// NaN among the ordinates makes every residual NaN. It exceeds nothing, so the smoothers leave the largest
-// at 0; a polynomial takes what is not exceeded.
+// NaN among the ordinates makes every residual NaN. NaN exceeds nothing, so the smoothers keep the
+// largest residual at 0. A polynomial takes a residual that the largest does not reach, so it takes
+// NaN.
 TWIN_TEST(Deliberate, LargestResidualIgnoresNanInSmoothingAndIsNanForAPolynomial) {
   const int m = 12;
   std::vector<Real> x, y;
@@ -229,8 +230,8 @@ TWIN_TEST(Deliberate, PolapxcoefAsksForTheSingleTwinsSeparationInBothTwins) {
   }
 }
 
-// The range is taken from the first and the last abscissa, 0 and 2. What lies beyond it in the middle is
-// moved onto its end at place p - 1 alone, as the mapped abscissae show, which stay after a refusal.
+// The first and the last abscissa, 0 and 2, give the range. An abscissa beyond it is moved onto the end
+// at place p - 1 only. The mapped abscissae, which stay after a refusal, show it.
 TWIN_TEST(Deliberate, PolapxcoefClampsTheAbscissaAtPlaceOneBelowTheDegree) {
   const Real y[] = {1, 2, 3, 4};
   std::vector<Real> a(8);

@@ -103,7 +103,7 @@ TWIN_TEST(Axpy, TouchesNoPlaceBehindOrBeforeItsElements) {
 }
 
 TWIN_TEST(Axpy, RoundsOnceForAMultipleThatIsNoElement) {
-  // t u is not a number of either type: 1/3 in double times 3 is less than 1.
+  // The product is a number of neither type: 1/3 in double times 3 is less than 1.
   Real y[] = {-1};
   const Real u[] = {3};
   V_axpy(1.0 / 3, u, y, 1);

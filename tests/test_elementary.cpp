@@ -195,7 +195,7 @@ TWIN_TEST(Transp, MovesEveryElementOfEveryShape) {
 
 // -- transposition within a table -----------------------------------------------------------------
 
-/// The steps as they are defined; 0 before a saved value is set.
+/// The steps as they are defined. Saved values are 0 at first.
 template <class Real>
 int plain_transpa(Table<Real>& A, int p, int q) {
   if (p < 1 && q < 1) return -1;
@@ -303,7 +303,7 @@ int plain_tran(std::vector<Real>& a, int r, int c) {
   return 0;
 }
 
-/// The elements of a where they stand after a transposition.
+/// The elements of a in the order of the transposed block.
 template <class Real>
 std::vector<Real> transposed(const std::vector<Real>& a, int r, int c) {
   std::vector<Real> b(a.size());
@@ -516,7 +516,7 @@ int plain_rowsort(Table<Real>& A, int m, int n, std::vector<int>& idx) {
   return 0;
 }
 
-/// Sorts a random m-row, n-column table by idx and compares with the steps; gives the status.
+/// Sorts a random m by n table by idx and compares it with the steps; returns the status.
 template <class Real>
 int expect_plain_rowsort(Random& random, const std::vector<int>& idx, int n) {
   const int m = static_cast<int>(idx.size());
@@ -639,7 +639,8 @@ int plain_colsort(std::vector<Real>& a, int m, int n, const std::vector<int>& id
   return 0;
 }
 
-/// Sorts a random block of columns of m elements by idx and compares with the steps; gives the status.
+/// Sorts a random block of columns of m elements by idx and compares it with the steps; returns the
+/// status.
 template <class Real>
 int expect_plain_colsort(Random& random, const std::vector<int>& idx, int m) {
   const int n = static_cast<int>(idx.size());

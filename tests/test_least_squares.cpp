@@ -1,6 +1,6 @@
-// tests/test_least_squares.cpp - linear least squares, in one pass and with residual correction: statuses
-// and edges, cases computed by hand, the steps written out and compared bit for bit, the ends of the
-// range, residuals of random problems, and regressions with exact solutions.
+// tests/test_least_squares.cpp - linear least squares, in one pass and with residual correction:
+// statuses and edges, cases by hand, steps written out and compared bit for bit, the ends of the range,
+// residuals of random problems, regressions with exact solutions.
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -96,9 +96,14 @@ enum class Kind { uniform, integers, copies, nearly, scaled, empty, odd };
 constexpr Kind all_kinds[] = {Kind::uniform, Kind::integers, Kind::copies, Kind::nearly,
                               Kind::scaled,  Kind::empty,    Kind::odd};
 
-/// uniform: in -1..1; integers: -3..3, with ties; copies: some columns are others, or their multiples;
-/// nearly: the same with noise of 2^-8 to 2^-50; scaled: columns of many magnitudes; empty: some columns
-/// are zero; odd: NaN, infinities, denormals and zeros among them.
+/// A random problem of a kind.
+///   uniform   in -1..1
+///   integers  -3..3, with ties
+///   copies    some columns equal others or their multiples
+///   nearly    the same with noise of 2^-8 to 2^-50
+///   scaled    columns of many magnitudes
+///   empty     some columns are zero
+///   odd       NaN, infinities, denormals and zeros among others
 template <class Real>
 Problem<Real> random_problem(Random& random, int m, int n, Kind kind) {
   Problem<Real> P(m, n);
@@ -125,7 +130,7 @@ struct Shape {
   int m, n;
 };
 
-/// Every m, n up to 8, and some around the widths in which columns and terms are taken together.
+/// Every m, n up to 8, and some around the widths of the blocks of columns and terms.
 std::vector<Shape> shapes() {
   std::vector<Shape> all;
   for (int m = 1; m <= 8; ++m)
@@ -194,7 +199,7 @@ int plain_it(Problem<Real>& A, Real* x, Guarded<Real>& r, Real* rn, int* iter) {
 
 // -- scaled residuals -----------------------------------------------------------------------------
 
-/// The greatest ratio seen and where; said when the test ends.
+/// The greatest ratio and its place; printed when the test ends.
 class Largest {
  public:
   explicit Largest(const char* what) : what_(what) {}
@@ -216,7 +221,7 @@ class Largest {
   std::string where_;
 };
 
-/// r = b - A x of a solution in long double, A^T r, and the norms that their errors scale with.
+/// r = b - A x of a solution in long double, A^T r, and the norms in which their errors are measured.
 template <class Real>
 struct Judged {
   long double rn = 0;        ///< sum of squares of r
@@ -322,7 +327,7 @@ TWIN_TEST(Ls, GivesTheMinimiserAndTheSumOfSquaresOfItsResidual) {
   }
 }
 
-// The last unknown is pivoted first, the first is never pivoted: zero, and in its place.
+// The last unknown is pivoted first. The first is never pivoted: it is 0, and stands in its place.
 TWIN_TEST(Ls, OfAWideMatrixIsTheBasicSolutionInInputOrder) {
   auto P = rows<Real>(2, 4, {1, 0, 4, 0, 8, 1, 1, 0, 2, 6});
   Guarded<Real> rn(1);
@@ -352,8 +357,8 @@ TWIN_TEST(Ls, OfAWideMatrixHasAZeroForEveryUnknownPivotedLast) {
     const Judged<Real> judged(A, P.column(n));
     residual.see(static_cast<double>(std::sqrt(judged.rn) / judged.length / eps_of<Real>), where(m, n));
   }
-  // Reflections whose norm was carried on are orthogonal up to a rounding times the condition of the
-  // square part. Measured: 18 (f), 36 (d).
+  // Reflections with a downdated norm are orthogonal up to a rounding times the condition of the square
+  // part. Measured: 18 (f), 36 (d).
   EXPECT_LT(residual.value(), 80);
 }
 
@@ -369,7 +374,7 @@ TWIN_TEST(Ls, GivesThePseudoRankOfEqualColumnsAndNoSolution) {
   EXPECT_TRUE(rn.untouched(0));
 }
 
-TWIN_TEST(Ls, GivesTheNumberOfColumnsThatAreNotZeroAsPseudoRank) {
+TWIN_TEST(Ls, GivesTheNumberOfNonzeroColumnsAsPseudoRank) {
   Random random(602);
   std::set<int> statuses;
   for (int m = 1; m <= 6; ++m)
@@ -391,17 +396,17 @@ TWIN_TEST(Ls, GivesTheNumberOfColumnsThatAreNotZeroAsPseudoRank) {
 TWIN_TEST(Ls, WithNanOrInfinityInAColumnStopsWhereThatColumnIsNeeded) {
   for (const Real odd : {nan_of<Real>, inf_of<Real>, -inf_of<Real>}) {
     Guarded<Real> rn(1);
-    // Taken for the greatest at once, if it stands first or is infinite: nothing is left to compare with.
+    // The column of the odd element is reduced first; the norm left of the other fails the test.
     auto P = rows<Real>(3, 2, {1, 1, 1, odd, 2, 2, 1, 5, 3});
     EXPECT_EQ(Ls(P.slots(), 3, 2, rn.data()), 1);
     EXPECT_TRUE(rn.untouched(0));
-    // The only column: a solution that is no number.
+    // As the only column it gives a solution that is not finite.
     auto one = rows<Real>(2, 1, {odd, 1, 2, 3});
     EXPECT_EQ(Ls(one.slots(), 2, 1, rn.data()), LS_OK);
     EXPECT_TRUE(std::isnan(one.at(0, 1)));
     EXPECT_TRUE(std::isnan(rn[0]) && !rn.untouched(0));
   }
-  // NaN in a later column is greater than nothing: the others are reduced first.
+  // NaN in a later column never wins: the other columns are reduced first.
   Guarded<Real> rn(1);
   auto P = rows<Real>(4, 3, {1, 0, 1, 1, 0, 1, 1, 2, 1, 1, nan_of<Real>, 3, 2, 0, 1, 4});
   EXPECT_EQ(Ls(P.slots(), 4, 3, rn.data()), 2);
@@ -415,7 +420,7 @@ TWIN_TEST(Ls, OfAWideMatrixLeavesAColumnOfNanAlone) {
   EXPECT_EQ(first(P.column(3), 3), (std::vector<Real>{2, 3, 0}));
 }
 
-TWIN_TEST(Ls, WithNanOrInfinityInTheRightHandSideHasASolutionThatIsNone) {
+TWIN_TEST(Ls, WithNanOrInfinityInTheRightHandSideGivesZeroAndNothingFinite) {
   for (const Real odd : {nan_of<Real>, inf_of<Real>}) {
     auto P = rows<Real>(3, 2, {1, 1, 1, 1, 2, odd, 1, 5, 3});
     Guarded<Real> rn(1);
@@ -465,7 +470,7 @@ TEST(Ls_d, ScaledByAPowerOfTwoGivesTheSameBits) {
   }
 }
 
-// -- what it promises of the residual -------------------------------------------------------------
+// -- the residual ---------------------------------------------------------------------------------
 
 TWIN_TEST(Ls, ResidualIsOrthogonalToTheColumnsAndItsSumOfSquaresIsRn) {
   Random random(605);
@@ -488,8 +493,8 @@ TWIN_TEST(Ls, ResidualIsOrthogonalToTheColumnsAndItsSumOfSquaresIsRn) {
   EXPECT_LT(norm.value(), 4);
 }
 
-// The last column is one of the others: what the tolerance sees of it is the rounding of a norm. When
-// that lets it pass, its unknown is huge, another one opposite, and rn lacks one component.
+// The last column equals another one, so the rank test sees only the rounding of a norm. If the column
+// passes, its unknown is huge, another unknown is about its opposite, and rn lacks one component.
 TWIN_TEST(Ls, WithADependentColumnAcceptedMinimisesButReportsTooSmallAnRn) {
   Random random(606);
   Largest excess("|b - A x|^2 above the minimum, of |b|^2");
@@ -517,8 +522,8 @@ TWIN_TEST(Ls, WithADependentColumnAcceptedMinimisesButReportsTooSmallAnRn) {
   std::printf("accepted %d of 400, rn too small by a tenth or more in %d\n", accepted, too_small);
   EXPECT_GT(accepted, 50);
   EXPECT_GT(too_small, accepted / 4);
-  // The unknowns are as large as one over what rounding left of the column, about the root of the double
-  // eps in the d twin; their product with a rounding is what the residual is off by, and enters squared.
+  // The unknowns are as large as the inverse of what rounding left of the column, about the root of the
+  // double eps in the d twin. The residual is off by their product with a rounding, squared in rn.
   // Measured: 4.0e-13 (f), 2.0e-19 (d).
   EXPECT_LT(excess.value(), sizeof(Real) == 4 ? 1.2e-12 : 6e-19);
 }
@@ -530,7 +535,7 @@ TEST(Ls_d, TakesColumnsWhoseSquaresUnderflowForZero) {
   auto P = rows<double>(2, 1, {1e-163, 1, 1e-163, 1});
   EXPECT_EQ(Ls_d(P.slots(), 2, 1, &rn), LS_ZERO);
   EXPECT_SAME(rn, 7.0);
-  // Beside one whose square does not underflow it is a missing direction ...
+  // Beside a column whose square does not underflow it is a missing direction ...
   auto Q = rows<double>(2, 2, {1e-150, 0, 1, 0, 1e-163, 1});
   EXPECT_EQ(Ls_d(Q.slots(), 2, 2, &rn), 1);
   // ... or a division by zero, where the tolerance underflows with it.
@@ -763,7 +768,8 @@ TEST(LsIt_f, EndsAtOnceWhereTheSumOfSquaresOverflows) {
   EXPECT_SAME(it.rn[0], inf_of<float>);
 }
 
-// Hilbert's matrix, a little disturbed, and its row sums: the worse the condition, the less a pass gains.
+// Hilbert's matrix, slightly disturbed, and its row sums. The worse the condition, the less a pass
+// gains.
 TEST(LsIt_f, MakesUpToTenPasses) {
   Random random(610);
   std::map<int, int> passes;
@@ -786,8 +792,8 @@ TEST(LsIt_f, MakesUpToTenPasses) {
   EXPECT_EQ(passes.rbegin()->first, 10);
 }
 
-// A later pass works on the same matrix: it can only fail for want of memory. Requests 1..n+1 are the
-// working table, then each pass has two.
+// A later pass works on the same matrix, so it can only fail for lack of memory. Requests 1..n+1 are
+// the working table; then each pass makes two.
 TEST(LsIt_f, KeepsTheCorrectionsSoFarWhenALaterPassFails) {
   auto P = rows<float>(4, 2, {1, 0.1, 1, 1, 0.2, 2, 1, 0.3, 2, 1, 0.7, 5});
   Guarded<float> x1(2), r1(4);
@@ -833,8 +839,10 @@ TWIN_TEST(LsIt, LeavesXZeroAndRTheRightHandSideWhenTheFirstPassHasNoMemory) {
 
 // == regressions with exact solutions =============================================================
 
-/// How the columns of a design are prepared. raw: as they are; unit: divided by their norms; centred:
-/// their means subtracted first (that of the responses too), and the column of ones left out.
+/// How the columns of a design are prepared.
+///   raw      as they are
+///   unit     divided by their norms
+///   centred  their means subtracted first (that of the responses too), without the column of ones
 enum class Prepared { raw, unit, centred };
 
 /// A regression in the twin's type, ready to solve, and the way back to its coefficients.
@@ -910,9 +918,9 @@ struct Certified {
 
 constexpr double none = -9;  ///< not one digit is promised
 
-// Measured less 0.3 to 0.4 digits, and at most what the type holds. Where no digit is promised of an
-// accepted problem, the square of its condition is beyond the twin's precision: the corrections leave a
-// residual that is as small as it can be, but for Filip's, where nothing is right and nothing tells.
+// The digits are those measured less 0.3 to 0.4, and at most what the type holds. An accepted problem
+// with no digit has a condition whose square is beyond the precision of the twin. Its residual is as
+// small as can be, except for Filip's data, where no result is right and none tells so.
 constexpr Certified certified[] = {
     {"Longley", Prepared::raw, 6, 0, 5, 0, 0},
     {"Longley", Prepared::unit, 0, 6.5, 6, 0, 0},
@@ -968,8 +976,8 @@ TWIN_TEST(Regression, HasTheStatusAndTheCorrectDigitsStated) {
     EXPECT_GE(ls, single ? c.ls_f : c.digits_d);
     EXPECT_GE(corrected, single ? c.it_f : c.digits_d);
     if (design.rest() == 0 || c.name == std::string("Filip")) continue;
-    // Measured: 1.6e-3 (f) and 1.2e-8 (d) of what the reduction isolates, 2.2e-5 and 1.3e-12 of what is
-    // formed anew.
+    // Measured: 1.6e-3 (f) and 1.2e-8 (d) for the norm from the reduction, 2.2e-5 and 1.3e-12 for the
+    // norm of a residual formed anew.
     EXPECT_NEAR(rn / design.rest(), 1, single ? 4e-3 : 4e-8);
     EXPECT_NEAR(it.rn[0] / design.rest(), 1, single ? 7e-5 : 4e-12);
   }
@@ -1002,7 +1010,7 @@ std::vector<long double> powers(const std::vector<double>& a, int p) {
   return sum;
 }
 
-// What powers cannot hold, polynomials orthogonal over the range can.
+// Powers lose these digits; polynomials orthogonal over the range keep them.
 TEST(Regression_d, PolynomialsInTheChebyshevBasisHaveTheCorrectDigitsStated) {
   struct Case {
     const char* name;

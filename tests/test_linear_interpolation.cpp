@@ -19,7 +19,7 @@ namespace {
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
-/// What one call of AX_lintval returned and wrote. A refusal must have written nothing.
+/// What one call of AX_lintval returned and wrote. A refusal must write nothing.
 struct Outcome {
   int status;
   double value;
@@ -59,7 +59,7 @@ Outcome plain_lintval(const std::vector<Real>& x, const std::vector<Real>& y, do
   return {0, static_cast<double>((static_cast<long double>(t) - x[i]) * slope + y[i])};
 }
 
-/// Ordinates for n nodes, of very different sizes and both signs.
+/// n ordinates of very different sizes and both signs.
 template <class Real>
 std::vector<Real> random_ordinates(Random& random, int n) {
   std::vector<Real> y;
@@ -86,7 +86,7 @@ TWIN_TEST(Lintval, HasTheStatusesThatTheHeaderNames) {
 TWIN_TEST(Lintval, AcceptsTheSlackOutsideBothEndsAndNothingBeyond) {
   constexpr double tol = tolerance_of<Real>;
   const std::vector<Real> y = {-7, 3, 11};
-  // At -1000 and 1e6 an end and its slack round to neighbours of the exact sum.
+  // At -1000 and 1e6 the sum of an end and its slack is rounded.
   for (const std::vector<Real>& x : {std::vector<Real>{0, 1, 2},
                                      {-1000, 1, 3},
                                      {Real(0.1), Real(0.7), 1000000},
@@ -119,8 +119,7 @@ TWIN_TEST(Lintval, RefusesEqualAndDescendingNodesAroundTheAbscissa) {
   const std::vector<Real> y = {1, 2, 3, 4};
   // The search ends on the first node before it compares the second, which lies below.
   EXPECT_EQ(lintval<Real>({1, 0, 2, 3}, y, 1.0).status, AX_LINTVAL_NO_INTERVAL);
-  // On the node that the halving meets first, the f twin looks to the right of it, the d twin to the
-  // left.
+  // The point is the node that the halving meets first. The f twin looks right of it, the d twin left.
   EXPECT_EQ(lintval<Real>({0, 1, 2, 1, 4}, {1, 2, 3, 4, 5}, 2.0).status,
             sizeof(Real) == 4 ? AX_LINTVAL_NO_INTERVAL : AX_LINTVAL_OK);
   EXPECT_EQ(lintval<Real>({0, 1, 2, 2, 4}, {1, 2, 3, 4, 5}, 2.0).status,
@@ -139,7 +138,7 @@ TWIN_TEST(Lintval, RefusesATableThatEndsBelowItsStart) {
   const std::vector<Real> x = {1, 0};
   for (const double t : {0.0, 0.5, 1.0})
     EXPECT_EQ(lintval(x, y, t).status, AX_LINTVAL_NO_INTERVAL) << t;
-  // Within the slack of both ends: moved onto the last node, and so below the first.
+  // Within the slack of both ends: the point is moved onto the last node, which lies below the first.
   constexpr double tol = tolerance_of<Real>;
   const std::vector<Real> slack = {static_cast<Real>(tol), 0};
   EXPECT_EQ(lintval(slack, y, 0.5 * tol).status, AX_LINTVAL_NO_INTERVAL);
@@ -190,12 +189,13 @@ TWIN_TEST(Lintval, FollowsTheOrderedComparisonsWhenNodesAreNaN) {
     EXPECT_EQ(lintval<Real>({nan, 1, 2, 3}, y, t).status, AX_LINTVAL_NO_INTERVAL) << "t = " << t;
     EXPECT_EQ(lintval<Real>({0, 1, 2, nan}, y, t).status, AX_LINTVAL_NO_INTERVAL) << "t = " << t;
     EXPECT_EQ(lintval<Real>({nan, nan, nan, nan}, y, t).status, AX_LINTVAL_NO_INTERVAL) << "t = " << t;
-    // Not smaller than the NaN in the middle: right of it, where no width is a number.
+    // The point is not less than the NaN in the middle, so it lies right of it, where all widths are
+    // NaN.
     EXPECT_EQ(lintval<Real>({0, nan, nan, 3}, y, t).status,
               t == 3 ? AX_LINTVAL_OK : AX_LINTVAL_NO_INTERVAL)
         << "t = " << t;
   }
-  // A NaN that the halving does not meet around the abscissa does no harm.
+  // A NaN does no harm if the halving meets it nowhere near the abscissa.
   const Outcome at = lintval<Real>({0, 1, 2, nan, 4, 5}, {1, 2, 3, 4, 5, 6}, 4.5);
   EXPECT_EQ(at.status, AX_LINTVAL_OK);
   EXPECT_SAME(at.value, 5.5);
@@ -229,7 +229,7 @@ TWIN_TEST(Lintval, LiesOnTheLineOfItsInterval) {
 }
 
 TWIN_TEST(Lintval, DeliversDoubleAtADoubleAbscissaInBothTwins) {
-  // One third of the way is no float: neither the abscissa nor the result may pass through one.
+  // One third is no float: neither the abscissa nor the result may be rounded to one.
   const std::vector<Real> x = {0, 1}, y = {0, 1};
   EXPECT_SAME(lintval(x, y, 1.0 / 3.0).value, 1.0 / 3.0);
   EXPECT_SAME(lintval<Real>({0, 3}, {0, 1}, 1.0).value, static_cast<double>(1 / 3.0L));
@@ -256,8 +256,9 @@ TWIN_TEST(Lintval, IsContinuousAtInteriorNodes) {
     const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tolerance_of<Real>);
     const std::vector<Real> y = random_ordinates<Real>(random, n);
     for (std::size_t k = 1; k + 1 < x.size(); ++k) {
-      // The f twin starts at y[k] itself. The d twin ends a line there: its width is rounded to double,
-      // relatively by eps/2, which moves the end by that part of the step of y; a last eps/2 rounds.
+      // The f twin starts at y[k] itself. The d twin ends a line there. Its width is rounded by eps/2
+      // relatively, which moves the end by eps/2 of the step of y; the result is rounded by another
+      // eps/2.
       const double value = lintval(x, y, x[k]).value;
       const double bound =
           sizeof(Real) == 4 ? 0.0 : 0.5 * DBL_EPSILON * (std::fabs(y[k] - y[k - 1]) + std::fabs(y[k]));
@@ -274,7 +275,7 @@ TWIN_TEST(Lintval, KeepsTheSignsOfZeros) {
   EXPECT_SAME(lintval<Real>({-1, Real(0.0)}, {1, Real(-0.0)}, -0.0).value, -0.0);
 }
 
-TWIN_TEST(Lintval, LetsOrdinatesThatAreNotNumbersHarmTheirOwnIntervalsOnly) {
+TWIN_TEST(Lintval, KeepsNaNAndInfiniteOrdinatesToTheirOwnIntervals) {
   const std::vector<Real> x = {0, 1, 2, 3, 4}, y = {1, 2, nan_of<Real>, 4, 5};
   EXPECT_SAME(lintval(x, y, 0.5).value, 1.5);
   EXPECT_SAME(lintval(x, y, 3.5).value, 4.5);
@@ -318,8 +319,9 @@ TWIN_TEST(Lintval, EqualsItsFormulaBitForBit) {
 
 // -- many abscissae -------------------------------------------------------------------------------
 
-/// AX_linttab with its output guarded, against AX_lintval point by point: the same statuses, the same
-/// bits rounded to the element type, everything from the first refusal on untouched. Gives the status.
+/// Compares AX_linttab, with its output guarded, with AX_lintval point by point: the same statuses, the
+/// same values rounded to the element type, everything from the first refusal on untouched. Returns the
+/// status.
 template <class Real>
 int expect_as_point_by_point(const std::vector<Real>& x, const std::vector<Real>& y,
                              const std::vector<Real>& t) {
@@ -407,7 +409,7 @@ TWIN_TEST(Linttab, LeavesTheOutputUntouchedFromEveryPositionOfARefusedAbscissa) 
 }
 
 TWIN_TEST(Linttab, LeavesTheOutputUntouchedFromEveryPositionInANarrowInterval) {
-  // Interval 1 is too narrow; 8 nodes and few points, and 4 nodes and many, take different ways.
+  // Interval 1 is too narrow. Few points on 8 nodes take another way than many points on 4 nodes.
   constexpr double tol = tolerance_of<Real>;
   const Real close = static_cast<Real>(1 + 0.75 * tol), inside = static_cast<Real>(1 + 0.25 * tol);
   ASSERT_TRUE(1 < inside && inside < close);
@@ -495,7 +497,7 @@ TWIN_TEST(Linttab, EqualsTheOnePointFunctionOnRandomTables) {
 }
 
 TWIN_TEST(Linttab, EqualsTheOnePointFunctionOnTheSameNodesAfterAnyExchange) {
-  // Unsorted tables whose ends still embrace the points, at lengths on both sides of the node count.
+  // Unsorted tables whose ends enclose the points, with fewer and with more points than nodes.
   Random random(20240604);
   for (int times = 0; times < 1000; ++times) {
     const int n = random.integer(4, 12);

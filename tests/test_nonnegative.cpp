@@ -16,26 +16,26 @@
 #include "tests/support/twins.hpp"
 #include "tests/support/watchdog.hpp"
 
-// The d twin returns when no variable has to be dropped. That holds below where only one variable can
-// enter, where the columns are orthogonal (a passive variable does not feel another enter), where the
-// duals of all others are negative once a variable is in, and where plain::cnn came to an end.
+// The d twin returns if no variable has to be dropped. Below, that is so where only one variable can
+// enter, where the columns are orthogonal (a passive variable does not change when another enters),
+// where all other duals are negative once a variable has entered, and where plain::cnn ends.
 
 namespace {
 
 constexpr std::size_t slot = sizeof(void*);
 
-/// Columns that are orthogonal: of the Hadamard matrix of order 4, the second one doubled.
+/// Orthogonal columns: those of the Hadamard matrix of order 4, the second one doubled.
 template <class Real>
 Table<Real> orthogonal(std::array<double, 4> b) {
   return rows_of<Real>(
       {{1, 2, 1, 1, b[0]}, {1, -2, 1, -1, b[1]}, {1, 2, -1, -1, b[2]}, {1, -2, -1, 1, b[3]}});
 }
 
-/// b - A x and its sum of squares are what r and rn hold, to rounding.
+/// Checks that r and rn hold b - A x and its sum of squares, up to rounding.
 template <class Real>
 void expect_residual(Table<Real>& A, int m, int n, Outcome<Real>& out) {
   const Gradient<Real> exact(A, m, n, out.x.data());
-  // A component is rounded a few times in the scale of the terms it is the difference of.
+  // A component is a difference of terms, and carries a few roundings in their scale.
   const double tolerance = static_cast<double>(exact.length) * eps_of<Real> * 2;
   double sum = 0;
   for (int i = 0; i < m; ++i) {
@@ -83,7 +83,7 @@ TWIN_TEST(Cnn, GivesOneForAZeroRightHandSideAndForAZeroMatrix) {
 
 TWIN_TEST(Cnn, GivesOneWhenTheFirstDualValueIsNaN) {
   auto A = rows_of<Real>({{1, 1, 1}, {1, 2, 3}});
-  A.at(0, 0) = nan_of<Real>;  // no later dual is found greater than NaN, nor is NaN greater than 0
+  A.at(0, 0) = nan_of<Real>;  // no dual is greater than NaN, and NaN is not greater than 0
   auto out = nonnegative(A, 2, 2);
   EXPECT_EQ(out.status, LS_CNN_ZERO);
   EXPECT_SAME(out.x[1], Real(0));
@@ -126,7 +126,7 @@ TWIN_TEST(Cnn, AgreesWithLsWhereTheUnconstrainedSolutionIsPositive) {
     ASSERT_EQ(Ls(B.slots(), m, n, rest.data()), LS_OK);
     const Real* solution = B.slots()[n];
     if (*std::min_element(solution, solution + n) <= Real(1e-3)) continue;
-    // A variable may enter too early and have to be dropped all the same.
+    // Even so a variable may enter too early and have to be dropped.
     const plain::Run run = plain::cnn(C.slots(), m, n, x.data(), r.data(), rn.data());
     if (run.status != 0 || run.drops > 0) continue;
     auto out = nonnegative(A, m, n);
@@ -141,8 +141,8 @@ TWIN_TEST(Cnn, AgreesWithLsWhereTheUnconstrainedSolutionIsPositive) {
   }
   EXPECT_GT(agreed, 200);
   std::printf("%d problems, worst difference %g roundings\n", agreed, worst);
-  // In the d twin the last subproblem is the whole problem, solved by Ls: the same bits, whatever order
-  // its columns come in. The f twin refines: what Ls loses to the condition of random matrices (513).
+  // In the d twin the last subproblem is the whole problem, solved by Ls: the same bits for any order
+  // of its columns. The f twin refines, so the difference is the error of Ls. Measured: 513.
   EXPECT_LE(worst, sizeof(Real) == 4 ? 1500 : 0);
 }
 
@@ -164,7 +164,8 @@ TWIN_TEST(Cnn, HoldsAtZeroWhatWouldBeNegative) {
 }
 
 TWIN_TEST(Cnn, BringsInTheLowestOfEqualDualValuesFirst) {
-  // Three equal duals, then one and two of them; each is the greatest after the one before is in.
+  // In A all duals are equal: variables 0, 1, 2 enter in this order. In B they are 1, 2, 2: variables 1
+  // and 2 enter, then 0.
   auto A = rows_of<Real>({{1, 0, 0, 1}, {0, 1, 0, 1}, {0, 0, 1, 1}});
   auto out = nonnegative(A, 3, 3);
   EXPECT_EQ(out.status, LS_CNN_OK);
@@ -186,7 +187,7 @@ TWIN_TEST(Cnn, LeavesThePointersInTheWorkingOrderAndXInTheInputOrder) {
 }
 
 TWIN_TEST(Cnn, EndsWhenEveryVariableIsPassive) {
-  // The residual and with it every dual stay large, but there is no variable left.
+  // The residual stays large, and so do all duals, but no variable is left.
   auto A = rows_of<Real>({{1, 0, 3}, {0, 1, 2}, {0, 0, 100}});
   auto out = nonnegative(A, 3, 2);
   EXPECT_EQ(out.status, LS_CNN_OK);
@@ -223,7 +224,7 @@ TWIN_TEST(Cnn, StopsWithFewerRowsThanUnknownsWhenTheResidualIsGone) {
 }
 
 TWIN_TEST(Cnn, GivesMinusFourWhenTheEnteringVariableIsNotPositiveInTheSubproblem) {
-  // The dual is positive by rounding, and the trial value, found along another way, is not.
+  // Rounding makes the dual positive. The trial value is computed in another way and is not positive.
   auto A = sizeof(Real) == 4 ? rows_of<Real>({{0.3, 0.6}, {0.2, -0.9}})
                              : rows_of<Real>({{-0.2, -0.2}, {0.4, -0.1}});
   auto out = nonnegative(A, 2, 1);
@@ -232,7 +233,7 @@ TWIN_TEST(Cnn, GivesMinusFourWhenTheEnteringVariableIsNotPositiveInTheSubproblem
 }
 
 TWIN_TEST(Cnn, PassesThePseudoRankOfThePassiveColumnsOnAndLeavesXInTheWorkingOrder) {
-  // Column 2 enters first; then 0 and 1, which are nearly the same.
+  // Column 2 enters first, then columns 0 and 1, which are nearly equal.
   auto A = sizeof(Real) == 4 ? rows_of<Real>({{2, 2, -3, 2}, {1, 1, -2, -3}, {2, 2, -3, -1}})
                              : rows_of<Real>({{1, 0, 2, 1}, {0, 1, -1, -1}, {3e-9, 1, -1, 1}});
   Table<Real> B = A;
@@ -242,7 +243,7 @@ TWIN_TEST(Cnn, PassesThePseudoRankOfThePassiveColumnsOnAndLeavesXInTheWorkingOrd
   EXPECT_EQ(out.status, 2);
   EXPECT_EQ(run.drops, 0);
   EXPECT_EQ(out.order[0], 2);
-  EXPECT_GT(out.x[0], Real(0));  // of variable 2: at place 0, where the input order has variable 0
+  EXPECT_GT(out.x[0], Real(0));  // variable 2, which the working order has at place 0
   EXPECT_GT(out.x[1], Real(0));
   EXPECT_SAME(out.x[2], Real(0));
   for (int p = 0; p < 3; ++p) EXPECT_SAME(out.x[p], x[p]);
@@ -272,7 +273,8 @@ TEST(Cnn_f, SolvesForAColumnWhoseSquaresAreNoFloats) {
 }
 
 TEST(Cnn_f, DropsTheVariableThatWouldBecomeNegative) {
-  // The unconstrained solution is (3, -1), and a third column keeps all from being passive at once.
+  // The unconstrained solution is (3, -1). The third column never enters, so not all are passive at
+  // once.
   auto A = rows_of<float>({{1, 1, 0, 2}, {1, 2, 0, 1}});
   auto out = nonnegative(A, 2, 3);
   EXPECT_EQ(out.status, LS_CNN_OK);
@@ -335,7 +337,7 @@ TWIN_TEST(Cnn, TakesItsIndicesAndTwoVectorsFromCallocAndReleasesThem) {
 
 TWIN_TEST(Cnn, GivesMinusThreeWhateverRequestIsRefused) {
   auto A = orthogonal<Real>({10, 0, 2, 4});
-  // Until the last subproblem fails, the ones before it have left their tables.
+  // When the last subproblem fails, those before it have left their tables.
   const Account whole = account_of(A, 4, 4);
   std::map<int, int> kept_blocks;
   for (int k = 1; k <= whole.requests; ++k) {
@@ -350,7 +352,7 @@ TWIN_TEST(Cnn, GivesMinusThreeWhateverRequestIsRefused) {
     ++kept_blocks[account.kept.calloc.blocks];
     EXPECT_EQ(slots[4], A.slots()[4]) << "the pointer of b, request " << k;
   }
-  // Nothing; the table of one column; of one and two; of one to three. Never a part of a table.
+  // Nothing, or the tables of 1, of 1 and 2, of 1 to 3 columns; never a part of a table.
   // A subproblem of k columns makes 1 + k requests for its table and, in one pass, 2 in the solver.
   std::vector<int> blocks;
   for (const auto& [kept, times] : kept_blocks) blocks.push_back(kept);
@@ -359,7 +361,7 @@ TWIN_TEST(Cnn, GivesMinusThreeWhateverRequestIsRefused) {
 
 // -- bit for bit, and optimality ----------------------------------------------------------------------
 
-/// What was seen of random problems.
+/// Counts of what happened in random problems.
 struct Seen {
   int problems = 0, never = 0, dropped = 0, stale = 0, skipped = 0, not_a_number = 0;
   std::map<int, int> statuses;
@@ -418,7 +420,7 @@ TWIN_TEST(Cnn, GivesTheBitsOfItsDefinition) {
       all.skipped += seen.skipped;
       all.not_a_number += seen.not_a_number;
     }
-    // The roads that matter have been taken.
+    // All branches that matter were taken.
     EXPECT_GT(all.dropped, 500);
     if (sizeof(Real) == 4) {
       EXPECT_GT(all.stale, 20);
@@ -436,15 +438,15 @@ TWIN_TEST(Cnn, GivesTheBitsOfItsDefinitionOnSmallTables) {
     std::printf("dropped %d, never %d, stale %d, skipped %d\n", seen.dropped, seen.never, seen.stale,
                 seen.skipped);
     EXPECT_GT(seen.dropped, 300);
-    // Equal duals: another variable enters in place of the one that the d twin has dropped.
+    // With equal duals another variable may enter in place of the one that the d twin dropped.
     EXPECT_LT(seen.never, seen.dropped);
     EXPECT_EQ(seen.skipped > 3, sizeof(Real) == 4);
   });
 }
 
 TEST(Cnn_f, GivesTheBitsOfItsDefinitionWhenAStepLengthIsNaN) {
-  // A trial value is exactly 0 for the variable that has just entered, at 0: the ratio is 0 / 0. In the
-  // second problem it is the last ratio, and decides which variables leave.
+  // A variable that has just entered, at 0, has a trial value of exactly 0: the ratio is 0 / 0. In the
+  // second problem it is the last ratio and decides which variables leave.
   auto first = rows_of<float>({{1, 0, 3, 2}, {-1, -2, -3, -2}, {0, 2, -2, 0}});
   auto second =
       rows_of<float>({{-2, -1, -2, -1, -2}, {1, -2, 0, 3, 3}, {1, 3, 2, 0, 1}, {-2, -2, 0, 3, 3}});
@@ -474,7 +476,7 @@ TWIN_TEST(Cnn, MeetsTheOptimalityConditions) {
         ++judged;
         return;
       }
-      if (run.status != 0 || run.stale) return;  // a stale value is another test's
+      if (run.status != 0 || run.stale) return;  // another test has the stale values
       const Gradient<Real> at(A, m, n, out.x.data());
       std::vector<Real> none(static_cast<std::size_t>(n), Real(0));
       const Gradient<Real> start(A, m, n, none.data());
@@ -500,8 +502,8 @@ TWIN_TEST(Cnn, MeetsTheOptimalityConditions) {
                 free_dual, zero_dual, residual);
     EXPECT_GT(judged, 3500);
     // In roundings of |A(j)| (|b| + sum |x(l)| |A(l)|): a backward stable solution leaves a few of them
-    // (1.1 and 2.2 measured), whatever the condition. A zero variable's dual is below the tolerance but
-    // for the rounding of the dual itself.
+    // for any condition. Measured: 1.1 and 2.2. The dual of a variable at 0 is below the tolerance, up
+    // to the rounding of the dual.
     EXPECT_LT(free_dual, 6);
     EXPECT_LT(zero_dual, 1);
     // A component is formed in double and rounded once (0.26), or rounded at every step (0.39).
@@ -536,10 +538,10 @@ TWIN_TEST(Cnn, AgreesWithAnIndependentSolver) {
       ++solved;
     }
     std::printf("%d problems solved, worst error %g roundings, of rn %g\n", solved, worst, worst_rn);
-    // In three of them a variable has to be dropped.
+    // In three problems a variable has to be dropped.
     EXPECT_EQ(solved, sizeof(Real) == 4 ? 16 : 13);
-    // What is lost to the condition of the passive columns; the f twin refines (2.8, 53). rn in |b|^2
-    // (0.1, 1.3).
+    // The error grows with the condition of the passive columns; the f twin refines. Measured: 2.8 and
+    // 53; of rn, in |b|^2: 0.1 and 1.3.
     EXPECT_LT(worst, sizeof(Real) == 4 ? 12 : 200);
     EXPECT_LT(worst_rn, 5);
   });

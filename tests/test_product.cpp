@@ -1,5 +1,5 @@
-// tests/test_product.cpp - the product over factors, bands and results: every form of it with every set
-// of kernels, bit for bit, on tables in which nothing exists that its bands leave out.
+// tests/test_product.cpp - the product over factors, bands and results: every form with every set of
+// kernels, bit for bit, on tables that end where the bands end.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -47,8 +47,8 @@ std::string text(const Extent& x) {
 
 // -- factors --------------------------------------------------------------------------------------
 
-/// A column table whose column j has elements from..end-1 and no other: those behind the end lie beyond
-/// the fence, those before the first one too where there are none of the former.
+/// A column table whose column j has elements from..end-1 and no others. Elements behind the end lie
+/// beyond a fence; if there are none, those before the first one do.
 template <class Real>
 class Stored {
  public:
@@ -69,7 +69,7 @@ class Stored {
   std::vector<Real*> slots_;
 };
 
-/// The factors of a product, each in every storage, and what the product is.
+/// The factors of a product, each in every storage, and the product.
 template <class Real>
 class Factors {
  public:
@@ -106,7 +106,7 @@ class Factors {
   AsIs<Real> right() const { return as_is(right_.slots()); }
   Transposed<Real> right_transposed() const { return transposed(right_turned_.slots()); }
 
-  /// The factors by element; reads that are not of a term are counted.
+  /// The factors by element. Reads of an element that is in no term are counted in `wrong`.
   auto left_elements(int& wrong) const {
     return [this, &wrong](int i, int l) {
       const auto [first, end] =
@@ -173,7 +173,7 @@ class Results {
   std::vector<Result*> slots_;
 };
 
-/// multiply(result) with each kind of result, or, for a large product, with that of this turn.
+/// Calls multiply(result) with each kind of result; for a large product only with that of this turn.
 template <class Real, class Multiply>
 void check_results(const Factors<Real>& factors, const std::string& what, int turn, Multiply multiply) {
   const Extent& x = factors.extent();
@@ -216,7 +216,7 @@ void check_results(const Factors<Real>& factors, const std::string& what, int tu
           << what << ", put " << i << ", " << k << ": " << text(x);
 }
 
-/// In each form of these kernels, and, for those of this processor, in that which is chosen.
+/// Checks each form of these kernels, and the chosen form if they are those of this processor.
 template <class Real, class Left, class Right>
 void check_forms(const Kernels& kernel, const Factors<Real>& factors, const std::string& what, int turn,
                  Left left, Right right) {
@@ -241,7 +241,7 @@ void check_forms(const Kernels& kernel, const Factors<Real>& factors, const std:
   if (&kernel == &kernels()) form("", [&](auto result) { product(x, left, right, result); });
 }
 
-/// Which storages a product is checked with: one pair after the other, or all.
+/// The pairs of storages with which a product is checked: one in each turn, or all.
 enum class Storages { in_turn, all };
 
 template <class Real>
@@ -310,7 +310,7 @@ KERNEL_TEST(Product, OfManyRowsColumnsAndTermsIsThePlainSums) {
       }
 }
 
-// What the triangular products and solves ask for, in every storage, with more terms than one panel
+// The forms of the triangular products and solves, in every storage, with more terms than a panel
 // holds.
 KERNEL_TEST(Product, OfTrianglesBeyondOnePanelOfTermsIsThePlainSums) {
   Random random(7204);
@@ -406,7 +406,8 @@ KERNEL_TEST(Product, WithSymmetricFactorsReadsNothingBelowTheDiagonal) {
 
 // -- results in the place of a factor -------------------------------------------------------------
 
-// U := U U': result (i, k) is put where (i, l >= k) and (k, l >= k) have been read for the last time.
+// U := U U'. Result (i, k) is stored when elements (i, l >= k) and (k, l >= k) have been read for the
+// last time.
 KERNEL_TEST(Product, IntoPlaceWritesWhatLaterResultsDoNotRead) {
   Random random(7207);
   for (const int n : {1, 2, 5, 8, 9, 24, 25, 70, 96, 97, 130, 193, 260, 290}) {

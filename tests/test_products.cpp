@@ -53,7 +53,7 @@ TWIN_TEST(Products, InPlaceByATransposeOfNothingGiveMinusOneAndTouchNothing) {
   }
 }
 
-TWIN_TEST(Products, InPlaceByATransposeTurnTheOperandEvenIfTheResultIsEmpty) {
+TWIN_TEST(Products, InPlaceByATransposeTransposeTheOperandEvenIfTheResultIsEmpty) {
   const auto columns = [](Real(&B)[2][2]) { return std::vector<Real*>{B[0], B[1]}; };
   const Real turned[2][2] = {{1, 3}, {2, 4}};
   {
@@ -62,7 +62,7 @@ TWIN_TEST(Products, InPlaceByATransposeTurnTheOperandEvenIfTheResultIsEmpty) {
     for (int j = 0; j < 2; ++j)
       for (int i = 0; i < 2; ++i) EXPECT_SAME(B[j][i], turned[j][i]);
   }
-  // Two rows of B, no column: what the transposition leaves in the square.
+  // Two rows of B and no column: the square as the transposition leaves it.
   for (const int none : {0, -1}) {
     Real B[2][2] = {{1, 2}, {3, 4}}, C[2][2] = {{1, 2}, {3, 4}};
     EXPECT_EQ(M_smtma(no_table<Real>, columns(B).data(), none, 2), M_INPLACE_OK);
@@ -102,7 +102,7 @@ TWIN_TEST(Products, OfTwoByThreeByTwoComeOutAsByHand) {
 }
 
 TWIN_TEST(Products, OfFloatsAreRoundedOnceAtTheEnd) {
-  // 2^25 + 1 + 1 + ...: each 1 is lost in a float sum, and all of them in a double one are kept.
+  // 2^25 + 1 + 1 + ...: a float sum loses each 1, a double sum keeps all of them.
   const int n = 9;
   Real x[n], y[1] = {};
   std::vector<Real> a(n, Real(1));
@@ -182,8 +182,8 @@ TWIN_TEST(Products, InPlaceAreTheBitsOfThoseOutOfPlace) {
   check_twin_of<Real>("M_smtma", "M_smtm", random);
 }
 
-TWIN_TEST(Products, OfNumbersReachNegativeZerosDenormalsAndInfinitiesButNeverNaN) {
-  // A fused step overflows only as a whole: there is never an infinity of either sign to cancel.
+TWIN_TEST(Products, OfFiniteNumbersGiveNegativeZerosDenormalsAndInfinitiesButNoNaN) {
+  // A fused step overflows only as a whole, so infinities of both signs never meet.
   Random random(36);
   int negative_zeros = 0, denormals = 0, infinities = 0, nans = 0;
   for (const Data data : {Data::tiny, Data::huge})
@@ -216,7 +216,7 @@ Real combined(Real ax, Real b, int mode) {
 
 constexpr int modes[] = {INT_MIN, -3, -1, 0, 1, 2, 3, 5, INT_MAX};
 
-TWIN_TEST(Ltv, AddsForModeZeroSubtractsUpToOneAndSubtractsFromFromTwoOn) {
+TWIN_TEST(Ltv, AddsBInModeZeroSubtractsBBelowTwoAndSubtractsFromBFromTwoOn) {
   Real a[] = {2, 3};
   Real* A[] = {a};
   const Real x[] = {5}, b[] = {1, 100};

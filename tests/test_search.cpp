@@ -35,8 +35,8 @@ testing::Message described(double t, const std::vector<Real>& x) {
   return text;
 }
 
-/// Abscissae that matter to the nodes x: all nodes, the doubles and the elements beside each, a point
-/// in each interval, points far away, infinities and NaN.
+/// Critical abscissae for the nodes x: all nodes, the doubles and the elements beside each, a point in
+/// each interval, points far away, infinities and NaN.
 template <class Real>
 std::vector<double> telling_abscissae(const std::vector<Real>& x) {
   std::vector<double> t = {0.0, -0.0, -1e300, 1e300, -inf, inf, not_a_number};
@@ -122,7 +122,7 @@ TWIN_TEST(Search, FindsTheIntervalOfEveryPointBetweenNodes) {
 }
 
 TWIN_TEST(Search, ComparesTheAbscissaAsDouble) {
-  // The doubles beside a float node round to it, and yet lie to its left and right.
+  // The doubles beside a float node round to it, although they lie left and right of it.
   const Real x[] = {0, static_cast<Real>(0.1), 1};
   EXPECT_EQ(V_search(above(x[1]), x, 3), 1);
   EXPECT_EQ(V_search(below(x[1]), x, 3), 0);
@@ -145,7 +145,7 @@ TWIN_TEST(Search, TakesBothZerosForTheSameNode) {
 TWIN_TEST(Search, FollowsTheOrderedComparisonsWhenAnEndNodeIsNaN) {
   const Real first[] = {nan_of<Real>, 1, 2};
   for (const double t : {0.0, 1.0, 1.5, 2.0, 3.0}) EXPECT_EQ(V_search(t, first, 3), -1) << "t = " << t;
-  // Nothing exceeds or equals a last node that is NaN: the search halves on.
+  // No abscissa exceeds or equals a last node that is NaN, so the halving begins.
   const Real last[] = {0, 1, nan_of<Real>};
   EXPECT_EQ(V_search(0.0, last, 3), 0);
   EXPECT_EQ(V_search(0.5, last, 3), 0);
@@ -162,7 +162,7 @@ TWIN_TEST(Search, AcceptsInfiniteNodes) {
 
 // -- one abscissa: against the definition ---------------------------------------------------------
 
-/// V_search and plain_search on everything telling about x.
+/// Compares V_search with plain_search at the critical abscissae of x.
 template <class Real>
 void expect_plain_results(const std::vector<Real>& x) {
   const int n = static_cast<int>(x.size());
@@ -225,7 +225,7 @@ TWIN_TEST(Search, EqualsThePlainHalvingOnLargeTables) {
 
 // -- eight abscissae ------------------------------------------------------------------------------
 
-/// V_search_block and plain_search on t[0..7], all of which lie between the ends of x.
+/// Compares V_search_block with plain_search at t[0..7], which lie between the ends of x.
 template <class Real>
 void expect_plain_block(const Real* t, const std::vector<Real>& x) {
   const int n = static_cast<int>(x.size());
@@ -237,7 +237,7 @@ void expect_plain_block(const Real* t, const std::vector<Real>& x) {
         << "abscissa " << k << ": " << described(t[k], x);
 }
 
-/// The telling abscissae that V_search_block accepts.
+/// The critical abscissae that V_search_block accepts.
 template <class Real>
 std::vector<Real> abscissae_between_ends(const std::vector<Real>& x) {
   std::vector<Real> between;

@@ -26,7 +26,7 @@ constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
-/// What the worst of many comparisons came to, in units of its scale.
+/// The worst of many comparisons, in units of its scale.
 struct Worst {
   double value = 0;
   void take(Wide difference, Wide scale) {
@@ -52,7 +52,7 @@ class Basis {
   Real** T_;
 };
 
-/// A table of the shape of a basis table with any numbers in it.
+/// A table in the shape of a basis table, filled with random numbers.
 template <class Real>
 class AnyTable {
  public:
@@ -77,7 +77,7 @@ double plain_map(double cm, double hw, double v) {
   return static_cast<double>((Wide(v) - cm) / hw + 1);
 }
 
-/// A point of the reference interval: its interval, its place in there.
+/// A point of the reference interval: its interval and its place in that.
 struct Place {
   int k;
   double h, t, g;
@@ -96,8 +96,8 @@ struct Values {
   double s, s1, s2;
 };
 
-/// A spline with the knot values e1, e2 and the second derivatives a, b at the ends of its interval;
-/// its derivatives are divided by scale and its square.
+/// A spline with the knot values e1, e2 and the second derivatives a, b at the ends of its interval.
+/// The first derivative is divided by scale, the second by its square.
 Values plain_spline(const Place& p, Wide a, Wide b, Wide e1, Wide e2, double scale) {
   const Wide t = p.t, rest = 1 - t;
   return {
@@ -165,7 +165,8 @@ int plain_apxcoef(Real* const* T, int n, const std::vector<Real>& x, const std::
 
 // -- calls ----------------------------------------------------------------------------------------
 
-/// AX_apxcoef on a guarded array, untouched unless 0 comes back. What a refused fit keeps is released.
+/// AX_apxcoef on a guarded array, which is untouched unless it returns 0. Releases what a refused fit
+/// keeps.
 template <class Real>
 int fit_status(const Basis<Real>& T, int n, const std::vector<Real>& x, const std::vector<Real>& y,
                Guarded<Real>& a) {
@@ -197,7 +198,7 @@ struct At {
   Values values;
 };
 
-/// AX_apxval. A refusal must have written nothing.
+/// AX_apxval. A refusal must write nothing.
 template <class Real>
 At evaluate(Real* const* T, int n, const Real* a, double v) {
   Guarded<double> s(1), s1(1), s2(1);
@@ -209,7 +210,7 @@ At evaluate(Real* const* T, int n, const Real* a, double v) {
   return {status, {s[0], s1[0], s2[0]}};
 }
 
-/// The first number on the way from `from`, which is refused, to `to`, which is accepted.
+/// The first accepted number between `from`, which is refused, and `to`, which is accepted.
 template <class Real, class Accepted>
 Real edge(Real from, Real to, Accepted accepted) {
   EXPECT_FALSE(accepted(from));
@@ -233,7 +234,7 @@ std::vector<Real> spread(Random& random, int m, double first, double last) {
   return x;
 }
 
-/// m abscissae as far apart from first to last.
+/// m abscissae from first to last, equally spaced.
 template <class Real>
 std::vector<Real> even(int m, double first, double last) {
   std::vector<Real> x;
@@ -316,9 +317,9 @@ std::vector<Wide> exact_column(int n, int j) {
   return right;
 }
 
-// An element is a quotient and product of four terms of the recurrence; a term's error grows slowly,
-// since all terms of a sum have one sign. The unit is a rounding of the element itself, far from the
-// diagonal too.
+// An element is made of four terms of the recurrence by products and a quotient. The error of a term
+// grows slowly, since all terms of a sum have one sign. The unit is a rounding of the element itself,
+// also far from the diagonal.
 TWIN_TEST(BasisTable, HoldsTheExactSecondDerivatives) {
   Worst worst;
   for (const ExactBasis& exact : exact_bases) {
@@ -378,7 +379,7 @@ TWIN_TEST(BasisTable, MeetsItsConditions) {
   EXPECT_LE(worst.value, 8);
 }
 
-/// Up to how many interior knots a table is right, and finite; one more is what it overflows with.
+/// The greatest number of interior knots for which a table is right and finite; one more overflows.
 template <class Real>
 constexpr int last_right = sizeof(Real) == 4 ? 65 : 537;
 
@@ -396,7 +397,7 @@ bool all_finite(const Basis<Real>& T, int n) {
 TWIN_TEST(BasisTable, HasAFirstColumnOfZerosAtTheOverflowAndIsNotFiniteBeyond) {
   constexpr int n = last_right<Real> + 1;
   for (int i = 1; i <= n; ++i) {
-    if (n > 100 && i < n - 60 && i % 20 != 0) continue;  // a table of that size is not for every i
+    if (n > 100 && i < n - 60 && i % 20 != 0) continue;  // large tables take long: only some of them
     ASSERT_TRUE(all_finite(Basis<Real>(i), i)) << i;
   }
   const Basis<Real> T(n);
@@ -446,8 +447,8 @@ TWIN_TEST(Apxcoef, RefusesAbscissaeThatAreNoNumbers) {
 }
 
 TWIN_TEST(Apxcoef, MeasuresTheSeparationInHalfWidthsToTheLastBit) {
-  // For each pair of neighbours the least right one that the definition accepts is accepted, and the
-  // one before it is not; the half-width is 1, 4 and 1/2.
+  // For each pair of neighbours: the least right one that the definition accepts is accepted, the
+  // number before it is refused. The half-width is 1, 4 and 1/2.
   for (const double hw : {1.0, 4.0, 0.5})
     for (const double cm : {0.0, 0.75})
       for (std::size_t i = 1; i + 1 < 9; ++i) {
@@ -466,14 +467,14 @@ TWIN_TEST(Apxcoef, MeasuresTheSeparationInHalfWidthsToTheLastBit) {
 }
 
 TWIN_TEST(Apxcoef, ReportsThePseudoRankOfADesignWithEmptyIntervals) {
-  // 20 points in the first of the five intervals tell the four coefficients of a cubic, and one at the
-  // right end its value there.
+  // 20 points in the first of the five intervals determine the four coefficients of a cubic, and one
+  // point at the right end determines the value there.
   const Basis<Real> T(4);
   auto x = even<Real>(20, 0, 0.19);
   x.push_back(1);
   Guarded<Real> a(10);
   EXPECT_EQ(fit_status(T, 4, x, x, a), 5);
-  // Two points more in the last interval: as many more.
+  // Two more points in the last interval raise the rank by two.
   x.insert(x.end() - 1, {Real(0.85), Real(0.93)});
   EXPECT_EQ(fit_status(T, 4, x, x, a), 7);
   x.insert(x.end() - 1, Real(0.97));
@@ -534,8 +535,8 @@ TWIN_TEST(Apxcoef, GivesTheBitsOfItsDefinition) {
 
 // -- fits: what they are ----------------------------------------------------------------------------
 
-/// As many abscissae as coefficients where they tell them best: the knots, and a point in the first
-/// and in the last interval.
+/// As many abscissae as coefficients, at the best places: the knots, and a point in the first and in
+/// the last interval.
 template <class Real>
 std::vector<Real> telling_abscissae(int n, double first, double last) {
   auto x = even<Real>(n + 2, first, last);
@@ -544,7 +545,7 @@ std::vector<Real> telling_abscissae(int n, double first, double last) {
   return x;
 }
 
-// The residual is that of the solver's backward error, a few roundings of the coefficients.
+// The residual comes from the backward error of the solver, a few roundings of the coefficients.
 TWIN_TEST(Apxcoef, InterpolatesAsManyPointsAsCoefficients) {
   Random random(92);
   Worst worst;
@@ -562,8 +563,8 @@ TWIN_TEST(Apxcoef, InterpolatesAsManyPointsAsCoefficients) {
   EXPECT_LE(worst.value, 4);
 }
 
-// The units are the magnitudes of the cubic and its derivatives over the data, by sqrt(m) for the
-// number of roundings, n and n^2 for the derivatives of a rounding in a knot's value.
+// The units are the magnitudes of the cubic and its derivatives over the data, times sqrt(m) for the
+// number of roundings, times n and n^2 for the derivatives of a rounded knot value.
 TWIN_TEST(Apxcoef, ReproducesCubics) {
   Random random(93);
   Worst values, slopes, curvatures;
@@ -597,7 +598,8 @@ TWIN_TEST(Apxcoef, ReproducesCubics) {
   EXPECT_LE(curvatures.value, 30);
 }
 
-/// The greatest |sum over i of B[j](u[i]) r[i]| over all j, for the residuals r of a fit, by the norms.
+/// The greatest |sum over i of B[j](u[i]) r[i]| over all j, for the residuals r of a fit, divided by
+/// the norms.
 template <class Real>
 double normal_equations_missed(int n, const std::vector<Real>& x, const std::vector<Real>& y) {
   const Basis<Real> T(n);
@@ -794,11 +796,11 @@ TWIN_TEST(Apxval, AcceptsTheFirstAndLastAbscissaAndGivesTheirEndCoefficients) {
   }
 }
 
-// A basis function is a sum of terms that cancel: at one place of an interval all curvatures on one
-// side are 0. So the scale is the sum of the magnitudes of all terms of all basis functions. The
-// combined form is within two units in the last place of the sum over the basis for values and
-// slopes; a curvature is hardly more than the two sums over the table, each rounded at several steps
-// that count. By the magnitudes of the functions themselves it is more where they cancel.
+// A basis function is a sum of terms, and these may cancel. So the first unit is a rounding of the sum
+// of the magnitudes of all terms of all basis functions. Values and slopes of the combined form agree
+// with the sum over the basis to two of these. A curvature is little more than two sums over the table,
+// with several roundings each. The second unit has the magnitudes of the functions in place of the
+// terms: there the differences are larger, since functions are small where their terms cancel.
 TWIN_TEST(Apxval, AgreesWithTheSumOverTheBasis) {
   Random random(101);
   std::array<Worst, 3> by_terms, by_functions;
@@ -863,7 +865,7 @@ TWIN_TEST(Apxvals, RefusesNoPoints) {
 }
 
 TWIN_TEST(Apxvals, GivesWhatSinglePointsGiveForAnyNumberOfPoints) {
-  // From 256 knots on, and for fewer points than knots, second derivatives are formed otherwise.
+  // With more than 256 knots, or fewer points than knots, second derivatives are formed in another way.
   Random random(103);
   for (const int n : {1, 2, 5, 17, 60, 253, 254, 255, 280}) {
     const AnyTable<Real> T(random, n);
@@ -958,7 +960,7 @@ TEST(Apxvals_d, RepeatsThePointBeforeOneThatIsRefused) {
 }
 
 TEST(Apxvals_d, GoesOnAfterAFirstPointThatIsRefused) {
-  // What stands in its place is not said; the points behind it are right.
+  // The results of the refused point are unspecified; those of the points after it are right.
   Random random(107);
   const AnyTable<double> T(random, 4);
   const auto a = any_coefficients<double>(random, 4, 1, 2);
@@ -1094,7 +1096,7 @@ TWIN_TEST(Splvals, IsTheFitEvaluatedAtThePointsWithTheStatisticsOfTheData) {
     }
     ASSERT_SAME(s[k], smooth[m]);
     ASSERT_SAME(s[k + 1], smooth[m + 1]);
-    // Behind them stands what is left of the values at the data.
+    // Behind the statistics stand values at the data.
     for (int i = k + 2; i < size; ++i) ASSERT_SAME(s[i], smooth[i]);
   }
 }
@@ -1107,8 +1109,8 @@ TWIN_TEST(Splvals, PutsTheStatisticsBehindOnePoint) {
   Guarded<Real> s(10);
   ASSERT_EQ(AX_splvals(1, 10, x.data(), y.data(), 1, v, s.data(), nullptr, nullptr), AX_SPLSMOO_OK);
   EXPECT_TRUE(s.zones_intact());
-  // The data alternate: by symmetry about 4.5 the fit passes through 1/2 there, and misses by about
-  // that.
+  // The data alternate. By symmetry the fit passes through 1/2 at 4.5, and misses the data by about
+  // 1/2.
   EXPECT_NEAR(s[0], 0.5, 20 * eps_of<Real>);
   EXPECT_GT(s[1], 0.3);
   EXPECT_LT(s[1], 0.5);
@@ -1123,7 +1125,7 @@ TWIN_TEST(Splvals, ReturnsZeroForPointsOutsideTheData) {
   ASSERT_EQ(AX_splvals(2, 10, x.data(), x.data(), 3, v, s.data(), s1.data(), nullptr), AX_SPLSMOO_OK);
   EXPECT_NEAR(s[0], 2, 100 * eps_of<Real>);
   if (sizeof(Real) == 4) {
-    // The evaluation ended there: what stands in s are the values at the data.
+    // The evaluation ended there: s holds the values at the data.
     EXPECT_NEAR(s[1], 1, 100 * eps_of<Real>);
     EXPECT_NEAR(s[2], 2, 100 * eps_of<Real>);
     EXPECT_TRUE(s1.untouched_from(1));
@@ -1141,11 +1143,11 @@ TEST(Splsmoo_f, LeavesValuesUnwrittenWhereTheDataLieFarFromZero) {
   x.back() += 3.0F / 1024;
   std::vector<float> s(14, -7.0F);
   EXPECT_EQ(AX_splsmoo(2, 12, x.data(), x.data(), s.data(), static_cast<float*>(nullptr), nullptr), 0);
-  // The first abscissa is refused: no value is written, and the statistics are those of what stood
-  // there.
+  // The first abscissa is refused: no value is written, and the statistics are those of the old
+  // contents of s.
   for (int i = 0; i < 12; ++i) EXPECT_EQ(s[at(i)], -7);
   EXPECT_NEAR(s[13], 10018, 0.01);
-  // The remedy.
+  // The remedy: the abscissae less a constant near their middle.
   for (float& v : x) v -= 10006;
   Guarded<float> shifted(14);
   EXPECT_EQ(

@@ -144,7 +144,7 @@ TWIN_TEST(TriangularProducts, AreGeneralProductsOfTheWholeMatrices) {
 
 // -- solves and inverses against the plain loops --------------------------------------------------
 
-// U in a triangle, and what is replaced: a table of p columns, a triangle or a square table.
+// U is a triangle table. What is replaced is a table of p columns, a triangle or a square table.
 enum class Replaces { table, triangle, square };
 
 template <class Real>
@@ -229,7 +229,7 @@ constexpr Solve<Real> solves[] = {
     {"M_tinv", Replaces::square, [](Real* const*, Real* const* T, int n, int) { return M_tinv(T, n); },
      plain_tinv}};
 
-/// U of order n with elements of a kind; for plain ones, the diagonal keeps the unknowns within bounds.
+/// U of order n with elements of a kind. The diagonal of a plain U keeps the unknowns within bounds.
 template <class Real>
 Columns<Real> random_factor(Random& random, int n, Data data, Room room) {
   auto U = random_triangle<Real>(random, n, data, room);
@@ -242,7 +242,7 @@ Columns<Real> random_factor(Random& random, int n, Data data, Room room) {
   return U;
 }
 
-/// Calls, and holds everything against what the plain loop leaves.
+/// Calls the solve and compares everything with what the plain loop leaves.
 template <class Real>
 void check_solve(const Solve<Real>& solve, int n, int p, Room room, Data data, Random& random) {
   const auto U = random_factor<Real>(random, n, data, room);
@@ -306,7 +306,7 @@ TWIN_TEST(TriangularInverses, AreThePlainLoopsBeyondEveryBlockAndStrip) {
     }
 }
 
-// Columns are found side by side, but a column that ends before an element does not read it.
+// Columns advance side by side, but a column that ends before an element does not read that element.
 TWIN_TEST(TriangularInverses, KeepAnOddElementToTheColumnsThatReadIt) {
   Random random(71);
   for (const int n : {20, 70, 134})
@@ -328,7 +328,7 @@ TWIN_TEST(TriangularInverses, KeepAnOddElementToTheColumnsThatReadIt) {
       }
 }
 
-// The unknowns of eight columns fit the scratch up to order 3072; then they are found one by one.
+// Up to order 3072 the unknowns of eight columns fit the scratch; beyond, they are found one by one.
 TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
   Random random(70);
   for (const int n : {3072, 3073}) {
@@ -540,8 +540,8 @@ TWIN_TEST(TriangularInverses, TimesTheMatrixAreTheIdentity) {
 }
 
 TWIN_TEST(TriangularInverses, TwiceInPlaceGiveTheMatrixBack) {
-  // The inverse X = T^-1 differs from the true one by at most about (n + 2) eps |T^-1| |T| |T^-1|, which
-  // the second inversion carries into (n + 2) eps |T| |X| |T|, and adds as much of its own.
+  // The inverse X = T^-1 has an error of at most about (n + 2) eps |T^-1| |T| |T^-1|. The second
+  // inversion turns it into (n + 2) eps |T| |X| |T|, and adds as much of its own.
   Random random(64);
   double greatest = 0;
   for (const int n : orders) {
@@ -565,8 +565,8 @@ TWIN_TEST(TriangularInverses, TwiceInPlaceGiveTheMatrixBack) {
 }
 
 TWIN_TEST(TriangularInverses, ForwardThenBackSolveTheNormalEquations) {
-  // (U + dU1)^T (U + dU2) x = b with |dU1|, |dU2| at most (n + 2) eps / 2 of |U|: the residual is at most
-  // (n + 2) eps of |U|^T |U| |x|, and it is formed here in long double.
+  // (U + dU1)^T (U + dU2) x = b with |dU1|, |dU2| at most (n + 2) eps / 2 of |U|: the residual is at
+  // most (n + 2) eps of |U|^T |U| |x|, and it is formed here in long double.
   Random random(65);
   double greatest = 0;
   for (const int n : orders) {

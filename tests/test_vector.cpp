@@ -48,7 +48,7 @@ void each_length(Body body) {
 
 // -- exchange -------------------------------------------------------------------------------------
 
-TWIN_TEST(Vector, SwapsOfOneElementExchangeTheTwo) {
+TWIN_TEST(Vector, SwapsOfSingleElementsExchangeThem) {
   Real a = 1, b = -0.0;
   E_swap(&a, &b);
   EXPECT_SAME(a, Real(-0.0));
@@ -135,7 +135,7 @@ TWIN_TEST(Vector, FillWritesTheRoundedValueAndNothingElse) {
   EXPECT_SAME(x[1], Real(2));
 }
 
-TWIN_TEST(Vector, NegFlipsEverySignThoseOfZeroAndNaNToo) {
+TWIN_TEST(Vector, NegFlipsEverySignAlsoOfZeroAndNaN) {
   Random random(4);
   each_length([&](int n, int offset) {
     Run<Real> x(random, n, offset), old = x;
@@ -252,7 +252,7 @@ TWIN_TEST(Vector, MaximaAreThoseOfThePlainLoopsOnTiesSignsAndNaN) {
   Random random(7);
   each_length([&](int n, int offset) {
     for (int kind = 0; kind < 4; ++kind) {
-      Run<Real> x(random, n + 1, offset);  // one element can be read whatever the length
+      Run<Real> x(random, n + 1, offset);  // element 0 is read even if n = 0
       for (int i = 0; i <= n; ++i) {
         if (kind == 1) x[i] = static_cast<Real>(random.integer(-3, 3));
         if (kind == 2) x[i] = static_cast<Real>(-random.integer(0, 9));
@@ -266,7 +266,7 @@ TWIN_TEST(Vector, MaximaAreThoseOfThePlainLoopsOnTiesSignsAndNaN) {
   });
 }
 
-/// V_iamax and the plain scan on n elements that end at a fence, none behind them.
+/// Compares V_iamax with the plain scan on n elements that touch a fence.
 template <class Real, class Element>
 void check_iamax(Fenced<Real>& array, int n, Touching touching, Element element) {
   Real* x = array.lay(n, Guarded<Real>::poison(), touching);
@@ -275,8 +275,8 @@ void check_iamax(Fenced<Real>& array, int n, Touching touching, Element element)
   ASSERT_EQ(V_iamax(x, n), plain_iamax(copy, n)) << n << ": " << testing::PrintToString(copy);
 }
 
-// The rule begins anew behind every negative element of greatest magnitude, so a chain of choices is what
-// is looked for: few values, many of them negative, ties, NaN, zeros of both signs, infinities.
+// After every negative element that is chosen the rule starts anew. So the data make chains of choices:
+// few values, many of them negative, ties, NaN, zeros of both signs, infinities.
 TWIN_TEST(Vector, IamaxOfAnyLengthIsThePlainScanOnTiesSignsNaNAndInfinities) {
   using Limits = std::numeric_limits<Real>;
   Random random(13);
@@ -304,15 +304,15 @@ TWIN_TEST(Vector, IamaxOfAnyLengthIsThePlainScanOnTiesSignsNaNAndInfinities) {
       const int most = static_cast<int>(few.size()) - 1;
       const auto any = [&] { return few[static_cast<std::size_t>(random.integer(0, most))]; };
       check_iamax(array, n, touching, [&](int) { return any(); });
-      // The same behind an element that may win over all, or hide all.
+      // The same behind an element that may win over all others, or hide them.
       const Real first = n % 3 == 0 ? nan : n % 3 == 1 ? Real(0) : any();
       check_iamax(array, n, touching, [&](int i) { return i == 0 ? first : any(); });
-      // A few of them in a field of one value.
+      // A few such elements among many of one value.
       const Real field = any();
       check_iamax(array, n, touching, [&](int) { return random.chance(20) ? any() : field; });
       if (testing::Test::HasFatalFailure()) return;
     }
-    // Falling magnitudes, all negative: every element but the last is chosen and passed over.
+    // Falling magnitudes, all negative: every element is chosen, and replaced by the next.
     check_iamax(array, n, touching, [&](int i) { return Real(-(n - i)); });
     check_iamax(array, n, touching, [&](int i) { return Real(-(n - i) / 2); });
     check_iamax(array, n, touching, [&](int i) { return i == 0 ? Real(0) : Real(i - n); });
@@ -443,7 +443,7 @@ TWIN_TEST(Vector, OpWithAnyOtherCharacterLeavesTheResultUntouched) {
 }
 
 TEST(Vector_f, OpRoundsOnceToAFloat) {
-  // In float steps 3 * 2^-24 would be lost term by term; in double it is not.
+  // 3 * 2^-24 would be lost if each step were rounded to float.
   const float x[] = {1}, y[] = {1};
   float z[] = {0};
   V_op(x, y, z, 1, 'l', 0x1.000001p0, 0x1p-24);
@@ -460,7 +460,7 @@ TEST(Vector_d, OpAddsTheExactSecondProductToTheRoundedFirst) {
 
 // -- reorder by an index vector -------------------------------------------------------------------
 
-/// The steps as they are defined. x and idx are left as far as the exchanges have gone.
+/// The steps as they are defined. After a refusal x and idx keep the exchanges made before it.
 template <class Element>
 int plain_perm(std::vector<Element>& x, std::vector<int>& idx) {
   const int n = static_cast<int>(idx.size());
@@ -479,7 +479,7 @@ int plain_perm(std::vector<Element>& x, std::vector<int>& idx) {
   return 0;
 }
 
-/// Reorders 1..n by idx with V_perm and with P_perm, and compares both with the steps.
+/// Reorders 1..n by idx with V_perm and P_perm and compares both with the steps.
 template <class Real>
 void expect_plain_perm(const std::vector<int>& idx) {
   const int n = static_cast<int>(idx.size());
@@ -704,7 +704,7 @@ TWIN_TEST(Scratch, FromMallocAndNewHoldsTheCountAndAsksForNoneBelowOne) {
     const auto x = malloc_array<Real>(n);
     const auto y = new_array<Real>(n);
     ASSERT_TRUE(x && y) << n;
-    V_fill(x.get(), n, 1);  // a sanitizer sees a block too short
+    V_fill(x.get(), n, 1);  // a sanitizer reports a block that is too short
     V_fill(y.get(), n, 1);
     EXPECT_SAME(V_dot(x.get(), y.get(), n), double(n));
   }
