@@ -95,7 +95,7 @@ void M_mmt(Real* const* A, Real* const* B, int m, int n, int p, Real* const* C) 
 
 template <class Real>
 int M_mmtb(Real* const* A, Real* const* B, int m, int n, int p) noexcept {
-  // Deliberate: transposed first, and left so if the product then fails. Hosts transpose back.
+  // Deliberate: transposed first: if the product then fails, B keeps its transpose.
   const int status = M_transpa(B, p, n);
   return status != M_TRANSPA_OK ? status : M_mmb(A, B, m, n, p);
 }

@@ -185,8 +185,8 @@ void M_invu(Real* const* U, Real* const* X, int n) noexcept {
 template <class Real>
 int M_tinv(Real* const* T, int n) noexcept {
   if (n < 1) return M_TINV_BAD_SIZE;
-  // Deliberate: the diagonal is inverted on the way to the first zero on it, and left so. Callers take
-  // a refused matrix for spoiled.
+  // Deliberate: the diagonal is inverted on the way to the first zero on it. A refused matrix keeps the
+  // reciprocals before that zero.
   for (int k = 0; k < n; ++k) {
     if (T[k][k] == 0) return k + 1;  // NaN passes
     T[k][k] = store<Real>(1.0 / T[k][k]);

@@ -48,7 +48,7 @@ int M_uuu(Real* const* U1, Real* const* U2, int n) noexcept {
       uu_column(U1, U2[j], j, c.get());
       V_copy(c.get(), U2[j], j + 1);
     }
-  return 1;  // Deliberate: on every path, a success too. Callers never look at it.
+  return 1;  // Deliberate: on every path, a success too: the result tells nothing.
 }
 
 template <class Real>
@@ -84,7 +84,7 @@ int M_uma(Real* const* U, Real* const* B, int n, int p) noexcept {
   replace_columns(B, n, p, new_array<Real>(n), [=](int k, Real* c) {
     product({n, 1, n, Band::to_l}, as_is(U), column(B[k]), into_vector(c));
   });
-  return 1;  // Deliberate: on every path, a success too. Callers never look at it.
+  return 1;  // Deliberate: on every path, a success too: the result tells nothing.
 }
 
 template <class Real>
