@@ -1,5 +1,5 @@
-# tabfit_no_wider(TARGET TYPE WIDEST) - the library as narrower processors see it: its kernels are no wider
-# than WIDEST, 0 plain loops, 1 AVX2. TYPE is SHARED or STATIC. All else is the library's own objects.
+# tabfit_no_wider(TARGET TYPE WIDEST) - the library as on a narrower processor: its kernels are no wider
+# than WIDEST, 0 plain loops, 1 AVX2. TYPE is SHARED or STATIC. All other objects are the library's own.
 function(tabfit_no_wider target type widest)
   add_library(${target} ${type} ${PROJECT_SOURCE_DIR}/src/kernels/lanes/choice.cpp
     "$<FILTER:$<TARGET_OBJECTS:tabfit_objects>,EXCLUDE,/lanes/choice[.]cpp>")
