@@ -1,4 +1,4 @@
-// tests/test_counts_below_one.cpp - what matrix operations read and write where there is nothing to do.
+// tests/test_counts_below_one.cpp - what matrix operations read and write with counts below one.
 #include <algorithm>
 #include <climits>
 #include <string>
@@ -98,7 +98,8 @@ TWIN_TEST(Colsort, TakesAnIndexThatHasOccurredForAMissingOne) {
   const int idx[] = {2, 2, 0};
   std::vector<Real> a = {1, 2, 3};
   ASSERT_EQ(releasing([&] { return M_colsort(a.data(), 1, 3, idx); }), M_COLSORT_OK);
-  // 2 comes to place 0; 2 is missing: columns 0 and 1 change places; 0 is in place 2.
+  // Column 2 goes to place 0. The second 2 is missing, so columns 0 and 1 change places. Column 0
+  // stands in place 2.
   EXPECT_EQ(a, (std::vector<Real>{2, 3, 1}));
 }
 

@@ -1,5 +1,5 @@
-// tests/test_dependent_columns.cpp - what a status of the decompositions tells of a matrix whose columns
-// are dependent or nearly so, and how accurate solutions are before that.
+// tests/test_dependent_columns.cpp - statuses of the decompositions for dependent and nearly dependent
+// columns, and the accuracy of solutions for ill-conditioned ones.
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -16,8 +16,8 @@ namespace {
 constexpr const char* twin(float) { return "f"; }
 constexpr const char* twin(double) { return "d"; }
 
-/// An n by n matrix of integers whose last column is a combination of the others, not of zeros alone, and
-/// a right-hand side.
+/// An n by n matrix of integers whose last column is a combination of the others, not of zeros alone,
+/// and a right-hand side.
 template <class Real>
 Table<Real> singular(Random& random, int n) {
   Table<Real> A(n, n + 1);
@@ -81,7 +81,7 @@ TWIN_TEST(InvGJ, GivesZeroForMostSingularMatricesOfSmallIntegers) {
   EXPECT_GT(count, 700);
 }
 
-// The last column depends on the others but for the rounding of its elements.
+// The last column depends on the others, up to the rounding of its elements.
 TWIN_TEST(Qrd, GivesADiagonalElementThatIsNoiseForADependentColumn) {
   Random random(2027);
   double largest = 0;
@@ -155,7 +155,7 @@ int status_of(Real norm, Real last) {
 TEST(Qrd_d, HasTheRangeThatItsHeaderGives) {
   EXPECT_EQ(status_of(1.5e-162, 1.5e-162), M_QRD_ZERO);
   EXPECT_EQ(status_of(1.6e-162, 1.6e-162), M_QRD_OK);
-  EXPECT_EQ(status_of(7.8e-154, 0.0), M_QRD_OK);  // the column of zeros is not told
+  EXPECT_EQ(status_of(7.8e-154, 0.0), M_QRD_OK);  // the column of zeros passes
   EXPECT_EQ(status_of(8e-154, 0.0), 1);
   EXPECT_EQ(status_of(1.3e154, 1.3e154), M_QRD_OK);
   EXPECT_EQ(status_of(1.4e154, 1.4e154), 1);  // infinite norms

@@ -1,4 +1,5 @@
-// tests/test_fit_kernels.cpp - basis functions and Chebyshev polynomials, one at a time and side by side.
+// tests/test_fit_kernels.cpp - basis functions and Chebyshev polynomials, one at a time and side by
+// side.
 #include <array>
 #include <climits>
 #include <cmath>
@@ -40,7 +41,7 @@ struct Values {
 };
 
 /// Basis function j at u as it is defined: the quotients and h h / 6 in long double, the place in the
-/// interval and the results rounded to double. What depends on the point alone is multiplied first.
+/// interval and the results rounded to double. Factors of the point alone are multiplied first.
 template <class Real>
 Values plain_basis(const Real* T, int n, int j, double u) {
   const double h = 2.0 / (n + 1.0);
@@ -154,7 +155,7 @@ TWIN_TEST(Basisval, IsExactAtBothEnds) {
   }
 }
 
-/// What the worst of many comparisons came to, in units of its scale.
+/// The worst of many comparisons, in units of its scale.
 struct Worst {
   double value = 0;
   void take(Wide difference, Wide scale) {
@@ -163,8 +164,8 @@ struct Worst {
   }
 };
 
-/// What rounding does to numbers of magnitude 1 that depend on the place in an interval of width h:
-/// that of an element, and that of the point and the left knot, which are known to a rounding of 2.
+/// Rounding errors of numbers of magnitude 1 that depend on the place in an interval of width h: from
+/// the elements, and from the point and the left knot, which carry a rounding of 2.
 template <class Real>
 Wide rounding(Wide h) {
   return eps_of<Real> + eps_of<double> / h;
@@ -186,7 +187,7 @@ TWIN_TEST(Basisval, IsOneAtItsKnotAndZeroAtTheOthers) {
   EXPECT_LE(worst.value, 2);
 }
 
-// A slope is a sum of elements of the table by h / 6, where the greatest is 12 / h^2 for the
+// A slope is a sum of elements of the table times h / 6. The greatest element is 12 / h^2 for the
 // functions of a knot value and 4 / h for those of a slope.
 TWIN_TEST(Basisval, HasSlopesOfOneAndZeroAtTheEnds) {
   Worst worst;
@@ -261,7 +262,7 @@ TWIN_TEST(Cheb, MovesPointsOfTheBandOntoTheEnds) {
         EXPECT_SAME(S2[j], T2[j]);
       }
     }
-    // Inside nothing is moved.
+    // A point inside is not moved.
     const double inside = std::nextafter(end, 0.0);
     ASSERT_EQ(P_cheb<Real>(5, inside, S.data(), nullptr, nullptr), 0);
     EXPECT_SAME(S[1], static_cast<Real>(inside));
@@ -341,9 +342,9 @@ TWIN_TEST(Cheb, IsExactAtTheEnds) {
 }
 
 // T[j](cos q) = cos(j q), its slope j sin(j q) / sin(q), its curvature from the differential equation
-// (1 - t^2) T'' = t T' - j^2 T. The recurrence carries a rounding of one step on to no more than j of
-// it, and the j roundings have random signs: so the unit of a value is j roundings of 1, and that of
-// a derivative j roundings of its greatest magnitude, j^2 and j^4 / 3.
+// (1 - t^2) T'' = t T' - j^2 T. The recurrence multiplies a rounding of one step by j at most, and the
+// j roundings have random signs. So the unit of a value is j roundings of 1, and that of a derivative j
+// roundings of its greatest magnitude, j^2 and j^4 / 3.
 TWIN_TEST(Cheb, FollowsTheCosines) {
   constexpr int p = 200;
   Random random(85);
@@ -414,7 +415,7 @@ TWIN_TEST(Cheb, StepsByTheFusedRecurrence) {
     Real before = 1, now = static_cast<Real>(t);
     for (int j = 1; j <= p; ++j) {
       ASSERT_SAME(T[j], now) << "j = " << j << ", t = " << shown(t);
-      // The step takes t itself, which the f twin rounds only as T[1].
+      // The step uses t itself; the f twin rounds t only in T[1].
       const auto next = static_cast<Real>(std::fma(2 * t, double(now), -double(before)));
       before = now;
       now = next;

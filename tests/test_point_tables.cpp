@@ -1,6 +1,6 @@
-// tests/test_point_tables.cpp - the kernels that search a table of nodes for a block of points, and
-// evaluate lines and cubics there, of every set: intervals are those of single searches, and what is
-// accepted has the bits of the formulas written out.
+// tests/test_point_tables.cpp - the kernels of every set that search a table of nodes for a block of
+// points and evaluate lines and cubics there. Intervals are those of single searches; accepted results
+// have the bits of the formulas written out.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -119,7 +119,7 @@ class FindCall {
       ASSERT_EQ(last_, count == 0 ? before : k[count - 1]) << "after " << count << " points";
     }
   }
-  /// That many points lay inside, and so many of them in the interval that was last.
+  /// The number of points inside, and of those in the interval found last.
   void expect_found(long long least, long long least_at_once) const {
     EXPECT_GE(found_, least);
     EXPECT_GE(found_at_once_, least_at_once);
@@ -138,7 +138,7 @@ class FindCall {
   Fenced<std::int32_t> k_{point_block};
 };
 
-/// A point in or around interval i: mostly inside, else on its nodes, beside them or far from all.
+/// A point for interval i: mostly inside, else on its nodes, beside them, or far from all nodes.
 template <class Real>
 Real any_point(Random& random, FindCall<Real>& call, int i) {
   const Real left = call.node(i), right = call.node(i + 1);
@@ -182,7 +182,7 @@ KERNEL_TEST(PointTable, FindsTheIntervalsOfSingleSearchesInLargeTables) {
     for (const Spacing spacing : {Spacing::even, Spacing::negative, Spacing::adjacent}) {
       call.table(ascending_nodes<Real>(random, n, spacing), random);
       for (int count = 0; count <= point_block; ++count) {
-        // Sorted points, and others; both ends are among them.
+        // Sorted and unsorted points, both ends among them.
         const int from = random.integer(0, n - 2), step = random.chance(2) ? n / 64 : 0;
         call.check(kernel, count, random, [&](int j) {
           const int i = step > 0           ? (from + j * step) % (n - 1)
@@ -202,7 +202,7 @@ KERNEL_TEST(PointTable, FindsPointsThatLeaveTheLastInterval) {
     const int n = random.integer(2, 40);
     call.table(ascending_nodes<Real>(random, n, all_spacings[round % 5]), random);
     for (int count = 1; count <= point_block; ++count) {
-      // All points but one, or all, lie in the interval of the last point before.
+      // All points, or all but one, lie in the interval of the last point before.
       const int last = call.last(), place = random.integer(0, count);
       call.check(kernel, count, random, [&](int i) {
         if (i == place)
@@ -222,7 +222,7 @@ Wide line_at(Wide t, double x0, double x1, Wide y0, Wide y1) {
   return (t - x0) * ((y1 - y0) / (x1 - x0)) + y0;
 }
 
-/// The intervals of a block; behind them, up to a whole number of vectors, an index that may be used.
+/// The intervals of a block, then an index that may be used, up to a whole number of vectors.
 std::int32_t* intervals(Fenced<std::int32_t>& array, const std::vector<std::int32_t>& k,
                         Random& random) {
   std::int32_t* all = array.lay(point_block, 0, side(random));
@@ -349,14 +349,14 @@ TablePoints<Real> own_intervals(Random& random) {
   return table;
 }
 
-// Of doubles only: no float steers a result as finely.
+// Of doubles only: a float cannot bring a result so near to a place.
 TEST_P(PointTable_d, LinesBesideAHalfwayPlaceAreInDoubt) {
   Random random(8213);
   LineCall<double> call;
   for (int round = 0; round < 3000; ++round) {
     auto table = own_intervals<double>(random);
     for (int i = 0; i < point_block; ++i) {
-      // One ordinate makes most of the result, the other steers it.
+      // One ordinate makes most of the result; the other moves it to the place.
       const std::size_t k = at(2 * i), own = random.chance(2) ? 1 : 0;
       const double most = table.y[k + 1 - own] = number(random, -2, 2);
       const Wide t = table.t[at(i)];
@@ -376,8 +376,8 @@ KERNEL_TEST(PointTable, LinesBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
   for (int round = 0; round < 500; ++round) {
     auto table = own_intervals<Real>(random);
     for (int i = 0; i < point_block; ++i) {
-      // The place is half a step below the left ordinate. The point comes near it, as nearly as the
-      // step of its type allows; what is left comes from the other ordinate.
+      // The place is half a step below the left ordinate. The choice of the point brings the line as
+      // near to it as the step of its type allows; the other ordinate does the rest.
       const std::size_t k = at(2 * i);
       table.x[k] = 0;
       table.x[k + 1] = static_cast<Real>(random.real(1, 2));
@@ -394,7 +394,7 @@ KERNEL_TEST(PointTable, LinesBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
   call.share.expect_between(0.05, 1, kernel, "lines beside halfway, near a node");
 }
 
-// Of doubles only: too few bits of a float are left to show them.
+// Of doubles only: cancellation leaves too few bits of a float.
 TEST_P(PointTable_d, LinesThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8215);
   LineCall<double> call;
@@ -405,7 +405,7 @@ TEST_P(PointTable_d, LinesThatCancelHaveTheFormulasBitsOrAreInDoubt) {
       double &x0 = table.x[k], &x1 = table.x[k + 1], &y0 = table.y[k], &t = table.t[at(i)];
       y0 = number(random, -2, 2);
       if (random.chance(2)) {
-        // Every quantity is just above a power of two, where its rounding weighs most, and is inexact.
+        // Every quantity is just above a power of two, where its rounding is relatively largest.
         const auto power = [&](int e) { return std::ldexp(random.real(1, 1 + 0x1p-6), e); };
         x0 = power(random.integer(-16, -13));
         t = power(0);
@@ -425,7 +425,7 @@ KERNEL_TEST(PointTable, LinesKeepTheSignOfZero) {
   LineCall<Real> call;
   for (int round = 0; round < 20; ++round)
     for (int count = 0; count <= point_block; ++count) {
-      // Zeros, and ordinates so small that what is between them is none.
+      // Zeros, and ordinates so small that no number lies between them.
       auto table = any_points<Real>(count, random);
       const int most = random.integer(0, 2);
       for (std::size_t i = 0; i < table.x.size(); ++i)
@@ -454,7 +454,7 @@ Wide cubic_at(int derivative, Wide r, Wide y, Wide b, Wide c, Wide d) {
 template <class Real>
 class CubicCall {
  public:
-  /// What is wanted: bit 0 the value, 1 the slope, 2 the curvature.
+  /// wanted: bit 0 the value, 1 the slope, 2 the curvature.
   void check(const tabfit::Kernels& kernel, const TablePoints<Real>& table, int wanted,
              Random& random) {
     const int n = static_cast<int>(table.x.size()), count = static_cast<int>(table.t.size());
@@ -533,7 +533,7 @@ std::array<Real*, 4> coefficients(TablePoints<Real>& table, int i) {
   return {&table.y[k], &table.y[n + k], &table.y[2 * n + k], &table.y[3 * n + k]};
 }
 
-// Of doubles only: no float steers a result as finely.
+// Of doubles only: a float cannot bring a result so near to a place.
 TEST_P(PointTable_d, CubicsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8223);
   for (int derivative = 0; derivative < 3; ++derivative) {
@@ -542,7 +542,7 @@ TEST_P(PointTable_d, CubicsBesideAHalfwayPlaceAreInDoubt) {
       auto table = own_intervals<double>(random);
       table.y.resize(4 * table.x.size());
       for (int i = 0; i < point_block; ++i) {
-        // Any terms make most of the result; one of them steers it.
+        // All terms make the result; a random one moves it to the place.
         const auto terms = coefficients(table, i);
         const double r = table.t[at(i)] - table.x[at(2 * i)];
         const int own = random.integer(derivative, 3);
@@ -571,8 +571,8 @@ KERNEL_TEST(PointTable, CubicsBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
       auto table = own_intervals<Real>(random);
       table.y.assign(4 * table.x.size(), 0);
       for (int i = 0; i < point_block; ++i) {
-        // The place is half a step from the first term. Each of the others comes nearer to it than the
-        // one before by the step of its type; of the curvature, which has one only, the node does, too.
+        // The place is half a step from the first term. Each other term brings the result nearer, down
+        // to its own step. The curvature has only one other term, so the node does it too.
         const auto terms = coefficients(table, i);
         Real& node = table.x[at(2 * i)] = 0;
         const Real t = table.t[at(i)] = static_cast<Real>(random.real(1, 2));
@@ -599,7 +599,7 @@ KERNEL_TEST(PointTable, CubicsBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
   }
 }
 
-// Of doubles only: too few bits of a float are left to show them.
+// Of doubles only: cancellation leaves too few bits of a float.
 TEST_P(PointTable_d, CubicsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8225);
   for (int derivative = 0; derivative < 3; ++derivative) {
@@ -610,12 +610,13 @@ TEST_P(PointTable_d, CubicsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
       for (int i = 0; i < point_block; ++i) {
         const auto terms = coefficients(table, i);
         const double r = table.t[at(i)] - table.x[at(2 * i)];
-        // From the cubic term down, each is added to r times the sum before; one of them cancels it.
+        // From the cubic term down, each term is added to r times the sum so far, and one term cancels
+        // that.
         const int cancels = random.integer(derivative, 2);
         Wide all[4] = {0, 0, 0, number(random, -2, 2)};
         *terms[3] = static_cast<double>(all[3]);
         for (int j = 2; j >= derivative; --j) {
-          // With the lower terms zero, the sum so far times a power of r.
+          // The lower terms are zero: the result is the sum so far times a power of r.
           const auto with = [&](Wide v) {
             all[j] = v;
             return cubic_at(derivative, r, all[0], all[1], all[2], all[3]);

@@ -1,6 +1,6 @@
-// tests/test_points.cpp - the kernels for points of every set against the formulas written out: what a
-// kernel accepts has their bits, what it doubts it leaves alone, and neither is it allowed to doubt much
-// nor to touch anything behind the last point.
+// tests/test_points.cpp - the kernels for points of every set against the formulas written out. Results
+// that a kernel accepts have the bits of the formula. It may doubt few points, and must touch nothing
+// behind the last one.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -319,8 +319,8 @@ TEST_P(Point, PlacesBesideAHalfwayPlaceAreInDoubt) {
   LocateCall call;
   for (int round = 0; round < 2000; ++round) {
     BasisGrid grid(random.integer(1, 3));
-    // t = u / h is halfway between doubles but for a part of 2^-64: h and u are odd whole numbers, and
-    // t 2^54 h differs from 2^54 u by a whole number.
+    // t = u / h is the middle between two doubles, up to a part of 2^-64: h and u are odd whole
+    // numbers, and t 2^54 h differs from 2^54 u by a whole number.
     std::vector<double> u;
     const auto whole = static_cast<std::uint64_t>(std::ldexp(grid.h * random.real(0.9, 1), 53)) | 1;
     grid.h = std::ldexp(static_cast<double>(whole), -53);
@@ -340,7 +340,7 @@ TEST_P(Point, PlacesBesideAHalfwayPlaceAreInDoubt) {
   call.share.expect_between(0.05, 1, kernels(), "places beside halfway");
 }
 
-/// Places as locate leaves them, those behind count included.
+/// Places as locate leaves them, also those behind count.
 template <class Place>
 PointPlaces places(int count, Place place) {
   PointPlaces at;
@@ -352,7 +352,7 @@ PointPlaces places(int count, Place place) {
   return at;
 }
 
-/// A place within an interval; now and then near an end of it, or beyond.
+/// A place within an interval; sometimes near an end or beyond it.
 double random_place(Random& random) {
   switch (random.integer(0, 15)) {
     case 0:
@@ -415,7 +415,7 @@ KERNEL_TEST(Point, BasisFunctionsOfOrdinaryDataAreSeldomInDoubt) {
     const BasisGrid grid(n);
     const tabfit::BasisTable<Real> table(tabfit::AX_d2fcs<Real>(n));
     for (int count = 0; count <= point_block; ++count) {
-      // Points in ascending order, as those of a fit are, or not.
+      // Points in ascending order, as in a fit, or in any order.
       std::vector<double> u(point_block);
       for (double& point : u) point = random.real(0, 2);
       if (random.chance(2)) std::sort(u.begin(), u.end());
@@ -442,7 +442,7 @@ KERNEL_TEST(Point, BasisFunctionsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
           return Located{same ? level : random.integer(0, n), random_place(random)};
         });
         const int j = random.chance(2) ? level + random.integer(1, 2) : random.integer(0, n + 3);
-        // Some columns are zero for the most part.
+        // Some columns are mostly zero.
         const bool zeros = random.chance(3);
         call.check(kernel, grid, at, count, j, random, [&](int) {
           if (zeros && random.chance(2)) return random.chance(2) ? Real(0) : Real(-0.0);
@@ -456,11 +456,11 @@ KERNEL_TEST(Point, BasisFunctionsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8133);
   BasisCall<Real> call;
   for (int round = 0; round < 20000; ++round) {
-    // The bend's share of the result is what steers it.
+    // The share of the second derivatives moves the result to the place.
     BasisGrid grid(random.integer(1, 20));
     const int k = random.integer(0, grid.n), j = k + random.integer(1, 2), count = random.integer(1, 9),
               place = random.integer(0, count - 1);
-    // Often the result is just above a power of two, where roundings weigh most.
+    // Often the result is just above a power of two, where roundings are relatively largest.
     const double t = random.chance(4) ? random.real(0.01, 0.99)
                                       : 0.5 + (j == k + 1 ? -1 : 1) * random.real(0, 0x1p-6);
     const auto a = static_cast<Real>(number(random, -16, -11) / grid.g),
@@ -482,7 +482,7 @@ KERNEL_TEST(Point, BasisFunctionsBesideAHalfwayPlaceAreInDoubt) {
   call.share.expect_between(0.05, 1, kernel, "basis functions beside halfway");
 }
 
-// Of doubles only: no float steers a result as finely.
+// Of doubles only: a float cannot bring a result so near to a place.
 TEST_P(Point, BasisFunctionsOfOtherKnotsBesideAHalfwayPlaceAreInDoubt) {
   Random random(8134);
   BasisCall<double> call;
@@ -492,7 +492,7 @@ TEST_P(Point, BasisFunctionsOfOtherKnotsBesideAHalfwayPlaceAreInDoubt) {
     PointPlaces at = places(point_block, [&](int i) {
       return Located{3 * i, random.real(0.01, 0.99)};
     });
-    // Two neighbours in each interval belong to nobody else.
+    // No two intervals share an element of the column.
     std::vector<double> T(202);
     for (double& element : T) element = number(random, -3, 3) / grid.g;
     const int chosen = own ? 3 * random.integer(0, 63) + random.integer(1, 2) : 0;
@@ -510,7 +510,7 @@ TEST_P(Point, BasisFunctionsOfOtherKnotsBesideAHalfwayPlaceAreInDoubt) {
   call.share.expect_between(0.05, 1, kernels(), "basis functions of other knots beside halfway");
 }
 
-// Of doubles only: too few bits of a float are left to show them.
+// Of doubles only: cancellation leaves too few bits of a float.
 TEST_P(Point, BasisFunctionsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8135);
   BasisCall<double> call;
@@ -536,7 +536,7 @@ TEST_P(Point, BasisFunctionsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
 
 // -- splines --------------------------------------------------------------------------------------
 
-/// What a spline is made of at one point, and its value and derivatives before they are rounded.
+/// The parts of a spline at one point, and its value and derivatives before they are rounded.
 struct Curve {
   double h, g, hw, t;
   Wide a, b, e1, e2;
@@ -551,8 +551,8 @@ struct Curve {
 template <class Real>
 class SplineCall {
  public:
-  /// Knot values a[1..n+2] and second derivatives C[0..n+1]; what is wanted: bit 0 the value, 1 the
-  /// slope, 2 the curvature.
+  /// Knot values a[1..n+2] and second derivatives C[0..n+1]. wanted: bit 0 the value, 1 the slope, 2
+  /// the curvature.
   template <class KnotValue, class Bend>
   void check(const tabfit::Kernels& kernel, const BasisGrid& grid, double hw, const PointPlaces& places,
              int count, int wanted, Random& random, KnotValue knot_value, Bend bend) {
@@ -621,7 +621,7 @@ KERNEL_TEST(Point, SplinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
         const PointPlaces at = places(count, [&](int) {
           return Located{same ? level : random.integer(0, grid.n), random_place(random)};
         });
-        // Also straight ones, with knot values of few digits and zeros of both signs.
+        // Some are straight lines, with knot values of few digits and zeros of both signs.
         const bool straight = random.chance(3);
         const double hw =
             random.chance(10) ? element<double>(random, data) : std::abs(number(random, -104, 104));
@@ -652,7 +652,7 @@ KERNEL_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
       const PointPlaces at = places(point_block, [&](int i) {
         return Located{3 * i, random.real(0.01, 0.99)};
       });
-      // In each interval: knot values, or what bends, or both, make most of the result.
+      // In each interval knot values, second derivatives or both make most of the result.
       std::vector<Real> a(204);
       std::vector<double> C(202);
       const int scale = random.integer(-20, 8);
@@ -678,7 +678,7 @@ KERNEL_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
   }
 }
 
-// Of doubles only: too few bits of a float are left to show them.
+// Of doubles only: cancellation leaves too few bits of a float.
 TEST_P(Point, SplinesOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
   Random random(8145);
   constexpr const char* names[] = {"values that cancel", "slopes that cancel",
@@ -688,8 +688,8 @@ TEST_P(Point, SplinesOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
     SplineCall<double> call;
     for (int round = 0; round < 1500; ++round) {
       const double hw = std::abs(number(random, -2, 2));
-      // Near the left end the right bend adds little to the slope but by what it does to the rise; in the
-      // middle two equal bends add nothing to the slope at all.
+      // Near the left end the right second derivative changes the slope almost only through the rise.
+      // In the middle two equal second derivatives add nothing to the slope.
       const int form = random.integer(0, 3), near = form == 0 ? random.integer(3, 8) : 0;
       const PointPlaces at = places(point_block, [&](int i) {
         return Located{3 * i, form == 0   ? std::ldexp(random.real(1, 2), -near)
@@ -734,7 +734,7 @@ KERNEL_TEST(Point, SplinesKeepTheSignOfZero) {
 
 // -- Chebyshev polynomials ------------------------------------------------------------------------
 
-/// Rows of `count` elements, `stride` apart; between them places that nobody may touch.
+/// Rows of `count` elements, `stride` apart; the places between them must not be touched.
 template <class T>
 class Rows {
  public:
@@ -759,7 +759,7 @@ class Rows {
   int rows_ = 0, count_ = 0, stride_ = 1;
 };
 
-/// A point of -1..1, often an odd one.
+/// A point of -1..1, often a special one.
 template <class Real>
 double chebyshev_point(Random& random, Data data) {
   if (data == Data::plain || random.chance(2)) return random.real(-1, 1);

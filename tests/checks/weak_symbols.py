@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""weak_symbols.py OBJECTS...: the objects that are compiled for some processors only define no weak symbol.
+"""weak_symbols.py OBJECTS...: objects for one instruction set define no weak symbol.
 
 Of a weak symbol that several objects define, such as an inline function, the linker keeps any one: all
 processors might be given the code for one kind. OBJECTS may be lists joined by semicolons.

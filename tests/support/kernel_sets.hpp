@@ -8,7 +8,7 @@
 
 #include "kernels/lanes/choice.hpp"
 
-/// What an instruction set is called, whether this processor has it, and its kernels.
+/// An instruction set: its name, its kernels, and whether this processor has it.
 struct InstructionSet {
   const char* name;
   bool (*runs)();
@@ -34,7 +34,7 @@ inline const InstructionSet instruction_sets[] = {
 #endif
 };
 
-/// Tests that run with each set, and are skipped where the processor has not what it needs.
+/// Tests that run with each set. They are skipped if the processor lacks the set.
 class WithKernels : public testing::TestWithParam<InstructionSet> {
  protected:
   void SetUp() override {
@@ -43,7 +43,8 @@ class WithKernels : public testing::TestWithParam<InstructionSet> {
   static const tabfit::Kernels& kernels() { return *GetParam().kernels; }
 };
 
-/// Defines Suite_f.Name and Suite_d.Name from one body over the element type Real and `kernel`, a table.
+/// Defines Suite_f.Name and Suite_d.Name from one body over the element type Real and `kernel`, a
+/// table.
 #define KERNEL_TEST(Suite, Name)                                 \
   template <class Real>                                          \
   static void Suite##_##Name(const tabfit::Kernels& kernel);     \

@@ -31,7 +31,7 @@ inline bool in(PointSet set, int i) { return set >> i & 1; }
 inline bool is_plain(const tabfit::Kernels& kernel) { return &kernel == &tabfit::plain_kernels; }
 inline Touching side(Random& random) { return random.chance(2) ? Touching::end : Touching::begin; }
 
-/// count elements that touch a fence, the places at their other end signalling.
+/// count elements that touch a fence; the places at their other end hold signalling NaN.
 template <class T, class Element>
 T* input(Fenced<T>& array, int count, Random& random, Element element) {
   T* data = array.lay(count, signal_of<T>(), side(random));
@@ -51,7 +51,7 @@ class Share {
     for_points(doubts, [&](int) { ++doubts_; });
     points_ += count;
   }
-  /// Plain loops doubt every point. The others doubt at least that much of them, and at most that much.
+  /// Plain loops doubt every point. The others must doubt a share between least and most.
   void expect_between(double least, double most, const tabfit::Kernels& kernel,
                       const char* what) const {
     const double share = static_cast<double>(doubts_) / static_cast<double>(points_);
@@ -68,11 +68,11 @@ class Share {
   long long doubts_ = 0, points_ = 0;
 };
 
-// Measured on ordinary data: up to 0.1 % where the results are floats; where they are doubles, 3.0 % of
-// slopes, 1.8 % of values, 1.2 % of the rest.
+// Measured on ordinary data: up to 0.1 % of float results; of double results 3.0 % of slopes, 1.8 % of
+// values, 1.2 % of the rest.
 inline constexpr double few = 0.04;
 
-/// Holds what a kernel put to its formula.
+/// Checks that a kernel stored the result of its formula.
 template <class Real, class Formula>
 void check_results(PointSet doubts, Fenced<Real>& out, Formula formula) {
   ASSERT_TRUE(out.zone_intact());
@@ -92,8 +92,8 @@ Real through_double(Wide v) {
 
 // -- results that are hard to round ---------------------------------------------------------------
 
-/// Halfway between two numbers of Real beside y. through_double: or where it is decided which double
-/// near there a result becomes.
+/// The middle between two neighbouring numbers of Real beside y. With through_double also a middle
+/// between two neighbouring doubles there, since a result is rounded to double first.
 template <class Real>
 Wide halfway_beside(Wide y, bool through_double, Random& random) {
   const auto beside = [](auto v) {
@@ -105,15 +105,16 @@ Wide halfway_beside(Wide y, bool through_double, Random& random) {
   return random.chance(2) ? beside(exact) : beside(std::nextafter(exact, -inf_of<double>));
 }
 
-/// The number for which f, linear, is the target; x, not 0, is one near it, and adds little to f.
+/// The argument for which the linear function f is the target. x is near it, not 0, and adds little to
+/// f.
 template <class F>
 Wide toward(Wide target, double x, F f) {
   const Wide y = f(x), far = std::ldexp(Wide(x), 20), change = (f(far) - y) / (far - x);
   return x + (target - y) / change;
 }
 
-/// A number near x for which f, linear, is as near to a place where its rounding changes as doubles get:
-/// x has to add a thousandth of f or less.
+/// A number near x for which the linear function f comes as near as doubles can to a place where its
+/// rounding changes. x must add a thousandth of f or less.
 template <class Real, class F>
 double steered(double x, bool through_double, Random& random, F f) {
   return static_cast<double>(toward(halfway_beside<Real>(f(x), through_double, random), x, f));
@@ -124,8 +125,8 @@ inline double number(Random& random, int least, int most) {
   return (random.chance(2) ? 1 : -1) * std::ldexp(random.real(1, 2), random.integer(least, most - 1));
 }
 
-/// A number for which the terms of f, linear, cancel but for 2^-4 to 2^-11 of them: their roundings are that
-/// much greater beside the result.
+/// A number for which the terms of the linear function f cancel up to 2^-4 to 2^-11 of them. Their
+/// roundings are larger than the result's by this factor.
 template <class F>
 double cancelling(Random& random, F f) {
   const Wide zero = -f(0) / (f(1) - f(0));
