@@ -986,7 +986,7 @@ TEST_F(CommandSolve, ColumnsOfVeryDifferentUnitsAreNoObstacle) {
   EXPECT_DOUBLE_EQ(json["coefficients"][1].at("value"), 0x1p-899);
 }
 
-TEST_F(CommandSolve, LeavesOutWhatCannotBeSaid) {
+TEST_F(CommandSolve, LeavesOutStatisticsThatAreUndefined) {
   const Outcome exact = solve("x,y\n0,1\n1,2\n", {"--response", "y", "--intercept"});
   EXPECT_EQ(exact.err.find("standard deviation"), std::string::npos) << exact.err;
   const Json json = Json::parse(solve("x,y\n3,3\n4,29\n", {"--response", "y", "--format", "json"}).out);

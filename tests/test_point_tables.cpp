@@ -318,7 +318,7 @@ TablePoints<Real> any_points(int count, Random& random) {
   return table;
 }
 
-KERNEL_TEST(PointTable, LinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(PointTable, LinesOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8212);
   LineCall<Real> call;
   for (int round = 0; round < 40; ++round)
@@ -395,7 +395,7 @@ KERNEL_TEST(PointTable, LinesBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
 }
 
 // Of doubles only: cancellation leaves too few bits of a float.
-TEST_P(PointTable_d, LinesThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+TEST_P(PointTable_d, LinesThatCancelHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8215);
   LineCall<double> call;
   for (int round = 0; round < 6000; ++round) {
@@ -508,7 +508,7 @@ KERNEL_TEST(PointTable, CubicsOfOrdinaryDataAreSeldomInDoubt) {
   }
 }
 
-KERNEL_TEST(PointTable, CubicsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(PointTable, CubicsOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8222);
   CubicCall<Real> call;
   for (int round = 0; round < 20; ++round)
@@ -600,7 +600,7 @@ KERNEL_TEST(PointTable, CubicsBesideAHalfwayPlaceNearTheLeftNodeAreInDoubt) {
 }
 
 // Of doubles only: cancellation leaves too few bits of a float.
-TEST_P(PointTable_d, CubicsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+TEST_P(PointTable_d, CubicsOfTermsThatCancelHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8225);
   for (int derivative = 0; derivative < 3; ++derivative) {
     CubicCall<double> call;

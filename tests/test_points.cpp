@@ -79,7 +79,7 @@ KERNEL_TEST(Point, MappingsOfOrdinaryDataAreSeldomInDoubt) {
   call.to_element.expect_between(0, few, kernel, "mapped elements");
 }
 
-KERNEL_TEST(Point, MappingsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, MappingsOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8102);
   MapCall<Real> call;
   constexpr double odd[] = {0,         -0.0,     inf_of<double>, -inf_of<double>, nan_of<double>,
@@ -131,7 +131,7 @@ KERNEL_TEST(Point, MappingsBesideAHalfwayPlaceAreInDoubt) {
   }
 }
 
-KERNEL_TEST(Point, EveryPointIsInDoubtWhereTheScaleIsNone) {
+KERNEL_TEST(Point, EveryPointIsInDoubtIfTheScaleIsOutOfRange) {
   Fenced<double> s(point_block), u(point_block);
   Fenced<Real> v(point_block), out(point_block);
   for (const double hw : {0.0, -0.0, -1.0, 0x1p-101, 0x1p101, inf_of<double>, -inf_of<double>,
@@ -199,7 +199,7 @@ KERNEL_TEST(Point, QuotientsOfOrdinaryDataAreSeldomInDoubt) {
   call.share.expect_between(0, few, kernel, "quotients");
 }
 
-KERNEL_TEST(Point, QuotientsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, QuotientsOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8112);
   DivideCall<Real> call;
   for (int round = 0; round < 30; ++round)
@@ -289,7 +289,7 @@ TEST_P(Point, PlacesOfOrdinaryDataAreSeldomInDoubt) {
   call.share.expect_between(0, few, kernels(), "places");
 }
 
-TEST_P(Point, PlacesBesideKnotsAndEndsAreTheDefinitionsOrInDoubt) {
+TEST_P(Point, PlacesBesideKnotsAndEndsHaveTheBitsOfTheDefinitionOrAreInDoubt) {
   Random random(8122);
   LocateCall call;
   const double inf = inf_of<double>;
@@ -429,7 +429,7 @@ KERNEL_TEST(Point, BasisFunctionsOfOrdinaryDataAreSeldomInDoubt) {
   call.share.expect_between(0, few, kernel, "basis functions");
 }
 
-KERNEL_TEST(Point, BasisFunctionsOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, BasisFunctionsOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8132);
   BasisCall<Real> call;
   for (int round = 0; round < 12; ++round)
@@ -511,7 +511,7 @@ TEST_P(Point, BasisFunctionsOfOtherKnotsBesideAHalfwayPlaceAreInDoubt) {
 }
 
 // Of doubles only: cancellation leaves too few bits of a float.
-TEST_P(Point, BasisFunctionsOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+TEST_P(Point, BasisFunctionsOfTermsThatCancelHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8135);
   BasisCall<double> call;
   const BasisGrid grid(200);
@@ -609,7 +609,7 @@ KERNEL_TEST(Point, SplinesOfOrdinaryDataAreSeldomInDoubt) {
   }
 }
 
-KERNEL_TEST(Point, SplinesOfAnyDataHaveTheFormulasBitsOrAreInDoubt) {
+KERNEL_TEST(Point, SplinesOfAnyDataHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8142);
   SplineCall<Real> call;
   for (int round = 0; round < 10; ++round)
@@ -679,7 +679,7 @@ KERNEL_TEST(Point, SplinesBesideAHalfwayPlaceAreInDoubt) {
 }
 
 // Of doubles only: cancellation leaves too few bits of a float.
-TEST_P(Point, SplinesOfTermsThatCancelHaveTheFormulasBitsOrAreInDoubt) {
+TEST_P(Point, SplinesOfTermsThatCancelHaveTheBitsOfTheFormulaOrAreInDoubt) {
   Random random(8145);
   constexpr const char* names[] = {"values that cancel", "slopes that cancel",
                                    "curvatures that cancel"};
@@ -781,7 +781,7 @@ void each_block(Random& random, Check check) {
       }
 }
 
-KERNEL_TEST(Point, ClampMovesPointsIntoTheReferenceIntervalAndNamesThoseBeyondTheBand) {
+KERNEL_TEST(Point, ClampMovesPointsIntoTheReferenceIntervalAndReturnsThoseBeyondTheBand) {
   Random random(8150);
   Fenced<Real> v(point_block);
   Fenced<double> t(point_block);

@@ -1,5 +1,5 @@
-// llsqp/constrained.hpp - what higher layers call of the generally constrained solver;
-// tabfit/least_squares.h says what it does.
+// llsqp/constrained.hpp - the generally constrained solver, for higher layers; tabfit/least_squares.h
+// describes it.
 #pragma once
 
 namespace tabfit {

@@ -1,5 +1,5 @@
-// llsqp/inequality.hpp - what higher layers call of the least-distance solver; tabfit/least_squares.h
-// says what it does.
+// llsqp/inequality.hpp - the least-distance solver, for higher layers; tabfit/least_squares.h describes
+// it.
 #pragma once
 
 namespace tabfit {

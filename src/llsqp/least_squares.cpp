@@ -61,7 +61,7 @@ class WorkingTable {
   explicit operator bool() const noexcept { return complete_; }
   Real** get() const noexcept { return columns_.get(); }
 
-  /// Leaves all of it allocated for good.
+  /// Keeps the table allocated: the destructor releases nothing.
   void abandon() noexcept {
     count_ = 0;
     (void)columns_.release();

@@ -1,5 +1,5 @@
-// llsqp/least_squares.hpp - what higher layers call of the unconstrained solvers;
-// tabfit/least_squares.h says what each does.
+// llsqp/least_squares.hpp - the unconstrained solvers, for higher layers; tabfit/least_squares.h
+// describes them.
 #pragma once
 
 namespace tabfit {

@@ -1,5 +1,5 @@
-// llsqp/nonnegative.hpp - what higher layers call of the non-negative solver; tabfit/least_squares.h
-// says what it does.
+// llsqp/nonnegative.hpp - the non-negative solver, for higher layers; tabfit/least_squares.h describes
+// it.
 #pragma once
 
 namespace tabfit {

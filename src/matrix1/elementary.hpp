@@ -1,5 +1,5 @@
-// matrix1/elementary.hpp - what higher layers call of the elementary operations; tabfit/matrix.h says
-// what each does.
+// matrix1/elementary.hpp - the elementary operations that higher layers call; tabfit/matrix.h describes
+// them.
 #pragma once
 
 namespace tabfit {

@@ -5,7 +5,7 @@
 
 namespace tabfit {
 
-/// Status of the in-place products that report.
+/// Status of the in-place products, where they have one.
 inline constexpr int in_place_done = 0, in_place_no_memory = 1;
 
 /// Replaces column k of B by a result, k = 0..columns-1. The result depends on the whole column that it

@@ -1,4 +1,4 @@
-// matrix1/products.hpp - what higher layers call of the products; tabfit/matrix.h says what each does.
+// matrix1/products.hpp - the products that higher layers call; tabfit/matrix.h describes them.
 #pragma once
 
 namespace tabfit {

@@ -1,5 +1,5 @@
-// matrix1/triangular_inverse.hpp - what higher layers call of the triangular solves and inverses;
-// tabfit/matrix.h says what each does.
+// matrix1/triangular_inverse.hpp - the triangular solves and inverses that higher layers call;
+// tabfit/matrix.h describes them.
 #pragma once
 
 namespace tabfit {

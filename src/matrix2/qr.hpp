@@ -1,4 +1,4 @@
-// matrix2/qr.hpp - what higher layers call of the QR decomposition; tabfit/matrix.h says what it does.
+// matrix2/qr.hpp - the QR decomposition, for higher layers; tabfit/matrix.h describes it.
 #pragma once
 
 namespace tabfit {
