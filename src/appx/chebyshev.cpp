@@ -115,7 +115,7 @@ int AX_polapxval(int p, const Real* a, int k, Real* v, Real* s, Real* s1, Real* 
     const int wanted = std::min(width, k - i0);
     map_onto(v + i0, wanted, map);
     const PointSet outside = p < 0 ? 1 : kernel.clamp(v + i0, wanted, chebyshev_band, t);
-    const int count = std::min(wanted, std::countr_zero(outside));  // points before the first refused one
+    const int count = std::min(wanted, std::countr_zero(outside));  // before the first refused point
     const auto put = [&](Real* out, Wide unit) {
       for_points(kernel.divide(sums, count, unit, out + i0),
                  [&](int i) { out[i0 + i] = store<Real>(sums[i] / unit); });
