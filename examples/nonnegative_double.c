@@ -9,9 +9,9 @@
  * positive leaves a wrong value behind (here x(1) = 0.5 instead of 0).
  *
  * Ls_cnnf may fail, or find a set of positive variables that double precision would not (where some w(j)
- * is within 2e-6 of zero); that is checked. And it does not return for about one problem in 500 with fewer
- * rows than unknowns, or one in 2,000 with nearly equal columns: a host with such data makes that one call
- * in a process that it can stop. */
+ * is within 2e-6 of zero); that is checked. And it may not return if there are fewer rows than unknowns or
+ * if columns are nearly equal (tabfit/least_squares.h says how often): a host with such data makes that
+ * one call in a process that it can stop. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>

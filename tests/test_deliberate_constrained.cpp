@@ -158,6 +158,30 @@ TEST(Deliberate, CnnSingleTwinGivesTheAnswerWithAColumnOfZerosAppended) {
   EXPECT_NEAR(right.x[2], 3, 1e-5);
 }
 
+TEST(Deliberate, CgeAndCleSingleTwinsPassTheStaleValueOnWithStatusZero) {
+  for (const float sign : {1.0F, -1.0F}) {  // x >= 0 with b, x <= 0 with -b
+    const auto solve = [&](Table<float>& A, int n) {
+      const float x0[] = {0, 0, 0};
+      return outcome_of(A, 2, n, [&](float** slots, float* x, float* r, float* rn) {
+        return sign > 0 ? Ls_cge(slots, 2, n, x0, x, r, rn) : Ls_cle(slots, 2, n, x0, x, r, rn);
+      });
+    };
+    auto A = rows_of<float>({{1, 1, 2 * sign}, {1, 2, sign}});
+    auto stale = solve(A, 2);
+    EXPECT_EQ(stale.status, LS_CGE_OK);
+    EXPECT_SAME(stale.x[0], 1.5F * sign);
+    EXPECT_NEAR(stale.x[1], 4.0 / 3 * sign, 1e-6);  // where the answer is 0
+    EXPECT_SAME(stale.r[0], 0.5F);                  // the residual of the answer
+    EXPECT_SAME(stale.rn[0], 0.5F);
+
+    auto B = with_zero_column(A, 2, 2);
+    auto right = solve(B, 3);
+    EXPECT_EQ(right.status, LS_CGE_OK);
+    EXPECT_SAME(right.x[0], 1.5F * sign);
+    EXPECT_EQ(right.x[1], 0.0F);
+  }
+}
+
 TEST(Deliberate, CnnDropsTheSecondOfTwoZerosOnlyAfterAnotherSubproblem) {
   // Two variables reach zero together. The second moves into the place of the first and is passed over.
   // So there are subproblems of 3, 2 and 1 variables, not of 3 and 1.
@@ -300,6 +324,93 @@ TEST(Deliberate, CgrnReportsDistantSolutionsAsIncompatible) {
   EXPECT_EQ(releasing([&] { return Ls_cgrn(scaled.slots(), 1, 1, C.slots(), 1, &x, &rn); }),
             LS_CGRN_OK);
   EXPECT_NEAR(x, 1000, 0.01);
+}
+
+// -- solutions far from the unconstrained one ---------------------------------------------------------
+
+/// A = I, b = 0, lo <= x <= hi.
+template <class Real>
+struct Boxed {
+  Boxed(std::vector<Real> lo, std::vector<Real> hi, double unit = 1) : x(lo.size(), Real(-9)) {
+    const int n = static_cast<int>(lo.size());
+    Table<Real> A(n, n + 1);
+    A.fill([] { return Real(0); });
+    for (int j = 0; j < n; ++j) A.at(j, j) = static_cast<Real>(unit);
+    status = bounded_releasing(
+        [&] { return Ls_cint(A.slots(), n, n, lo.data(), hi.data(), x.data(), &rn); });
+  }
+  std::vector<Real> x;
+  Real rn = -9;
+  int status;
+};
+
+TWIN_TEST(Deliberate, CintRefusesDistantSolutionsUnlessAAndBAreScaled) {
+  const Real lo = sizeof(Real) == 4 ? Real(1000) : Real(1e5), hi = 2 * lo;
+  Boxed<Real> refused({lo}, {hi});
+  EXPECT_EQ(refused.status, LS_CGRN_INCOMPATIBLE);
+  EXPECT_SAME(refused.x[0], Real(-9));
+  EXPECT_SAME(refused.rn, Real(-9));
+  Boxed<Real> scaled({lo}, {hi}, 1 / double(lo));
+  EXPECT_EQ(scaled.status, LS_CGRN_OK);
+  EXPECT_NEAR(scaled.x[0] / lo, 1, 4 * eps_of<Real>);
+  EXPECT_NEAR(scaled.rn, 1, 8 * eps_of<Real>);  // of lo^2
+}
+
+TEST(Deliberate, CintLosesAccuracyWithTheSquareOfTheDistance) {
+  EXPECT_SAME(Boxed<float>({128}, {256}).x[0], 127.9921875F);
+  EXPECT_NEAR(Boxed<float>({700}, {1400}).x[0], 704.92, 0.01);
+  EXPECT_NEAR(Boxed<double>({65610}, {131220}).x[0], 65609.938, 1e-3);
+}
+
+TWIN_TEST(Deliberate, CintOverlooksASmallViolationOfABoundBesideADistantOne) {
+  // x[0] >= far makes the greatest violation, and the distance; what is overlooked is tol far^2 times it.
+  const double far = sizeof(Real) == 4 ? 100 : 10000, tol = sizeof(Real) == 4 ? 2e-6 : 2e-10;
+  const double limit = tol * (1 + far * far) * far;
+  const Real high = static_cast<Real>(2 * far), first = static_cast<Real>(far);
+  for (const double part : {0.5, 0.95, 1.05, 2.0}) {
+    const Real second = static_cast<Real>(part * limit);
+    Boxed<Real> box({first, second}, {high, high});
+    EXPECT_EQ(box.status, LS_CGRN_OK);
+    EXPECT_NEAR(box.x[0], far, 0.002 * far);
+    if (part < 1) {
+      EXPECT_EQ(box.x[1], Real(0)) << part;
+    } else {
+      EXPECT_NEAR(box.x[1] / second, 1, 0.002) << part;
+    }
+  }
+  // Bounds that cross by less than that, and by much more. Between them, rounding may pass them, too.
+  EXPECT_EQ(Boxed<Real>({first}, {static_cast<Real>(far - 0.95 * limit)}).status, LS_CGRN_OK);
+  EXPECT_EQ(Boxed<Real>({first}, {static_cast<Real>(far - 20 * limit)}).status, LS_CGRN_INCOMPATIBLE);
+}
+
+TWIN_TEST(Deliberate, LdpOverlooksASmallViolationBesideADistantConstraint) {
+  const double far = sizeof(Real) == 4 ? 100 : 10000, tol = sizeof(Real) == 4 ? 2e-6 : 2e-10;
+  for (const double part : {0.95, 1.05}) {
+    auto G = rows_of<Real>({{1, 0, far}, {0, 1, part * tol * (1 + far * far) * far}});
+    Square<Real> table(G, 2, 2);
+    Guarded<Real> x(3);
+    EXPECT_EQ(bounded_releasing([&] { return Ls_ldp(table.slots.data(), 2, 2, x.data()); }), LS_LDP_OK);
+    EXPECT_EQ(x[1] == 0, part < 1) << x[1];
+  }
+}
+
+TWIN_TEST(Deliberate, SplconvRefusesLargeOrdinatesUnlessTheyAreScaled) {
+  // A concave parabola under f'' >= 0: no ordinate is far from a straight line, which has the shape.
+  for (double scale = 1; scale < 1e8; scale *= 10) {
+    Real x[12], y[12], s[12];
+    for (int i = 0; i < 12; ++i) {
+      x[i] = static_cast<Real>(i);
+      y[i] = static_cast<Real>(scale * (0.01 * i * (11 - i)));
+    }
+    const int status = bounded_releasing([&] {
+      if constexpr (sizeof(Real) == 4)
+        return AX_splconvf(1, 0, 12, x, y, 1, x, s, nullptr, nullptr);
+      else
+        return AX_splconvd(1, 0, 12, x, y, 1, x, s, nullptr, nullptr);
+    });
+    const int refused = sizeof(Real) == 4 ? LS_CGRN_INCOMPATIBLE : int(AX_SPLCONVD_FAILED);
+    EXPECT_EQ(status, scale < (sizeof(Real) == 4 ? 1e4 : 1e6) ? 0 : refused) << scale;
+  }
 }
 
 // -- the failure codes of the shape-constrained spline -----------------------------------------------

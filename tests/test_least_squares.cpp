@@ -19,8 +19,10 @@
 #include "tests/support/bits.hpp"
 #include "tests/support/guarded.hpp"
 #include "tests/support/random.hpp"
+#include "tests/support/stack.hpp"
 #include "tests/support/table.hpp"
 #include "tests/support/twins.hpp"
+#include "tests/support/watchdog.hpp"
 
 namespace {
 
@@ -835,6 +837,42 @@ TWIN_TEST(LsIt, LeavesXZeroAndRTheRightHandSideWhenTheFirstPassHasNoMemory) {
     EXPECT_EQ(first(r.data(), 3), (std::vector<Real>{1, 2, 3}));
     EXPECT_SAME(rn[0], first_rn<Real>);
   }
+}
+
+// == stack ========================================================================================
+
+TWIN_TEST(Ls, AndAllBuiltOnItTakeNoMoreThan200KibibytesOfStack) {
+  if (!address_space_can_be_limited) GTEST_SKIP() << "a sanitizer's stack has other needs";
+  Random random(611);
+  std::size_t most = 0, least = SIZE_MAX;
+  const auto see = [&](auto call) {
+    const std::size_t taken = stack_taken_by([&] { releasing(call); });
+    most = std::max(most, taken);
+    least = std::min(least, taken);
+  };
+  // Tables that are reduced on the stack, in a block and, of few long columns, where they are.
+  for (const Shape s : {Shape{3, 2}, {60, 30}, {90, 80}, {300, 200}, {4000, 2}}) {
+    auto P = random_problem<Real>(random, s.m, s.n, Kind::uniform);
+    const auto n = static_cast<std::size_t>(s.n);
+    std::vector<Real> x(n), r(static_cast<std::size_t>(s.m)), lo(n, Real(-1e6)), hi(n, Real(1e6));
+    Real rn;
+    int iter;
+    see([&] { return Ls_it(P.slots(), s.m, s.n, x.data(), r.data(), &rn, &iter); });
+    see([&] {
+      Problem<Real> Q = P;
+      return Ls(Q.slots(), s.m, s.n, &rn);
+    });
+    if (s.n > 30) continue;
+    see([&] {
+      Problem<Real> Q = P;
+      return Ls_cint(Q.slots(), s.m, s.n, lo.data(), hi.data(), x.data(), &rn);
+    });
+    Problem<Real> one(s.m, 1);
+    for (int i = 0; i < s.m; ++i) one.at(i, 0) = one.at(i, 1) = Real(1);
+    see([&] { return Ls_cnn(one.slots(), s.m, 1, x.data(), r.data(), &rn); });
+  }
+  std::printf("%zu to %zu bytes of stack\n", least, most);
+  EXPECT_LE(most, 200U * 1024);
 }
 
 // == regressions with exact solutions =============================================================

@@ -1,0 +1,59 @@
+#!/usr/bin/env python3
+"""The headers and docs/deliberate.md quote tests/measured/solvers.txt as it is, and no other rates."""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+TEXT = "tests/measured/solvers.txt"
+DOCUMENT, HEADER = "docs/deliberate.md", "include/tabfit/least_squares.h"
+problems = []
+
+
+def read(name):
+    return (ROOT / name).read_text()
+
+
+def cells(line):
+    return [cell.strip() for cell in line.strip().strip("|").split("|")]
+
+
+def rates(rows):
+    return [row for row in rows if re.fullmatch(r"[\d,]+ of [\d,]+", row[-1])]
+
+
+text = read(TEXT)
+rows = [cells(line) for line in text.splitlines() if line.startswith("| ")]
+first = text[: text.index("Wrong in the d twins")]
+wanted = rates(cells(line) for line in first.splitlines() if line.startswith("| "))
+if len(wanted) < 20:
+    problems.append(f"{TEXT}: {len(wanted)} rates")
+
+# Tables between <!-- measured --> and <!-- end -->, line by line.
+quoted = re.findall(r"<!-- measured -->\n(.*?)<!-- end -->", read(DOCUMENT), re.DOTALL)
+lines = [line for block in quoted for line in block.splitlines() if line]
+for line in lines:
+    if line not in text.splitlines():
+        problems.append(f"{DOCUMENT}: not in {TEXT}: {line}")
+problems += [f"{DOCUMENT}: not quoted: {row}" for row in wanted if row not in map(cells, lines)]
+
+# Rows of the header's table: cells apart by two blanks or more.
+split = [re.split(r"  +", line[2:].strip()) for line in read(HEADER).splitlines()]
+if rates(row for row in split if len(row) > 2) != wanted:
+    problems.append(f"{HEADER}: the table of rates is not that of {TEXT}")
+
+# Any other rate stands in the text too, and none is written in another form.
+searched = [path.relative_to(ROOT).as_posix() for path in (ROOT / "include/tabfit").glob("*.h")]
+for name in [*searched, DOCUMENT]:
+    for rate in re.findall(r"\b\d[\d,]* of \d[\d,]{2,}\b", read(name)):
+        if rate not in text:
+            problems.append(f"{name}: {rate} is not in {TEXT}")
+searched = [HEADER, *(path.relative_to(ROOT).as_posix() for path in (ROOT / "examples").glob("*.c"))]
+for name in searched:
+    for rate in re.findall(r"\b(?:1|one)\s+(?:\w+\s+)?in\s+\d[\d,]*", read(name)):
+        problems.append(f"{name}: a rate that is not quoted: {rate}")
+
+if problems:
+    sys.exit("\n".join(problems))
+print(f"{len(wanted)} rates, {len(lines)} lines of {DOCUMENT}")
