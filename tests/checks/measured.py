@@ -43,7 +43,7 @@ split = [re.split(r"  +", line[2:].strip()) for line in read(HEADER).splitlines(
 if rates(row for row in split if len(row) > 2) != wanted:
     problems.append(f"{HEADER}: the table of rates is not that of {TEXT}")
 
-# Any other rate stands in the text too, and none is written in another form.
+# Every other rate stands in the text too, in the same form.
 searched = [path.relative_to(ROOT).as_posix() for path in (ROOT / "include/tabfit").glob("*.h")]
 for name in [*searched, DOCUMENT]:
     for rate in re.findall(r"\b\d[\d,]* of \d[\d,]{2,}\b", read(name)):

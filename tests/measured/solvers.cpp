@@ -1,10 +1,10 @@
-// tests/measured/solvers.cpp - what the constrained solvers do with random problems: how often a call
-// returns, with which statuses, and how far its results can be relied on.
+// tests/measured/solvers.cpp - the constrained solvers on random problems: how often calls return, with
+// which statuses, and how accurate their results are.
 //
 // Writes the tables of tests/measured/solvers.txt to the file named by its argument. The header and
-// docs/deliberate.md quote them. Nothing is timed. A solver asks for memory at every pass: a call that
-// makes `last_request` requests counts as one that does not return, and the refusal of that request
-// ends it. The text says how few requests suffice for the others. All of it runs in a child process.
+// docs/deliberate.md quote them. Nothing is timed. A solver asks for memory at every pass. A call that
+// makes `last_request` requests counts as one that does not return; the refusal of that request ends
+// it. The text says how few requests the other calls make. All calls run in a child process.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -26,7 +26,7 @@ constexpr int last_request = 4000;
 
 struct Tally {
   int calls = 0, endless = 0;
-  int wrong = 0;  ///< status 0 with a result that contradicts it; see the legend of the text
+  int wrong = 0;  ///< status 0 with a wrong result; see the legend of the text
   int most_requests = 0;
   std::map<int, int> statuses;
 
@@ -83,7 +83,7 @@ Table<Real> normal_table(Random& random, int m, int n) {
   return A;
 }
 
-/// Half of the first n columns become another one plus so much noise.
+/// Replaces half of the first n columns by another column plus noise of that size.
 template <class Real>
 void make_dependent(Random& random, Table<Real>& A, int m, int n, double noise) {
   for (int j = 1; j < n; ++j) {
@@ -93,7 +93,7 @@ void make_dependent(Random& random, Table<Real>& A, int m, int n, double noise) 
   }
 }
 
-/// True if row x < right in some row by more than a thousandth of what is summed.
+/// True if row x < right in some row, by more than a thousandth of the sum of the magnitudes.
 template <class Real>
 bool violated(Table<Real>& G, int rows, int n, const std::vector<Real>& x) {
   for (int i = 0; i < rows; ++i) {
@@ -177,9 +177,11 @@ Tally count_nonnegative(const Shape& shape, Bound bound, int calls) {
 
 enum class Constraints { met, opposite, simplex, any };
 
-/// Constraints on n unknowns in a table for Ls_ldp; right sides last. met: a point of -1..1 satisfies
-/// them; opposite: so, but for one more that contradicts the first; simplex: n + 1 that contradict each
-/// other, and no n of them do; any: right sides in -1..1.
+/// Constraints on n unknowns in a table for Ls_ldp; right sides last.
+///   met       a point of -1..1 satisfies them
+///   opposite  the same, and one more that contradicts the first
+///   simplex   n + 1 that contradict each other, although no n of them do
+///   any       right sides in -1..1
 template <class Real>
 Table<Real> constraints(Random& random, Constraints kind, int& rows, int n) {
   rows = kind == Constraints::simplex ? n + 1 : random.integer(1, 10);
@@ -403,7 +405,7 @@ std::string accuracy(double size) {
 
 // -- ranks -------------------------------------------------------------------------------------------
 
-/// Of 1,000 singular integer matrices of order 3, how many M_qrdeq takes for regular.
+/// The number of 1,000 singular integer matrices of order 3 for which M_qrdeq returns 0.
 template <class Real>
 int singular_accepted() {
   Random random(7000);
@@ -425,7 +427,8 @@ int singular_accepted() {
   return accepted;
 }
 
-/// Of 400 least-squares problems whose last column is a copy of another, how many Ls solves.
+/// The number of 400 least-squares problems, whose last column is a copy of another, for which Ls
+/// returns 0.
 template <class Real>
 int copies_accepted() {
   Random random(8000);
