@@ -1,16 +1,16 @@
 /* Non-negative least squares in double precision that always returns. Ls_cnnd does not return if a
- * variable has to be dropped again, as here. So the positive variables are found in single precision and
- * their values in double precision, and the result is checked by the conditions of a solution:
+ * variable has to be dropped again, as here. So the positive variables are found in single precision
+ * and their values in double precision, and the result is checked by the conditions of a solution:
  *
  *     x >= 0,   w = A^T (b - A x) <= 0,   w(j) = 0 where x(j) > 0.
  *
  * Ls_cnnf gets a column of zeros more. Without it a variable that is dropped while all others are
  * positive leaves a wrong value behind (here x(1) = 0.5 instead of 0).
  *
- * Ls_cnnf may fail, or find a wrong set of positive variables (if some w(j) is within 2e-6 of zero): the
- * checks find both. It may not return if there are fewer rows than unknowns or columns nearly equal
- * (tabfit/least_squares.h says how often): a host with such data makes that call in a process that it can
- * stop. */
+ * Ls_cnnf may fail, or find a wrong set of positive variables (if some w(j) is within 2e-6 of zero):
+ * the checks find both. It may not return if there are fewer rows than unknowns or columns nearly
+ * equal (tabfit/least_squares.h says how often): a host with such data makes that call in a process
+ * that it can stop. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
