@@ -7,25 +7,25 @@
 
 namespace tabfit {
 
-/// Index chosen by magnitude against a running value that keeps its sign: once a negative element has
-/// been chosen, the next one of any magnitude replaces it. (1, -5, 2) gives 2.
+/// Index of the element that a scan by magnitude chooses last. The value chosen keeps its sign: after a
+/// negative one the next element of any magnitude replaces it. (1, -5, 2) gives 2.
 /// 0 for n <= 0, with x[0] read all the same.
 ///
-/// Why: the first element of greatest magnitude is always chosen when the scan reaches it. Nothing
-///      behind it is if it is not negative; if it is, the scan begins anew with the next element. So
-///      only the places of greatest magnitude are looked for.
+/// Why: the scan always chooses the first element of greatest magnitude. If that is not negative, the
+///      scan chooses nothing behind it. If it is negative, the scan begins anew with the next element.
+///      So it is enough to look for elements of greatest magnitude.
 template <class Real>
 int V_iamax(const Real* x, int n) noexcept {
   constexpr int few = 16;
-  const Real first = std::abs(x[0]);  // Deliberate: read before n is examined. Callers pass one always.
+  // Deliberate: read before n is examined, so x[0] must exist for n = 0 too.
+  const Real first = std::abs(x[0]);
   if (n <= few) {
     Real best = first;
     int index = 0;
 #pragma GCC unroll 1  // unrolled as far as `few` goes, the loop takes longer
     for (int i = 0; i < n; ++i)
-      if (std::abs(x[i]) > best)
-        best =
-            x[index = i];  // Deliberate: x[i] with its sign. The pivot choices built on it rely on it.
+      // Deliberate: best is x[i] with its sign, so a pivot chosen by this rule may not be the greatest.
+      if (std::abs(x[i]) > best) best = x[index = i];
     return index;
   }
 
