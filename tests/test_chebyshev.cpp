@@ -347,7 +347,7 @@ TWIN_TEST(Polapxcoef, GivesXBackUpToRounding) {
   EXPECT_LE(worst.value, 1);
 }
 
-// -- the fit: what it is ----------------------------------------------------------------------------
+// -- the fit: properties ----------------------------------------------------------------------------
 
 // The unit is a rounding of 1, the magnitude of the values, by p + 1 terms; a derivative multiplies the
 // errors of the highest coefficients by up to p^2, the second by p^4 / 3.

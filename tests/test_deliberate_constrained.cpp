@@ -363,7 +363,8 @@ TEST(Deliberate, CintLosesAccuracyWithTheSquareOfTheDistance) {
 }
 
 TWIN_TEST(Deliberate, CintOverlooksASmallViolationOfABoundBesideADistantOne) {
-  // x[0] >= far makes the greatest violation, and the distance; what is overlooked is tol far^2 times it.
+  // x[0] >= far is the greatest violation and sets the distance. A violation below tol (1 + far^2) far
+  // is overlooked.
   const double far = sizeof(Real) == 4 ? 100 : 10000, tol = sizeof(Real) == 4 ? 2e-6 : 2e-10;
   const double limit = tol * (1 + far * far) * far;
   const Real high = static_cast<Real>(2 * far), first = static_cast<Real>(far);
@@ -378,7 +379,8 @@ TWIN_TEST(Deliberate, CintOverlooksASmallViolationOfABoundBesideADistantOne) {
       EXPECT_NEAR(box.x[1] / second, 1, 0.002) << part;
     }
   }
-  // Bounds that cross by less than that, and by much more. Between them, rounding may pass them, too.
+  // Bounds that cross by less than that pass; bounds that cross by much more do not. In between
+  // rounding decides.
   EXPECT_EQ(Boxed<Real>({first}, {static_cast<Real>(far - 0.95 * limit)}).status, LS_CGRN_OK);
   EXPECT_EQ(Boxed<Real>({first}, {static_cast<Real>(far - 20 * limit)}).status, LS_CGRN_INCOMPATIBLE);
 }

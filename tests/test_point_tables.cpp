@@ -76,7 +76,7 @@ std::vector<Real> ascending_nodes(Random& random, int n, Spacing spacing) {
   return x;
 }
 
-/// A number between a and b, or one of them; of two infinite ones, any.
+/// A number between a and b, or one of them; any number if both are infinite.
 template <class Real>
 Real between(Random& random, Real a, Real b) {
   const Real low = std::max(a, -std::numeric_limits<Real>::max()),

@@ -533,7 +533,7 @@ TWIN_TEST(Apxcoef, GivesTheBitsOfItsDefinition) {
   EXPECT_EQ(met[3], 0);
 }
 
-// -- fits: what they are ----------------------------------------------------------------------------
+// -- fits: properties -------------------------------------------------------------------------------
 
 /// As many abscissae as coefficients, at the best places: the knots, and a point in the first and in
 /// the last interval.

@@ -1,4 +1,4 @@
-// tools/curve.cpp - a curve at the points that were asked for, and the report of it.
+// tools/curve.cpp - a curve at the wanted points, and its report.
 #include "tools/curve.hpp"
 
 #include <cmath>

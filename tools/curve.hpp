@@ -1,4 +1,4 @@
-// tools/curve.hpp - a curve at the points that were asked for, and the report of it.
+// tools/curve.hpp - a curve at the wanted points, and its report.
 #pragma once
 
 #include <string>

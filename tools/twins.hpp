@@ -59,7 +59,7 @@ inline int AX_intspl3tab(const double* x, double* C, int n, int m, const double*
   return AX_intspl3tabd(x, C, n, m, u, s, s1, s2);
 }
 
-/// A basis table, released with its owner; null if memory could not be had.
+/// A basis table, released with its owner; null if memory runs out.
 inline auto AX_d2fcs(int n, float) {
   return std::unique_ptr<float*, void (*)(float**)>(AX_d2fcsf(n), AX_freed2fcsf);
 }

@@ -97,7 +97,7 @@ class Columns {
 enum class Data {
   plain,     ///< numbers of many magnitudes and either sign
   odd,       ///< as any_element makes them
-  rare,      ///< plain but for one of any_element now and then
+  rare,      ///< plain, with one of any_element now and then
   tiny,      ///< products at the lower end of the range of the type, sums of -0 and denormals; zeros
   huge,      ///< products at the upper end: whether a sum overflows depends on its order
   integers,  ///< from -9 to 9

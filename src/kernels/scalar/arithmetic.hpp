@@ -28,7 +28,7 @@ double mul_add(A a, B b, double sum) noexcept {
     return std::fma(double(a), double(b), sum);
 }
 
-/// v as it is kept in an array of Real.
+/// v, rounded as an array of Real keeps it.
 template <class Real, class Value>
 Real store(Value v) noexcept {
   return static_cast<Real>(v);

@@ -1,7 +1,7 @@
 // kernels/scalar/scratch.hpp - local owners of scratch memory, one for each allocator.
 //
-// An operation takes scratch from the allocator that its declaration names and never mixes two for one
-// block. Locals die newest first, which is the order of release that the library promises.
+// An operation takes scratch from the allocator that its declaration names, and releases each block by
+// the same allocator. Locals die newest first, which is the order of release that the library promises.
 #pragma once
 
 #include <cstddef>
@@ -28,20 +28,20 @@ inline std::size_t elements(std::ptrdiff_t n) noexcept {
   return n > 0 ? static_cast<std::size_t>(n) : 0;
 }
 
-/// n zeroed elements from calloc. Null if they cannot be had, or n < 0.
+/// n zeroed elements from calloc. Null if memory runs out, or n < 0.
 template <class T>
 CArray<T> c_array(std::ptrdiff_t n) noexcept {
   return CArray<T>(n < 0 ? nullptr : static_cast<T*>(std::calloc(elements(n), sizeof(T))));
 }
 
-/// n elements from malloc. Null if they cannot be had.
+/// n elements from malloc. Null if memory runs out.
 template <class T>
 CArray<T> malloc_array(std::ptrdiff_t n) noexcept {
   return CArray<T>(static_cast<T*>(std::malloc(elements(n) * sizeof(T))));
 }
 
-/// n elements from new[]. Null if they cannot be had: a negative count must not reach the operator,
-/// whose non-throwing form throws for it.
+/// n elements from new[]. Null if memory runs out. A negative count asks for none: even the
+/// non-throwing form of the operator would throw for it.
 template <class T>
 NewArray<T> new_array(std::ptrdiff_t n) noexcept {
   return NewArray<T>(new (std::nothrow) T[elements(n)]);
