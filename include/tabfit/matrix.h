@@ -176,7 +176,7 @@ TABFIT_API int M_fillrd(double *const *A, const double *data, int m, int n) TABF
 
 /** Lays a column table over a contiguous column-major block: table[j] = data + m j, j < n.
  *
- *  @param[in]  data   the block, m n elements; the table borrows it and is good as long as it is
+ *  @param[in]  data   the block, m n elements; the table borrows it and serves no longer than it
  *  @param[in]  m      elements of a column; not checked
  *  @param[in]  n      columns; n < 1 writes nothing
  *  @param[out] table  n slots of the caller's; never passed to M_dealloc
@@ -435,19 +435,17 @@ TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCE
  *
  * The names read left to right:
  *
- *   m                    a general matrix in a column table
- *   s                    a symmetric matrix in a triangle table
- *   u                    an upper-triangular matrix in a triangle table
- *   v                    a vector
- *   t                    the general or triangular factor beside it is transposed: mtv is A^T x,
- *                        mmt is A B^T
- *   s, last of three     the result is symmetric, in a triangle table: mmts, mtms
- *   m, last of three     the result is general, where one factor is symmetric: smm, smtm, msm, tmsm;
- *                        smsm is S1 S2
- *   b, last              the result replaces the second operand B: mmb, mtmb, mmtb
- *   a, last              the result replaces the general operand B: smma, smtma, uma, utma
- *   u, last of three     the result replaces the triangular operand: uuu, utuu, uutu
- *   ltv                  a product with a vector, and a vector added or subtracted
+ *   m            a general matrix in a column table
+ *   s            a symmetric matrix in a triangle table
+ *   u            an upper-triangular matrix in a triangle table
+ *   v            a vector
+ *   t            transposes the factor before it: mtv is A^T x, mmt A B^T; in tmsm the one behind it
+ *   trailing s   the result is symmetric, in a triangle table: mmts, mtms
+ *   trailing m   the result is general though a factor is symmetric: smm, msm, smtm, tmsm, smsm
+ *   trailing b   the result replaces the second operand B: mmb, mtmb, mmtb
+ *   trailing a   the result replaces the general operand B: smma, smtma, uma, utma
+ *   third u      the result replaces the triangular operand: uuu, utuu, uutu
+ *   ltv          A x with b added, b subtracted, or subtracted from b
  *
  * Common to all
  *   - Every sum starts at 0 and runs over the summation index in ascending order, in one double, with
