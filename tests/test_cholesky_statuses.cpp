@@ -140,16 +140,4 @@ TEST(Chol, TwinsJudgeTheSameSmallMatricesDifferently) {
   EXPECT_EQ(statuses<double>(4, 2, 0.5), accepted);
 }
 
-TWIN_TEST(Cholinv, MayPutTheInverseInThePlaceOfTheMatrix) {
-  Random random(102);
-  for (int n = 2; n <= 30; ++n) {
-    auto S = Table<Real>::triangle(n), U = S, X = S;
-    S.fill([&] { return static_cast<Real>(random.real(-1, 1) / n); });
-    for (int j = 0; j < n; ++j) S.at(j, j) = 1;
-    ASSERT_EQ(M_cholinv(S.slots(), n, U.slots(), X.slots()), M_CHOL_OK);
-    ASSERT_EQ(M_cholinv(S.slots(), n, U.slots(), S.slots()), M_CHOL_OK);
-    ASSERT_TABLE(S, X) << n;
-  }
-}
-
 }  // namespace

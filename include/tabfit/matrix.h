@@ -1143,8 +1143,9 @@ enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMO
  *  singular matrices of order 3, with elements from -5 to 5, got it. The solution of such a system
  *  is meaningless, and nothing tells. M_qrd shows the diagonal of R.
  *
- *  Because norms are downdated, the error grows with the square of the condition c of A. Medians
- *  over random matrices of orders 5 to 30, relative to the largest element of the solution:
+ *  Because norms are downdated, the error grows with the square of the condition c of A. About so
+ *  much, relative to the largest element of the solution (medians over random matrices of orders 5
+ *  to 30):
  *
  *                 M_qrdeq      inverse of M_invGJ, times B
  *      d twin     3e-17 c^2    3e-17 c
