@@ -27,7 +27,8 @@ namespace {
 template <class Real>
 constexpr double step_bound() noexcept {
   // Deliberate: 0 in the double twin, so x never moves. The variable that entered last, still 0, is
-  // dropped in place of the one that would turn negative, and enters again: the call does not return.
+  // dropped in place of the one that would turn negative, and enters again: the call does not return,
+  // unless equal dual values let another variable enter.
   return is_double<Real> ? 0.0 : double(std::numeric_limits<Real>::max());
 }
 
