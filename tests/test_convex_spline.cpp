@@ -136,6 +136,24 @@ TEST(Splconv_d, GivesMinusSevenWhateverTheSolverReports) {
   EXPECT_EQ(fit.status, AX_SPLCONVD_FAILED);
 }
 
+TWIN_TEST(Splconv, RefusesDataOfNoWidthAndEndsThatAreNaN) {
+  const int refused = sizeof(Real) == 4 ? int{LS_CGRN_ZERO} : int{AX_SPLCONVD_FAILED};
+  auto x = abscissae<Real>(9);
+  const auto y = ordinates(x, square);
+  for (const Real last : {x[0], nan_of<Real>}) {
+    x[8] = last;
+    EXPECT_EQ(Shaped<Real>(2, 0, x, y, {x[1]}).status, refused) << last;
+  }
+}
+
+TEST(Splconv_f, GivesPseudoRankOneWhereTheBasisTableIsNotFinite) {
+  const auto x = abscissae<float>(200);
+  const auto y = ordinates(x, square);
+  EXPECT_EQ(Shaped<float>(65, 0, x, y, {0}).status, AX_SPLCONV_OK);
+  EXPECT_EQ(Shaped<float>(66, 0, x, y, {0}).status, 69);
+  for (const int N : {67, 68, 80, 150}) EXPECT_EQ(Shaped<float>(N, 0, x, y, {0}).status, 1) << N;
+}
+
 TEST(Splconv_f, PassesMinusFiveOnWhereTheBoundIsBeyondItsArithmetic) {
   const auto x = abscissae<float>(9);
   const auto y = ordinates(x, [](double t) { return -t * t; });
@@ -234,6 +252,45 @@ TWIN_TEST(Splconv, GivesTheUnconstrainedFitOfDataThatHaveTheShape) {
   }
   std::printf("worst difference %g roundings of the greatest ordinate\n", worst);
   EXPECT_LT(worst, 5);  // x = K c1 instead of a substitution: 0.8 and 1.6 measured
+}
+
+TWIN_TEST(Splconv, FitsDescendingAbscissaeAsWell) {
+  const auto x = abscissae<Real>(20);
+  const auto y = ordinates(x, [](double t) { return std::cosh(t); });
+  const std::vector<Real> down(x.rbegin(), x.rend()), values(y.rbegin(), y.rend());
+  const auto v = knots_over(x, 9);
+  const int k = static_cast<int>(v.size());
+  Shaped<Real> fit(3, 0, x, y, v), mirrored(3, 0, down, values, v);
+  ASSERT_EQ(fit.status, AX_SPLCONV_OK);
+  ASSERT_EQ(mirrored.status, AX_SPLCONV_OK);
+  for (int i = 0; i < k; ++i) EXPECT_NEAR(mirrored.s[i], fit.s[i], 10 * 40 * eps_of<Real>);
+  EXPECT_NEAR(mirrored.rms(), fit.rms(), 10 * 40 * eps_of<Real>);
+}
+
+TWIN_TEST(Splconv, LeavesPointsOutsideTheFirstAndLastOutOfTheFit) {
+  const auto x = abscissae<Real>(20);
+  const auto y = ordinates(x, [](double t) { return std::cosh(t); });
+  auto with = x, without = x, values = y;
+  with[5] = 9;
+  without.erase(without.begin() + 5);
+  values.erase(values.begin() + 5);
+  const auto v = knots_over(x, 9);
+  const int k = static_cast<int>(v.size());
+  Shaped<Real> fit(3, 0, with, y, v), expected(3, 0, without, values, v);
+  ASSERT_EQ(fit.status, AX_SPLCONV_OK);
+  ASSERT_EQ(expected.status, AX_SPLCONV_OK);
+  for (int i = 0; i < k; ++i) EXPECT_NEAR(fit.s[i], expected.s[i], 10 * 40 * eps_of<Real>);
+}
+
+TWIN_TEST(Splconv, GivesNaNAndNoLargestResidualForAnOrdinateThatIsNaN) {
+  const auto x = abscissae<Real>(20);
+  auto y = ordinates(x, square);
+  y[7] = nan_of<Real>;
+  Shaped<Real> fit(3, 0, x, y, x);
+  EXPECT_EQ(fit.status, AX_SPLCONV_OK);
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(std::isnan(fit.s[i])) << i;
+  EXPECT_TRUE(std::isnan(fit.rms()));
+  EXPECT_EQ(fit.greatest(), 0);
 }
 
 TWIN_TEST(Splconv, ReproducesAParabola) {

@@ -489,9 +489,10 @@ TWIN_TEST(Apxcoef, OfAnOverflownTableReportsAPseudoRank) {
   Guarded<Real> a(n + 6);
   EXPECT_EQ(fit_status(T, n, x, x, a), n + 3);
   // Beyond, the table is not finite and nothing fits.
-  const Basis<Real> no_table(n + 1);
-  Guarded<Real> no_fit(n + 7);
-  EXPECT_NE(fit_status(no_table, n + 1, x, x, no_fit), 0);
+  for (const int beyond : {1, 2, 3, 4, 7, 10, 50}) {
+    const auto data = even<Real>(2 * (n + beyond), -1, 1);
+    EXPECT_EQ(abscissae_status(n + beyond, data), 1) << beyond;
+  }
 }
 
 TWIN_TEST(Apxcoef, LaysOutTheMappingBehindTheCoefficients) {
@@ -561,6 +562,20 @@ TWIN_TEST(Apxcoef, InterpolatesAsManyPointsAsCoefficients) {
   }
   std::printf("interpolation: %.3g roundings\n", worst.value);
   EXPECT_LE(worst.value, 4);
+}
+
+// Evenly spaced points tell the basis functions apart the less, the more there are.
+TWIN_TEST(Apxcoef, InterpolatesEvenlySpacedPointsUpToSoManyKnotsAndRefusesThemBeyond) {
+  constexpr int most = sizeof(Real) == 4 ? 37 : 88;
+  for (const double spacing : {1.0, 0.1, 7.3})
+    for (int n = 1; n <= most + 25; ++n) {
+      const auto x = even<Real>(n + 4, -1, -1 + spacing * (n + 3));
+      const int status = abscissae_status(n, x);
+      if (n <= most)
+        EXPECT_EQ(status, 0) << "n = " << n << ", spacing " << spacing;
+      else
+        EXPECT_GT(status, 0) << "n = " << n << ", spacing " << spacing;
+    }
 }
 
 // The units are the magnitudes of the cubic and its derivatives over the data, times sqrt(m) for the

@@ -8,14 +8,21 @@
  * Conventions of the family
  *   - Counts are int, indices start at 0, vectors are contiguous. Pointers are not checked for null
  *     and arrays are trusted to be as long as the counts say.
+ *   - An argument that is written overlaps no other argument, unless a comment allows it. "May be v
+ *     itself" means the same array from its first element on. Arguments that are only read may overlap.
  *   - Abscissae are in the caller's unit, ordinates in another; a slope is ordinates per abscissa,
  *     a second derivative ordinates per abscissa squared.
  *   - A single abscissa passed by value is double in both twins, and a single result through a
  *     pointer is double in both twins; arrays hold the twin's element type.
- *   - tol is the twin's tolerance: 2e-5 in the f twins, 2e-9 in the d twins. For the interpolation it is
- *     in the unit of the abscissae and absolute: tables whose spacing is below it must be rescaled by the
- *     caller. The fits map the data onto a reference interval first, and tol is in units of that.
- *   - Nothing is printed, logged or thrown. A failing call keeps what it has written so far.
+ *   - tol is the twin's tolerance: 2e-5 in the f twins, 2e-9 in the d twins. In the interpolation it is
+ *     absolute, in the unit of the abscissae: a table whose spacing is below it must be rescaled. The
+ *     spline fits map the range of the data onto 0..2 first, and tol is in that unit. The polynomials
+ *     map it onto -1..1 and have 2e-5 in both twins.
+ *   - Scratch is released before the call returns, unless a comment says otherwise. What a comment
+ *     counts, in elements of the twin's type and in pointers, comes from calloc.
+ *   - Stack: up to 300 KiB in AX_apxval, AX_apxvals, AX_splsmoo, AX_splvals and AX_splconv, up to
+ *     200 KiB in AX_apxcoef, AX_polapxcoef and AX_polyapx, below 4 KiB in the others.
+ *   - Nothing is printed, logged or thrown. What a failing call has written by then stays written.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  */
 #ifndef TABFIT_APPROXIMATION_H
@@ -76,7 +83,7 @@ enum { AX_LINTTAB_OK = 0, AX_LINTTAB_BAD_SIZE = -1, AX_LINTTAB_NO_INTERVAL = 1 }
  *  @param[in]  y    n ordinates
  *  @param[in]  m    number of abscissae, m >= 1
  *  @param[in]  t    m abscissae, in any order; sorted ones are fastest
- *  @param[out] out  m ordinates; may be t itself, must not overlap x, y or a part of t otherwise
+ *  @param[out] out  m ordinates; may be t itself
  *
  *  @retval AX_LINTTAB_OK           all of out is written
  *  @retval AX_LINTTAB_BAD_SIZE     n < 2 or m < 1; nothing is written
@@ -110,13 +117,13 @@ TABFIT_API int AX_linttabd(int n, const double *x, const double *y, int m, const
 /** Status of AX_intspl3f() and AX_intspl3d(). */
 enum { AX_INTSPL3_OK = 0, AX_INTSPL3_BAD_SIZE = 1, AX_INTSPL3_BAD_NODES = 2 };
 
-/** Cubic spline through a table, continuous with its first and second derivative. The third derivative
- *  at the left end is that of the cubic through the four nodes nearest to it, at the right end the
- *  negative of it. Two nodes give a straight line, three the parabola through them.
+/** Cubic spline through a table, continuous with its first and second derivative. In the first interval
+ *  its third derivative is that of the cubic through the first four nodes. In the last interval it is
+ *  that of the cubic through the last four nodes with the opposite sign. Two nodes give a straight line,
+ *  three the parabola through them.
  *
  *  @param[in]     x  n nodes, strictly ascending, each interval at least tol wide
- *  @param[in,out] C  4n elements laid out as above; in: block 0, the ordinates; out: blocks 1 to 3.
- *                    Must not overlap x.
+ *  @param[in,out] C  4n elements laid out as above; in: block 0, the ordinates; out: blocks 1 to 3
  *  @param[in]     n  number of nodes, n >= 2
  *
  *  @retval AX_INTSPL3_OK         blocks 1 to 3 of C hold the spline, block 0 is unchanged
@@ -148,8 +155,7 @@ enum { AX_INTSPL3VAL_OK = 0, AX_INTSPL3VAL_OUT_OF_RANGE = 1 };
  *  @param[in]  n   number of nodes, n >= 1; not checked
  *  @param[in]  u   abscissa; one that lies outside the nodes by no more than tol is moved onto the
  *                  nearest end
- *  @param[out] s   value, double in both twins; none of the three outputs may be null, and none may be
- *                  an element of x, C or another output
+ *  @param[out] s   value, double in both twins; none of the three outputs may be null
  *  @param[out] s1  first derivative
  *  @param[out] s2  second derivative
  *
@@ -187,8 +193,7 @@ enum {
  *  @param[in]     u   m points, in any order; sorted ones are fastest
  *  @param[out]    s   m values; null if not wanted
  *  @param[out]    s1  m first derivatives; null if not wanted
- *  @param[out]    s2  m second derivatives; null if not wanted. Each output may be u itself and must
- *                     not overlap x, C, another output or a part of u otherwise.
+ *  @param[out]    s2  m second derivatives; null if not wanted. One of the three may be u itself.
  *
  *  @retval AX_INTSPL3TAB_OK            all wanted outputs are written
  *  @retval AX_INTSPL3TAB_BAD_SIZE      n < 2 or m < 1; nothing is written
@@ -210,8 +215,8 @@ TABFIT_API int AX_intspl3tabd(const double *x, double *C, int n, int m, const do
 
 /* -- Spline basis ---------------------------------------------------------------------------------
  *
- * The fits by splines work in one space: the cubic splines on n + 2 equally spaced knots
- * z[i] = i h, h = 2 / (n + 1), i = 0..n+1, over the reference interval 0..2. n counts the interior knots.
+ * All spline fits are cubic splines on n + 2 equally spaced knots z[i] = i h, h = 2 / (n + 1),
+ * i = 0..n+1, over the reference interval 0..2. n counts the interior knots.
  * The basis are the n + 4 fundamental splines of clamped interpolation:
  *
  *   j         B[j] at the knots                 slope at 0   slope at 2
@@ -229,16 +234,17 @@ TABFIT_API int AX_intspl3tabd(const double *x, double *C, int n, int m, const do
  *  @param[in] n  interior knots, n >= 1
  *
  *  @return the table, owned by the caller until AX_freed2fcs of the same twin; null if n < 1 or memory
- *          could not be had. n + 5 pointers, the last one null, over one block, both from calloc. M_dealloc
- *          must not be given it.
+ *          could not be had. It has n + 5 pointers, the last one null, over one block; both are from
+ *          calloc. M_dealloc must not be given it.
  *
- *  It depends on n alone and is not changed by any call but AX_splconv's own: one table serves any
- *  number of fits, and any number of threads.
+ *  The table depends on n alone and no call changes it: one table serves any number of fits and of
+ *  threads.
  *
- *  Range: the recurrence behind it grows by 3.73 with each knot and is not guarded. The table is right up
- *  to n = 65 in the f twin and n = 537 in the d twin. At n = 66 and 538 its first column is all 0 and a
- *  fit returns a pseudo-rank; beyond, entries are not finite, and it returns what M_qrd makes of the NaN.
- *  Cost: O(n^2). Memory: (n + 2)(n + 4) elements and n + 5 pointers, kept; n + 4 elements, released.
+ *  Range: the recurrence behind it grows by 3.73 with each knot and is not guarded. The table is right
+ *  up to n = 65 in the f twin and n = 537 in the d twin. At n = 66 and 538 its first column is all 0,
+ *  and AX_apxcoef returns the pseudo-rank n + 3; beyond, entries are not finite, and it returns 1.
+ *  Cost: O(n^2). Memory: (n + 2)(n + 4) elements and n + 5 pointers, the caller's; n + 4 elements,
+ *  released.
  *  Rounding: long double, to the element type where an entry is kept; see docs/arithmetic.md.
  *  Method: Ahlberg, Nilson and Walsh, The Theory of Splines and Their Applications, chapter 2.
  */
@@ -247,9 +253,9 @@ TABFIT_API float **AX_d2fcsf(int n) TABFIT_NOEXCEPT;
 TABFIT_API double **AX_d2fcsd(int n) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Releases a basis table: its block, then its pointers.
+/** Releases a basis table: its block, which is T[0], then its pointers.
  *
- *  @param[in] T  a table from AX_d2fcs of the same twin, not null, once
+ *  @param[in] T  a table from AX_d2fcs of the same twin; not null, and not used again
  */
 /**@{*/
 TABFIT_API void AX_freed2fcsf(float **T) TABFIT_NOEXCEPT;
@@ -269,17 +275,17 @@ TABFIT_API void AX_freed2fcsd(double **T) TABFIT_NOEXCEPT;
  * The fitted function is f(v) = sum over j of a[j] B[j](u) with u = (v - cm) / hw + 1, which takes x[0]
  * to 0 and x[m-1] to 2. Knot i stands at cm + (i h - 1) hw in the data's unit.
  *
- * tol is 2e-5 in the f twins and 2e-9 in the d twins, on the reference interval: in units of hw.
+ * tol is in units of hw.
  *
- * Keep the abscissae near 0. cm and hw are rounded to the element type. From |cm| / hw of a few hundred on
- * in the f twin, and of about 1e7 on in the d twin, the first or last abscissa itself may so map outside
- * the band and be refused when the fit is evaluated: AX_apxval gives AX_APXVAL_OUT_OF_RANGE, AX_splsmoof
- * 0 with values that it never wrote (example: x = 10000 + i, i = 0..11, but for a last one of
- * 10011 + 3/1024, where the first point is refused and no value is written). Subtract a constant from all abscissae before the fit, and from every point.
+ * Keep the abscissae near 0. cm and hw are rounded to the element type, and so the first or last
+ * abscissa itself may map outside the band: from |cm| / hw of a few hundred on in the f twin, of about
+ * 1e7 on in the d twin. AX_apxval refuses it then, and AX_splsmoof returns 0 without having written all
+ * values. With the abscissae 10000, 10001, ... 10010 and 10011 + 3/1024 it writes none, since the first
+ * is refused. Subtract a constant from all abscissae before the fit, and from every point after it.
  */
 
 /** Status of AX_apxcoeff() and AX_apxcoefd(). Other values are those of Ls for the design: a pseudo-rank
- *  l > 0, or -1, -2, -3. */
+ *  l > 0, or -3. */
 enum {
   AX_APXCOEF_OK = 0,
   AX_APXCOEF_BAD_SIZE = -10,
@@ -289,8 +295,9 @@ enum {
 };
 
 /** Least-squares cubic spline on equally spaced knots: minimises the sum over i of (f(x[i]) - y[i])^2.
- *  m = n + 4 points are interpolated, if every basis function has a point of its own: the knots and a point
- *  in each end interval do; evenly spaced ones are refused from about n = 38 on in the f twin.
+ *  m = n + 4 points are interpolated if they tell the basis functions apart, as the knots and a point in
+ *  each end interval do. Evenly spaced points do so up to n = 37 (f) and n = 88 (d); beyond, they are
+ *  refused with a pseudo-rank.
  *
  *  @param[in]  T  basis table for n, of the same twin; only read
  *  @param[in]  n  interior knots, n >= 1
@@ -302,23 +309,23 @@ enum {
  *
  *  @retval AX_APXCOEF_OK             fitted
  *  @retval AX_APXCOEF_BAD_SIZE       n < 1 or m < n + 4: fewer points than coefficients
- *  @retval AX_APXCOEF_BAD_ABSCISSAE  two neighbours are closer than tol, turn back, or are NaN
+ *  @retval AX_APXCOEF_BAD_ABSCISSAE  two neighbours are closer than tol, turn back, or one is NaN
  *  @retval AX_APXCOEF_NO_BLOCK       the matrix could not be had
  *  @retval AX_APXCOEF_NO_POINTERS    its pointers could not be had
  *  @retval l                         1 <= l < n + 4: the pseudo-rank of the design; an interval
  *                                    of knots without data is the usual reason
- *  @retval -1, -3                    from Ls: the design is zero; the solver's scratch could not be had
+ *  @retval -3                        from Ls: its scratch could not be had
  *
  *  a is written on success only.
  *
- *  Cost: that of Ls with m rows and n + 4 unknowns. Memory: m (n + 5) elements and n + 5 pointers from
- *  calloc, released.
+ *  Cost: that of Ls with m rows and n + 4 unknowns. Memory: m (n + 5) elements and n + 5 pointers,
+ *  released after success, and what Ls takes.
  *  Rounding: mapped abscissae, centre and half-width are double; a basis function is evaluated in
  *  long double and rounded to the element type; an abscissa that maps outside 0..2 by rounding is moved
  *  onto the end if it is the first or last, and otherwise its row of the design is zero.
  *  Method: de Boor, A Practical Guide to Splines, chapter XIV; Ahlberg, Nilson and Walsh, chapter 2.
- *  @note Deliberate: the scratch stays allocated when the solver reports anything but 0. See
- *  docs/deliberate.md.
+ *  @note Deliberate: the m (n + 5) elements and n + 5 pointers stay allocated when Ls reports anything
+ *  but 0. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int AX_apxcoeff(float *const *T, int n, int m, const float *x, const float *y,
@@ -346,6 +353,7 @@ enum { AX_APXVAL_OK = 0, AX_APXVAL_OUT_OF_RANGE = -6 };
  *
  *  Cost: O(n): the second derivatives at the two ends of the interval are combined from the table.
  *  Allocates nothing, keeps nothing.
+ *  Rounding: see docs/arithmetic.md.
  */
 /**@{*/
 TABFIT_API int AX_apxvalf(float *const *T, int n, const float *a, double v, double *s, double *s1,
@@ -363,7 +371,7 @@ enum { AX_APXVALS_OK = 0, AX_APXVALS_BAD_SIZE = -7, AX_APXVALS_OUT_OF_RANGE = -6
  *  @param[in]  T, n, a     as for AX_apxval
  *  @param[in]  m           points, m >= 1
  *  @param[in]  v           m abscissae in any order
- *  @param[out] s, s1, s2   m elements each, or null; each may be v itself
+ *  @param[out] s, s1, s2   m elements each, or null; one of them may be v itself
  *
  *  @retval AX_APXVALS_OK            f twin: all outputs are written; d twin: always, for m >= 1
  *  @retval AX_APXVALS_BAD_SIZE      m < 1; nothing is written
@@ -373,7 +381,7 @@ enum { AX_APXVALS_OK = 0, AX_APXVALS_BAD_SIZE = -7, AX_APXVALS_OUT_OF_RANGE = -6
  *  Cost: O(m + n^2), or O(m n) for fewer points than knots and for more than 254 interior knots
  *  when the points are not sorted. Allocates nothing, keeps nothing.
  *  @note Deliberate: the d twin does not look at a point's status. A refused point gets the results of
- *  the point before it; with none before it the value is indeterminate. Check the range first. See
+ *  the point before it; what the first point gets is not defined. Check the range first. See
  *  docs/deliberate.md.
  */
 /**@{*/
@@ -392,25 +400,32 @@ enum { AX_SPLSMOO_OK = 0, AX_SPLSMOO_BAD_SIZE = -10, AX_SPLSMOO_NO_MEMORY = -7 }
 /** Smooths a table by a least-squares spline of n interior knots, evaluated at the data, with two
  *  statistics of the residuals r[i] = f(x[i]) - y[i]. The fewer knots, the smoother.
  *
- *  @param[in]  n   interior knots, 1 <= n <= m - 4; n = m - 4 interpolates
+ *  @param[in]  n   interior knots, 1 <= n <= m - 4; n = m - 4 interpolates, with the limits of
+ *                  AX_apxcoef
  *  @param[in]  m   points
  *  @param[in]  x   m abscissae, as for AX_apxcoef
  *  @param[in]  y   m ordinates
  *  @param[out] s   m + 2 elements: s[0..m-1] the smoothed values, s[m] the root mean square residual,
  *                  sqrt(sum r[i]^2 / m), s[m+1] the largest |r[i]|
  *  @param[out] s1  m first derivatives, or null
- *  @param[out] s2  m second derivatives, or null
+ *  @param[out] s2  m second derivatives, or null. One of s, s1 and s2 may be x itself, s if x has m + 2
+ *                  places. None may be y: s would then report residuals of 0.
  *
  *  @retval AX_SPLSMOO_OK         done
  *  @retval AX_SPLSMOO_BAD_SIZE   n < 1 or n > m - 4; nothing is written or allocated
- *  @retval AX_SPLSMOO_NO_MEMORY  the basis table or the coefficients could not be had
+ *  @retval AX_SPLSMOO_NO_MEMORY  the basis table or the coefficients could not be had; nothing is
+ *                                written or kept
  *  @retval other                 the status of AX_apxcoef; nothing is written
  *
- *  The status of the evaluation is not looked at: see the note on abscissae far from 0 above.
+ *  The status of the evaluation is not looked at: see the note on abscissae far from 0 above. With a NaN
+ *  among the ordinates all values and the root mean square are NaN, the largest residual is 0, and the
+ *  status is 0.
  *
- *  Cost: that of AX_d2fcs, AX_apxcoef and AX_apxvals, whose scratch is released.
- *  @note Deliberate: basis table and coefficients stay allocated when the fit fails, for whatever
- *  reason. See docs/deliberate.md.
+ *  Cost: that of AX_d2fcs, AX_apxcoef and AX_apxvals. Memory: what they take, and n + 6 elements; all of
+ *  it is released after success.
+ *  @note Deliberate: when AX_apxcoef fails, for whatever reason, basis table and coefficients stay
+ *  allocated: (n + 2)(n + 4) + n + 6 elements and n + 5 pointers, beside what AX_apxcoef keeps. See
+ *  docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int AX_splsmoof(int n, int m, const float *x, const float *y, float *s, float *s1,
@@ -427,15 +442,20 @@ TABFIT_API int AX_splsmood(int n, int m, const double *x, const double *y, doubl
  *  @param[in]  v           k abscissae in the range of the data, in any order
  *  @param[out] s           max(m, k + 2) elements; s[0..k-1] the values at v, s[k] and s[k+1] the root
  *                          mean square and the largest residual; the rest is overwritten
- *  @param[out] s1, s2      k first and second derivatives at v, or null
+ *  @param[out] s1, s2      k first and second derivatives at v, or null; one of them may be v itself, s
+ *                          may not
  *
  *  @retval AX_SPLSMOO_OK         done
  *  @retval AX_SPLSMOO_BAD_SIZE   n < 1, n > m - 4 or k < 1; nothing is written or allocated
- *  @retval AX_SPLSMOO_NO_MEMORY  the basis table or the coefficients could not be had
+ *  @retval AX_SPLSMOO_NO_MEMORY  the basis table or the coefficients could not be had; nothing is
+ *                                written or kept
  *  @retval other                 the status of AX_apxcoef; nothing is written
  *
  *  Points outside the data's range, by more than the band, give what AX_apxvals gives: in the f twin the
- *  first ends the evaluation, in the d twin each repeats the point before it; 0 is returned all the same.
+ *  first of them ends the evaluation, and s then holds values at the data from its place on; in the d
+ *  twin each repeats the point before it. 0 is returned all the same. NaN is met as by AX_splsmoo.
+ *
+ *  Cost and memory: those of AX_splsmoo, with a second evaluation.
  *  @note Deliberate: memory is kept as by AX_splsmoo.
  */
 /**@{*/
@@ -447,8 +467,9 @@ TABFIT_API int AX_splvalsd(int n, int m, const double *x, const double *y, int k
 
 /* -- Shape-constrained spline --------------------------------------------------------------------- */
 
-/** Status of AX_splconvf() and AX_splconvd(). The f twin also passes on the statuses of Ls_cgrn, of which
- *  a pseudo-rank 1 cannot be told from AX_SPLCONVF_NO_MEMORY, nor -2 from AX_SPLCONV_BAD_ARGUMENT. */
+/** Status of AX_splconvf() and AX_splconvd(). The f twin also passes on the statuses of Ls_cgrn: a
+ *  pseudo-rank l > 0 of the design, -1, -3, -4 or -5. A pseudo-rank 1, which it gives for N > 66, cannot
+ *  be told from AX_SPLCONVF_NO_MEMORY. */
 enum {
   AX_SPLCONV_OK = 0,
   AX_SPLCONV_NO_KNOTS = -10,
@@ -466,26 +487,45 @@ enum {
  *  @param[in]  g       bound of the second derivative, g >= 0, ordinates per abscissa squared; double in
  *                      both twins
  *  @param[in]  m       points
- *  @param[in]  x       m abscissae, strictly ascending; not checked
+ *  @param[in]  x       m abscissae, strictly ascending (or strictly descending). That is not checked: a
+ *                      point outside x[0] .. x[m-1] is left out of the fit and spoils the statistics.
  *  @param[in]  y       m ordinates
  *  @param[in]  k       points to evaluate at, k >= 1
  *  @param[in]  v       k abscissae in the range of the data, in any order
  *  @param[out] s       max(m, k + 2) elements, laid out as for AX_splvals
- *  @param[out] s1, s2  k first and second derivatives at v, or null
+ *  @param[out] s1, s2  k first and second derivatives at v, or null; one of them may be v itself, s may
+ *                      not
  *
  *  @retval AX_SPLCONV_OK            fitted and evaluated
  *  @retval AX_SPLCONV_NO_KNOTS      n = 0
  *  @retval AX_SPLCONV_BAD_ARGUMENT  |n| > m - 4, k < 1, or g negative or NaN
- *  @retval AX_SPLCONVF_NO_MEMORY    f twin: scratch could not be had
- *  @retval AX_SPLCONVD_FAILED       d twin: scratch could not be had, or Ls_cgrn reports anything but 0
- *  @retval other                    f twin: the status of Ls_cgrn
+ *  @retval AX_SPLCONVF_NO_MEMORY    f twin: scratch of its own could not be had
+ *  @retval AX_SPLCONVD_FAILED       d twin: scratch could not be had, or Ls_cgrn reports anything but 0,
+ *                                   for the reasons of the f twin below
+ *  @retval l                        f twin: the pseudo-rank of the design; an interval of knots
+ *                                   without data is the usual reason
+ *  @retval -1                       f twin, from Ls_cgrn: x[0] = x[m-1], or one of the two is NaN
+ *  @retval -3                       f twin, from Ls_cgrn: its scratch could not be had
+ *  @retval -4                       f twin, from Ls_cgrn: no progress; see Ls_cnn
+ *  @retval -5                       f twin, from Ls_cgrn: the fit is too far from the data (below). A
+ *                                   spline of the shape always exists.
  *
- *  On every failure nothing is written. Statuses of the evaluation are not looked at, as in AX_splvals.
+ *  On every failure nothing is written. Statuses of the evaluation are not looked at, as in AX_splvals,
+ *  and NaN among the ordinates is met as there.
  *
- *  May not return: see the head of tabfit/least_squares.h. The d twin returns for data whose
- *  unconstrained fit has the shape already and for few others; the f twin nearly always.
- *  Cost: that of Ls_cgrn with m rows, N + 4 unknowns and N + 2 constraints. Memory: the basis table, N + 6
- *  and N + 2 elements, m (N + 5) elements and N + 5 pointers, released; and what Ls_cnn leaves allocated.
+ *  The unit of y matters. Let d be the root of what the constraint adds to the sum of squares, in the
+ *  unit of y. From d = 707 (f) or 70,710 (d) on the call fails with -5 (f) or -7 (d). Before that the
+ *  result loses accuracy: its error is about eps (1 + d^2) relative, and a second derivative may miss
+ *  the bound by 2e-6 (f) or 2e-10 (d) times 1 + d^2 of the most that the unconstrained fit misses it by.
+ *  Scale y, and g with it, so that the residuals are of the size of 1, and scale s, s1 and s2 back.
+ *
+ *  May not return: the head of tabfit/least_squares.h has the rates. The d twin always returns where the
+ *  unconstrained fit has the shape already. The more knots bind, the more seldom it returns: with 1 to 8
+ *  knots it did not for 54 of 1,000 noisy convex data, and for 790 of 1,000 of the opposite shape.
+ *
+ *  Cost: that of Ls_cgrn with m rows, N + 4 unknowns and N + 2 constraints. Memory: (N + 2)(N + 4) +
+ *  N + 4, N + 6, N + 2 and m (N + 5) elements and 2 (N + 5) pointers, released; and that of Ls_cgrn, some
+ *  of which stays allocated where a knot binds.
  *  Method: Lawson and Hanson, Solving Least Squares Problems, chapter 23; the basis of AX_d2fcs.
  *  @note Deliberate: the twins report failures differently. See docs/deliberate.md.
  */
@@ -510,10 +550,11 @@ TABFIT_API int AX_splconvd(int n, double g, int m, const double *x, const double
  *
  * The fitted function is f(v) = sum over j of a[j] T[j](t) with t = (v - cm) / hw. Both twins accept
  * points with |t| <= 1.00002 and ask neighbouring abscissae to be 2e-5 apart in t. Keep the abscissae
- * near 0, as for splines: the f twin's own first or last abscissa may otherwise be refused.
+ * near 0, as for splines: otherwise the first or last abscissa itself may be refused.
  */
 
-/** Status of AX_polapxcoeff() and AX_polapxcoefd(). Other values are those of Ls for the design. */
+/** Status of AX_polapxcoeff() and AX_polapxcoefd(). Other values are those of Ls for the design: a
+ *  pseudo-rank l > 1, or -3. */
 enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISSAE = -2 };
 
 /** Least-squares polynomial of degree p: minimises the sum over i of (f(x[i]) - y[i])^2. m = p + 1 points
@@ -522,29 +563,32 @@ enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISS
  *  @param[in]     p  degree, p >= 2
  *  @param[in]     m  points, m >= p + 1
  *  @param[in,out] x  m abscissae, strictly ascending (or strictly descending), neighbours at least 2e-5
- *                    half-widths apart. They are mapped in place and mapped back after success, up to
- *                    rounding; after AX_POLAPXCOEF_BAD_ABSCISSAE and a status of Ls they stay mapped. Pass
- *                    a copy.
+ *                    half-widths apart. They are mapped in place, and mapped back after success, up to
+ *                    rounding. After a failure they stay mapped, unless p < 2 or m < p + 1. Pass a
+ *                    copy.
  *  @param[in]     y  m ordinates
  *  @param[out]    a  p + 5 elements laid out as above
  *
  *  @retval AX_POLAPXCOEF_OK             fitted
- *  @retval AX_POLAPXCOEF_FAILED         p < 2, m < p + 1 (x is unchanged), or scratch could not be had (x
- *                                       stays mapped); also a pseudo-rank 1
- *  @retval AX_POLAPXCOEF_BAD_ABSCISSAE  neighbours closer than 2e-5, turning back, or NaN
- *  @retval l, -1, -3                    from Ls
+ *  @retval AX_POLAPXCOEF_FAILED         p < 2 or m < p + 1, and x is unchanged; or scratch could not be
+ *                                       had, and x stays mapped
+ *  @retval AX_POLAPXCOEF_BAD_ABSCISSAE  two neighbours are closer than 2e-5, turn back, or one is NaN; x
+ *                                       stays mapped
+ *  @retval l                            2 <= l < p + 1: the pseudo-rank of the design; x stays mapped
+ *  @retval -3                           from Ls: its scratch could not be had; x stays mapped
  *
  *  a is written on success only. Where nearly all abscissae crowd in one place the pseudo-rank is no
- *  guard (see M_qrd): 0 may come back for a design that is dependent to working precision.
+ *  guard (see M_qrd): 0 may come back for a design that is dependent to working precision. With a NaN
+ *  among the ordinates all coefficients and both residuals are NaN, and the status is 0.
  *
- *  Cost: that of Ls with m rows and p + 1 unknowns. Memory from calloc: m (p + 2) elements, p + 2
- *  pointers, up to 64 (p + 1) elements; released.
+ *  Cost: that of Ls with m rows and p + 1 unknowns. Memory: m (p + 2) and min(m, 64) (p + 1) elements,
+ *  p + 2 pointers, and what Ls takes.
  *  Rounding: a mapped abscissa is formed in long double and rounded once to the element type; the
  *  recurrence 2 t T[j-1] - T[j-2] is a fused step in double, stored in the element type.
  *  Method: Press et al., Numerical Recipes, sections 5.8 and 15.4; Clenshaw and Hayes, Curve and surface
  *  fitting, Journal of the IMA 1 (1965).
  *  @note Deliberate: the double twin has the single twin's 2e-5; the upper clamp of the mapped abscissae
- *  looks at x[p-1], not at x[m-1]; x stays mapped on the failures named. See docs/deliberate.md.
+ *  looks at x[p-1], not at x[m-1]; x stays mapped after the failures named. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int AX_polapxcoeff(int p, int m, float *x, const float *y, float *a) TABFIT_NOEXCEPT;
@@ -561,23 +605,22 @@ enum {
 
 /** Value and first two derivatives of a fitted polynomial at k points.
  *
- *  @param[in]     p           degree, as for the fit; not checked
- *  @param[in]     a           p + 5 coefficients
+ *  @param[in]     p           degree, p >= 0; not checked
+ *  @param[in]     a           p + 5 elements, as the fit leaves them; only the first p + 3 are read
  *  @param[in]     k           points; with k < 1 nothing is evaluated
- *  @param[in,out] v           k abscissae in the data's unit, in any order. They are mapped in place and
- *                             mapped back after success, up to rounding; after any failure they stay
+ *  @param[in,out] v           k abscissae in the data's unit, in any order. They are mapped in place, and
+ *                             mapped back after success, up to rounding. After any failure they stay
  *                             mapped. Pass a copy.
- *  @param[out]    s, s1, s2   k values, first and second derivatives; each may be null, not all three;
- *                             none may be v
+ *  @param[out]    s, s1, s2   k values, first and second derivatives; each may be null, not all three
  *
  *  @retval AX_POLAPXVAL_OK            the wanted outputs are written
  *  @retval AX_POLAPXVAL_NO_OUTPUT     no output is wanted
- *  @retval AX_POLAPXVAL_NO_MEMORY     scratch could not be had
+ *  @retval AX_POLAPXVAL_NO_MEMORY     scratch could not be had; nothing is written
  *  @retval AX_POLAPXVAL_OUT_OF_RANGE  a point lies outside the band; the points before it are written,
  *                                     the others untouched. NaN is not refused: it gives NaN.
  *
- *  Cost: O(k p). Memory: up to 64 (p + 1) elements for the values, as many for first derivatives if
- *  s1 or s2 is wanted, and for second ones if s2 is; from calloc, released.
+ *  Cost: O(k p). Memory: min(k, 64) (p + 1) elements for the values, as many for first derivatives if s1
+ *  or s2 is wanted, and for second ones if s2 is.
  *  Rounding: polynomials and their derivatives are stored in the element type; the sums run in double,
  *  j ascending; a derivative's sum is divided by hw, or hw^2, in long double, and rounded once.
  *  @note Deliberate: v stays mapped on every failure. See docs/deliberate.md.
@@ -589,8 +632,8 @@ TABFIT_API int AX_polapxvald(int p, const double *a, int k, double *v, double *s
                              double *s2) TABFIT_NOEXCEPT;
 /**@}*/
 
-/** Status of AX_polyapxf() and AX_polyapxd(). Other values are those of AX_polapxcoef, if x has been
- *  given to it, or of AX_polapxval; the two share -3 with AX_POLYAPX_NO_MEMORY. */
+/** Status of AX_polyapxf() and AX_polyapxd(). Other values are those of AX_polapxcoef and AX_polapxval;
+ *  both share -3 with AX_POLYAPX_NO_MEMORY. */
 enum { AX_POLYAPX_OK = 0, AX_POLYAPX_BAD_SIZE = -1, AX_POLYAPX_NO_MEMORY = -3 };
 
 /** Fits a polynomial and evaluates it: AX_polapxcoef, then AX_polapxval.
@@ -600,18 +643,23 @@ enum { AX_POLYAPX_OK = 0, AX_POLYAPX_BAD_SIZE = -1, AX_POLYAPX_NO_MEMORY = -3 };
  *  @param[in,out] x           m abscissae, as for AX_polapxcoef
  *  @param[in]     y           m ordinates
  *  @param[in]     k           points to evaluate at, k >= 1
- *  @param[in,out] v           k abscissae, as for AX_polapxval
+ *  @param[in,out] v           k abscissae, as for AX_polapxval; may be x itself, k <= m: the points are
+ *                             then mapped and mapped back twice
  *  @param[out]    s           k + 2 elements: k values, then the root mean square and the largest
  *                             residual over the data; or null
- *  @param[out]    s1, s2      k first and second derivatives, or null
+ *  @param[out]    s1, s2      k first and second derivatives, or null; one output at least is wanted
  *
- *  @retval AX_POLYAPX_OK         done
+ *  @retval AX_POLYAPX_OK         done; x and v are mapped back
  *  @retval AX_POLYAPX_BAD_SIZE   p < 2, m < p + 1 or k < 1; nothing is changed
- *  @retval AX_POLYAPX_NO_MEMORY  the coefficients could not be had; nothing is changed
- *  @retval other                 the status of the fit, then of the evaluation; x and v as these leave
- *                                them
+ *  @retval AX_POLYAPX_NO_MEMORY  scratch could not be had: for the coefficients, and nothing is changed;
+ *                                in Ls, and x stays mapped; in the evaluation, and v stays mapped
+ *  @retval 1, -2, l              from the fit: its scratch could not be had, bad abscissae, the
+ *                                pseudo-rank; x stays mapped, v is unchanged
+ *  @retval -4, -5                from the evaluation: a point outside the band, and the points before it
+ *                                are written, but no statistics; no output is wanted. x is mapped back, v
+ *                                stays mapped.
  *
- *  Cost and rounding: those of the two. Memory: theirs, and p + 5 elements from calloc, released.
+ *  Cost and rounding: those of the two. Memory: theirs, and p + 5 elements.
  */
 /**@{*/
 TABFIT_API int AX_polyapxf(int p, int m, float *x, const float *y, int k, float *v, float *s, float *s1,
