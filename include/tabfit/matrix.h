@@ -1091,11 +1091,11 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  matrix with such a column gets M_QRD_OK, whether the column depends on the others exactly or up
  *  to rounding. Its last diagonal element is that noise: at most 4e-8 (d) or 6e-4 (f) of R(0,0) in
  *  9,000 random matrices of 3 to 10 columns. A caller that must know compares the diagonal of R
- *  with R(0,0). A column of zeros is always found.
+ *  with R(0,0). A column of zeros is found, but for the range below.
  *
  *  Range of the elements. In the d twin, columns with norms below 1.5e-162 count as zero. If the
  *  largest norm is below 8e-154, tol squared underflows and a column of zeros is not found. Squares
- *  overflow from norms of 1.4e154 on, which spoils the result. The f twin forms squares in double
+ *  overflow from norms of 1.35e154 on, which spoils the result. The f twin forms squares in double
  *  and has no lower limit; norms above 1.7e38, half the greatest float, spoil its result. Scale
  *  such data.
  *
@@ -1144,8 +1144,8 @@ enum { M_QRDEQ_OK = 0, M_QRDEQ_ZERO = -1, M_QRDEQ_BAD_SIZE = -2, M_QRDEQ_NO_MEMO
  *  is meaningless, and nothing tells. M_qrd shows the diagonal of R.
  *
  *  Because norms are downdated, the error grows with the square of the condition c of A. About so
- *  much, relative to the largest element of the solution (medians over random matrices of orders 5
- *  to 30):
+ *  much, relative to the largest element of the solution, in the median over random matrices of
+ *  orders 5 to 30:
  *
  *                 M_qrdeq      inverse of M_invGJ, times B
  *      d twin     3e-17 c^2    3e-17 c
@@ -1214,9 +1214,12 @@ enum { M_CHOL_OK = 0, M_CHOL_BAD_SIZE = -1, M_CHOL_NO_MEMORY = -2 };
  *  ascending. Method: Golub and Van Loan, Matrix Computations, section 4.2.
  *  @note Deliberate: the d twin divides row 0 by s(0,0), not by its root. Its factor, its status,
  *  and what M_choleq, M_cholinv and M_invs make of them, belong to S only if s(0,0) = 1 or the rest
- *  of row 0 is zero. For s(0,0) > 1 it accepts matrices that are not definite: it returns 0 for [4
- *  2; 2 1], which is singular, and for [4 2; 2 0.5], which is indefinite. For s(0,0) < 1 it refuses
- *  definite ones: it returns 2 for [0.25 1; 1 5]. The f twin has the true factor.
+ *  of row 0 is zero. The f twin has the true factor. Statuses by s(0,0):
+ *
+ *      s(0,0) > 1    the d twin accepts matrices that are not definite as well:
+ *                    0 for [4 2; 2 1], which is singular, and for [4 2; 2 0.5], which is indefinite
+ *      s(0,0) < 1    the d twin refuses definite matrices: 2 for [0.25 1; 1 5]
+ *
  *  docs/deliberate.md shows how to scale S for the d twin.
  */
 /**@{*/
