@@ -373,14 +373,15 @@ enum {
  *  @retval LS_CGRN_NO_PROGRESS   the active set found no way on, ordinary where the unconstrained
  *                                solution lies on a bound to working precision; -1 may come from it too
  *  @retval LS_CGRN_INCOMPATIBLE  some lo[i] > hi[i]; or the solution is too far from the unconstrained
- *                                one: |y| of 707 (f) or 70,710 (d) and more, see below
+ *                                one: |y| of about 707 (f) or 70,710 (d) and more, see below
  *
  *  On every failure x and rn are not written.
  *
  *  The unit of b matters. Let y be what the bounds add to the residual: |y|^2 is rn less the squared
  *  residual norm of the unconstrained solution. Ls_ldp finds y, and what it says of its x holds for y:
- *    - Feasible problems are refused with LS_CGRN_INCOMPATIBLE from |y| = 707 (f) or 70,710 (d) on.
- *      With A = (1), b = 0 and 1000 <= x <= 2000 Ls_cintf refuses; Ls_cintd does with 1e5 <= x <= 2e5.
+ *    - Feasible problems are refused with LS_CGRN_INCOMPATIBLE from about |y| = 707 (f) or 70,710 (d)
+ *      on. With A = (1), b = 0 and 1000 <= x <= 2000 Ls_cintf refuses; Ls_cintd does with
+ *      1e5 <= x <= 2e5.
  *    - The error is about eps (1 + |y|^2) relative, and a bound may be violated by as much. Here
  *      Ls_cintf gives x = 127.992 for lo = 128 and 704.92 for lo = 700.
  *    - A bound may be overlooked that is violated by less than 2e-6 (f) or 2e-10 (d) times 1 + |y|^2 of
@@ -424,7 +425,7 @@ TABFIT_API int Ls_cintd(double **A, int m, int n, const double *lo, const double
  *                                solution lies on a constraint to working precision; -1 may come from
  *                                it too
  *  @retval LS_CGRN_INCOMPATIBLE  no x satisfies the constraints; or the solution is too far from the
- *                                unconstrained one: |y| of 707 (f) or 70,710 (d) and more
+ *                                unconstrained one: |y| of about 707 (f) or 70,710 (d) and more
  *
  *  On every failure x and rn are not written.
  *

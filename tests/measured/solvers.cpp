@@ -1,5 +1,5 @@
 // tests/measured/solvers.cpp - the constrained solvers on random problems: how often calls return, with
-// which statuses, and how accurate their results are.
+// which statuses, and how accurate their results are; and what fits far from 0 refuse.
 //
 // Writes the tables of tests/measured/solvers.txt to the file named by its argument. The header and
 // docs/deliberate.md quote them. Nothing is timed. A solver asks for memory at every pass. A call that
@@ -444,6 +444,55 @@ int copies_accepted() {
   return accepted;
 }
 
+// -- fits far from 0 ---------------------------------------------------------------------------------
+
+/// Of 1,000 fits of 12 points, with the centre q half-widths from 0, how many refuse an end of their own.
+template <class Real>
+std::string ends_refused(bool polynomial, double q) {
+  Random random(9000);
+  int refused = 0;
+  Real** T = AX_d2fcs<Real>(2);
+  for (int times = 0; times < 1000; ++times) {
+    const double width = random.real(1, 10), centre = q * width;
+    std::vector<double> t = {-1, random.real(0.9, 1.1)};
+    while (t.size() < 12) t.push_back(random.real(-1, 0.9));
+    std::sort(t.begin(), t.end());
+    std::vector<Real> x, y, a(8);
+    for (const double at : t) {
+      x.push_back(static_cast<Real>(centre + at * width));
+      y.push_back(static_cast<Real>(random.real(-1, 1)));
+    }
+    std::vector<Real> ends = {x.front(), x.back()}, s(2);
+    if (polynomial) {
+      if (AX_polapxcoef(3, 12, x.data(), y.data(), a.data()) != 0) continue;
+      Real* const no = nullptr;
+      refused += AX_polapxval(3, a.data(), 2, ends.data(), s.data(), no, no) != 0;
+    } else {
+      if (AX_apxcoef(T, 2, 12, x.data(), y.data(), a.data()) != 0) continue;
+      double value;
+      bool out = false;
+      for (const Real end : ends)
+        out = out || AX_apxval(T, 2, a.data(), end, &value, nullptr, nullptr) != 0;
+      refused += out;
+    }
+  }
+  AX_freed2fcs(T);
+  return of(refused, 1000);
+}
+
+void write_far(std::FILE* out) {
+  std::fprintf(out,
+               "\nFits whose centre is q half-widths from 0 and that refuse an end of their own.\n\n");
+  std::fprintf(out, "| q, f twin | spline | polynomial | q, d twin | spline | polynomial |\n");
+  std::fprintf(out, "|---|---|---|---|---|---|\n");
+  const double f[] = {100, 200, 400, 800, 1600, 3200}, d[] = {1e6, 1e7, 1e8, 1e10, 1e11, 1e12};
+  for (int i = 0; i < 6; ++i)
+    std::fprintf(out, "| %.0f | %s | %s | %.0e | %s | %s |\n", f[i],
+                 ends_refused<float>(false, f[i]).c_str(), ends_refused<float>(true, f[i]).c_str(),
+                 d[i], ends_refused<double>(false, d[i]).c_str(),
+                 ends_refused<double>(true, d[i]).c_str());
+}
+
 // -- the text ----------------------------------------------------------------------------------------
 
 template <class Count>
@@ -593,6 +642,7 @@ void write_text(const char* name) {
   write_statuses(out, rows);
   write_limits(out);
   write_ranks(out);
+  write_far(out);
   std::fclose(out);
 }
 
