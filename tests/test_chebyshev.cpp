@@ -423,6 +423,31 @@ TWIN_TEST(Polapxcoef, InterpolatesAsManyPointsAsCoefficients) {
   EXPECT_LE(worst.value, 2);
 }
 
+TWIN_TEST(Polapxcoef, AcceptsAsManyEvenlySpacedPointsAsCoefficientsUpToADegree) {
+  constexpr bool single = sizeof(Real) == 4;
+  constexpr int most = single ? 20 : 34;
+  Random random(117);
+  double worst = 0;
+  int beyond = 0, fitted = 0;
+  for (const double spacing : {1.0, 0.1, 7.3})
+    for (const double first : {-1.0, 0.0, 3.0})
+      for (int p = 2; p <= 3 * most; ++p) {
+        Vector<Real> x;
+        for (int i = 0; i <= p; ++i) x.push_back(static_cast<Real>(first + spacing * i));
+        auto got = fit(p, x, noise<Real>(random, p + 1));
+        if (p > most) {
+          ++beyond;
+          fitted += got.status == 0;
+          continue;
+        }
+        ASSERT_EQ(got.status, 0) << "p = " << p << ", spacing " << spacing << " from " << first;
+        worst = std::max(worst, double(got.a[p + 4]));
+      }
+  std::printf("greatest residual %.3g; beyond, %d of %d fitted\n", worst, fitted, beyond);
+  EXPECT_GT(worst, 0.1);  // of ordinates up to 1: nothing is interpolated there
+  EXPECT_LT(fitted, beyond / 2);
+}
+
 TWIN_TEST(Polapxcoef, LeavesResidualsOrthogonalToThePolynomials) {
   Random random(116);
   Worst worst, statistics;

@@ -557,8 +557,11 @@ TABFIT_API int AX_splconvd(int n, double g, int m, const double *x, const double
  *  pseudo-rank l > 1, or -3. */
 enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISSAE = -2 };
 
-/** Least-squares polynomial of degree p: minimises the sum over i of (f(x[i]) - y[i])^2. m = p + 1 points
- *  are interpolated.
+/** Least-squares polynomial of degree p: minimises the sum over i of (f(x[i]) - y[i])^2.
+ *  m = p + 1 points are interpolated, of any degree where they lie like the extrema of T[p], denser
+ *  towards the ends. Evenly spaced ones are accepted up to p = 20 (f) and p = 34 (d), and most are refused
+ *  with a pseudo-rank beyond. At the highest of these degrees noise is no longer interpolated: look at
+ *  the residual a[p+4].
  *
  *  @param[in]     p  degree, p >= 2
  *  @param[in]     m  points, m >= p + 1
@@ -606,7 +609,7 @@ enum {
 /** Value and first two derivatives of a fitted polynomial at k points.
  *
  *  @param[in]     p           degree, p >= 0; not checked
- *  @param[in]     a           p + 5 elements, as the fit leaves them; only the first p + 3 are read
+ *  @param[in]     a           p + 5 coefficients
  *  @param[in]     k           points; with k < 1 nothing is evaluated
  *  @param[in,out] v           k abscissae in the data's unit, in any order. They are mapped in place, and
  *                             mapped back after success, up to rounding. After any failure they stay
