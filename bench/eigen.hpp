@@ -1,6 +1,6 @@
 // bench/eigen.hpp - the Eigen peer. eigen.cpp alone includes its headers, and is compiled for the
-// kernels that the program holds to, or for the processor of this machine, so that Eigen uses its widest
-// vectors.
+// kernels that the program holds to, or for the processor of this machine, so that Eigen uses its
+// widest vectors.
 //
 // Matrices are stored by columns without gaps, in memory that begins at a cache line, as Eigen's own.
 // Triangles are the upper ones. Decompositions keep their memory from call to call, as a caller would

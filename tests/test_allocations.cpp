@@ -608,8 +608,8 @@ TWIN_TEST(Memory, QrdTakesOnlyItsNormsForATableOf64KiB) {
   }
 }
 
-/// The norms, then one block: a copy of the table and a few vectors. For few long columns of doubles: two
-/// vectors of their height, two of the width of the table, and a line.
+/// The norms, then one block: a copy of the table and a few vectors. For few long columns of doubles:
+/// two vectors of their height, two of the width of the table, and a line.
 template <class Real>
 void expect_a_block(const QrdShape& shape) {
   const auto [m, n, k] = shape;

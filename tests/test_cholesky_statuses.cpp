@@ -12,8 +12,8 @@ namespace {
 /// A symmetric matrix in full.
 using Matrix = std::vector<std::vector<long double>>;
 
-/// A matrix of order n with s(0,0) = corner, definite for less = 0. A larger `less` lowers its diagonal:
-/// then it may be indefinite.
+/// A matrix of order n with s(0,0) = corner, definite for less = 0. A larger `less` lowers its
+/// diagonal: then it may be indefinite.
 Matrix random_matrix(Random& random, int n, double corner, double less) {
   std::vector<std::vector<double>> G(n, std::vector<double>(n + 1));
   for (auto& row : G)

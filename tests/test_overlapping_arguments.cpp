@@ -1,5 +1,5 @@
-// tests/test_overlapping_arguments.cpp - results written over arguments where the header allows it, and what
-// comes of it where it does not. Interpolation is tested with its tables.
+// tests/test_overlapping_arguments.cpp - results written over arguments where the header allows it, and
+// what comes of it where it does not. Interpolation is tested with its tables.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -77,9 +77,9 @@ void expect_equal(Real* got, Real* expected, int count, const char* what, int si
     ASSERT_SAME(got[i], expected[i]) << what << " " << i << " of " << size;
 }
 
-/// call(v, s, s1, s2) gives the same three outputs, `places` long, with all of them apart from the points v,
-/// and with each of the allowed ones (bit d for output d) in turn over the points. All begin as the points,
-/// so that what is not written is the same, too.
+/// call(v, s, s1, s2) gives the same three outputs, `places` long, with all of them apart from the
+/// points v, and with each of the allowed ones (bit d for output d) in turn over the points. All begin
+/// as the points, so that what is not written is the same, too.
 template <class Real, class Call>
 void expect_the_same_over(const Vector<Real>& points, int places, unsigned allowed, Call call) {
   const int k = static_cast<int>(points.size());

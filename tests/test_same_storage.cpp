@@ -1,5 +1,5 @@
-// tests/test_same_storage.cpp - matrix operations whose result takes the place of an argument, where that
-// is allowed.
+// tests/test_same_storage.cpp - matrix operations whose result takes the place of an argument, where
+// that is allowed.
 #include <vector>
 
 #include "tests/support/table.hpp"

@@ -13,8 +13,8 @@ struct Points {
   std::function<std::string(std::size_t)> name;  ///< of one point inside a message
 };
 
-/// Points from the first column of a file if it is named, or else from the text of --at: "350,360.5", or
-/// "START:STOP:COUNT". Throws BadInput.
+/// Points from the first column of a file if it is named, or else from the text of --at: "350,360.5",
+/// or "START:STOP:COUNT". Throws BadInput.
 template <class Real>
 Points<Real> read_points(const std::string& at, const std::string& at_file);
 

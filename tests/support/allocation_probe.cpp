@@ -1,7 +1,7 @@
 // tests/support/allocation_probe.cpp - the replaced allocators. Needs the GNU C library.
 //
-// Compiled without sanitizers: they start later than the first request of a program. Under valgrind, give
-// it --soname-synonyms=somalloc=nouserintercepts, or it replaces the allocators once more.
+// Compiled without sanitizers: they start later than the first request of a program. Under valgrind,
+// give it --soname-synonyms=somalloc=nouserintercepts, or it replaces the allocators once more.
 #include "tests/support/allocation_probe.hpp"
 
 #include <cerrno>
