@@ -1,5 +1,5 @@
-// tests/test_overlapping_arguments.cpp - results written over arguments where the header allows it, and
-// what comes of it where it does not. Interpolation is tested with its tables.
+// tests/test_overlapping_arguments.cpp - results written over arguments, where the header allows it and
+// where it does not. The tests of interpolation are with its tables.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -39,7 +39,7 @@ Vector<Real> ordinates(Random& random, const Vector<Real>& x) {
   return y;
 }
 
-/// k points of the data's range in any order, ends among them.
+/// k points of the range of the data in any order, its ends among them.
 template <class Real>
 Vector<Real> points_of(Random& random, int k, const Vector<Real>& x) {
   Vector<Real> v;
@@ -49,7 +49,7 @@ Vector<Real> points_of(Random& random, int k, const Vector<Real>& x) {
   return v;
 }
 
-/// Sizes in every place of a block of points, and of several.
+/// Sizes that end at every place of a block of points, and sizes of several blocks.
 std::vector<int> sizes_from(int least) {
   std::vector<int> sizes;
   for (int m = least; m <= 330; m += m < 75 ? 1 : m < 135 ? 7 : 49) sizes.push_back(m);
@@ -77,9 +77,9 @@ void expect_equal(Real* got, Real* expected, int count, const char* what, int si
     ASSERT_SAME(got[i], expected[i]) << what << " " << i << " of " << size;
 }
 
-/// call(v, s, s1, s2) gives the same three outputs, `places` long, with all of them apart from the
-/// points v, and with each of the allowed ones (bit d for output d) in turn over the points. All begin
-/// as the points, so that what is not written is the same, too.
+/// Checks that call(v, s, s1, s2) writes the same three outputs, `places` long, in two ways: all apart
+/// from the points v, and one of the allowed outputs (bit d for output d) over v. All outputs hold the
+/// points at first, so places that are not written agree too.
 template <class Real, class Call>
 void expect_the_same_over(const Vector<Real>& points, int places, unsigned allowed, Call call) {
   const int k = static_cast<int>(points.size());
@@ -206,7 +206,7 @@ TWIN_TEST(Overlap, PolyapxEvaluatesAtItsOwnAbscissae) {
   }
 }
 
-// Arguments that are only read: one array in all their places.
+// One array stands for several arguments that are only read.
 TWIN_TEST(Overlap, ArgumentsThatAreOnlyReadMayBeOneArray) {
   Random random(507);
   for (const int m : {8, 30, 70, 200}) {
