@@ -18,8 +18,8 @@
  *     absolute, in the unit of the abscissae: a table whose spacing is below it must be rescaled. The
  *     spline fits map the range of the data onto 0..2 first, and tol is in that unit. The polynomials
  *     map it onto -1..1 and have 2e-5 in both twins.
- *   - Scratch is released before the call returns, unless a comment says otherwise. What a comment
- *     counts, in elements of the twin's type and in pointers, comes from calloc.
+ *   - Memory is from calloc; comments count it in elements of the twin's type and in pointers. It is
+ *     released before the call returns, on success and on failure, unless a comment says otherwise.
  *   - Stack: up to 300 KiB in AX_apxval, AX_apxvals, AX_splsmoo, AX_splvals and AX_splconv, up to
  *     200 KiB in AX_apxcoef, AX_polapxcoef and AX_polyapx, below 4 KiB in the others.
  *   - Nothing is printed, logged or thrown. What a failing call has written by then stays written.
@@ -119,8 +119,8 @@ enum { AX_INTSPL3_OK = 0, AX_INTSPL3_BAD_SIZE = 1, AX_INTSPL3_BAD_NODES = 2 };
 
 /** Cubic spline through a table, continuous with its first and second derivative. In the first interval
  *  its third derivative is that of the cubic through the first four nodes. In the last interval it is
- *  that of the cubic through the last four nodes with the opposite sign. Two nodes give a straight line,
- *  three the parabola through them.
+ *  that of the cubic through the last four nodes with the opposite sign. Two nodes give a straight
+ *  line, three the parabola through them.
  *
  *  @param[in]     x  n nodes, strictly ascending, each interval at least tol wide
  *  @param[in,out] C  4n elements laid out as above; in: block 0, the ordinates; out: blocks 1 to 3
@@ -284,8 +284,8 @@ TABFIT_API void AX_freed2fcsd(double **T) TABFIT_NOEXCEPT;
  * is refused. Subtract a constant from all abscissae before the fit, and from every point after it.
  */
 
-/** Status of AX_apxcoeff() and AX_apxcoefd(). Other values are those of Ls for the design: a pseudo-rank
- *  l > 0, or -3. */
+/** Status of AX_apxcoeff() and AX_apxcoefd(). Other values are those of Ls for the design: a
+ *  pseudo-rank l > 0, or -3. */
 enum {
   AX_APXCOEF_OK = 0,
   AX_APXCOEF_BAD_SIZE = -10,
@@ -295,15 +295,15 @@ enum {
 };
 
 /** Least-squares cubic spline on equally spaced knots: minimises the sum over i of (f(x[i]) - y[i])^2.
- *  m = n + 4 points are interpolated if they tell the basis functions apart, as the knots and a point in
- *  each end interval do. Evenly spaced points do so up to n = 37 (f) and n = 88 (d); beyond, they are
- *  refused with a pseudo-rank.
+ *  m = n + 4 points are interpolated if they tell the basis functions apart, as the knots and a point
+ *  in each end interval do. Evenly spaced points do so up to n = 37 (f) and n = 88 (d); beyond, they
+ *  are refused with a pseudo-rank.
  *
  *  @param[in]  T  basis table for n, of the same twin; only read
  *  @param[in]  n  interior knots, n >= 1
  *  @param[in]  m  points, m >= n + 4
- *  @param[in]  x  m abscissae, strictly ascending (or strictly descending), neighbours at least tol apart
- *                 on the reference interval
+ *  @param[in]  x  m abscissae, strictly ascending (or strictly descending), neighbours at least tol
+ *                 apart on the reference interval
  *  @param[in]  y  m ordinates
  *  @param[out] a  n + 6 elements laid out as above
  *
@@ -318,8 +318,8 @@ enum {
  *
  *  a is written on success only.
  *
- *  Cost: that of Ls with m rows and n + 4 unknowns. Memory: m (n + 5) elements and n + 5 pointers,
- *  released after success, and what Ls takes.
+ *  Cost: that of Ls with m rows and n + 4 unknowns. Memory: m (n + 5) elements and n + 5 pointers, and
+ *  what Ls takes. All of it is released after success; a refusal before Ls keeps nothing either.
  *  Rounding: mapped abscissae, centre and half-width are double; a basis function is evaluated in
  *  long double and rounded to the element type; an abscissa that maps outside 0..2 by rounding is moved
  *  onto the end if it is the first or last, and otherwise its row of the design is zero.
@@ -342,8 +342,8 @@ enum { AX_APXVAL_OK = 0, AX_APXVAL_OUT_OF_RANGE = -6 };
  *  @param[in]  T   basis table for n, of the same twin; only read
  *  @param[in]  n   interior knots, as for the fit; not checked
  *  @param[in]  a   n + 6 coefficients
- *  @param[in]  v   abscissa in the data's unit, double in both twins; one beyond the data by no more than
- *                  tol hw is moved onto the end
+ *  @param[in]  v   abscissa in the data's unit, double in both twins; one beyond the data by no more
+ *                  than tol hw is moved onto the end
  *  @param[out] s   value, unit of the ordinates, double in both twins; null if not wanted
  *  @param[out] s1  first derivative, ordinates per abscissa; null if not wanted
  *  @param[out] s2  second derivative; null if not wanted
@@ -373,7 +373,8 @@ enum { AX_APXVALS_OK = 0, AX_APXVALS_BAD_SIZE = -7, AX_APXVALS_OUT_OF_RANGE = -6
  *  @param[in]  v           m abscissae in any order
  *  @param[out] s, s1, s2   m elements each, or null; one of them may be v itself
  *
- *  @retval AX_APXVALS_OK            f twin: all outputs are written; d twin: always, for m >= 1
+ *  @retval AX_APXVALS_OK            all wanted outputs are written; the d twin returns nothing else for
+ *                                   m >= 1
  *  @retval AX_APXVALS_BAD_SIZE      m < 1; nothing is written
  *  @retval AX_APXVALS_OUT_OF_RANGE  f twin only: the first point that AX_apxval refuses ends the call,
  *                                   with the points before it written and the others untouched
@@ -408,8 +409,8 @@ enum { AX_SPLSMOO_OK = 0, AX_SPLSMOO_BAD_SIZE = -10, AX_SPLSMOO_NO_MEMORY = -7 }
  *  @param[out] s   m + 2 elements: s[0..m-1] the smoothed values, s[m] the root mean square residual,
  *                  sqrt(sum r[i]^2 / m), s[m+1] the largest |r[i]|
  *  @param[out] s1  m first derivatives, or null
- *  @param[out] s2  m second derivatives, or null. One of s, s1 and s2 may be x itself, s if x has m + 2
- *                  places. None may be y: s would then report residuals of 0.
+ *  @param[out] s2  m second derivatives, or null. One of s, s1 and s2 may be x itself; if that is s, x
+ *                  needs m + 2 places. None may be y: s would then report residuals of 0.
  *
  *  @retval AX_SPLSMOO_OK         done
  *  @retval AX_SPLSMOO_BAD_SIZE   n < 1 or n > m - 4; nothing is written or allocated
@@ -417,12 +418,12 @@ enum { AX_SPLSMOO_OK = 0, AX_SPLSMOO_BAD_SIZE = -10, AX_SPLSMOO_NO_MEMORY = -7 }
  *                                written or kept
  *  @retval other                 the status of AX_apxcoef; nothing is written
  *
- *  The status of the evaluation is not looked at: see the note on abscissae far from 0 above. With a NaN
- *  among the ordinates all values and the root mean square are NaN, the largest residual is 0, and the
- *  status is 0.
+ *  The status of the evaluation is not looked at: see the note on abscissae far from 0 above. With a
+ *  NaN among the ordinates all values and the root mean square are NaN, the largest residual is 0, and
+ *  the status is 0.
  *
- *  Cost: that of AX_d2fcs, AX_apxcoef and AX_apxvals. Memory: what they take, and n + 6 elements; all of
- *  it is released after success.
+ *  Cost: that of AX_d2fcs, AX_apxcoef and AX_apxvals. Memory: what they take, and n + 6 elements; all
+ *  of it is released after success.
  *  @note Deliberate: when AX_apxcoef fails, for whatever reason, basis table and coefficients stay
  *  allocated: (n + 2)(n + 4) + n + 6 elements and n + 5 pointers, beside what AX_apxcoef keeps. See
  *  docs/deliberate.md.
@@ -451,9 +452,10 @@ TABFIT_API int AX_splsmood(int n, int m, const double *x, const double *y, doubl
  *                                written or kept
  *  @retval other                 the status of AX_apxcoef; nothing is written
  *
- *  Points outside the data's range, by more than the band, give what AX_apxvals gives: in the f twin the
- *  first of them ends the evaluation, and s then holds values at the data from its place on; in the d
- *  twin each repeats the point before it. 0 is returned all the same. NaN is met as by AX_splsmoo.
+ *  Points outside the data's range, by more than the band, give what AX_apxvals gives, and 0 is
+ *  returned all the same. f twin: the first such point, v[j], ends the evaluation; s[j..k-1] are then
+ *  values at the data, x[j] and on. d twin: each such point repeats the point before it. NaN is met as
+ *  by AX_splsmoo.
  *
  *  Cost and memory: those of AX_splsmoo, with a second evaluation.
  *  @note Deliberate: memory is kept as by AX_splsmoo.
@@ -468,8 +470,8 @@ TABFIT_API int AX_splvalsd(int n, int m, const double *x, const double *y, int k
 /* -- Shape-constrained spline --------------------------------------------------------------------- */
 
 /** Status of AX_splconvf() and AX_splconvd(). The f twin also passes on the statuses of Ls_cgrn: a
- *  pseudo-rank l > 0 of the design, -1, -3, -4 or -5. A pseudo-rank 1, which it gives for N > 66, cannot
- *  be told from AX_SPLCONVF_NO_MEMORY. */
+ *  pseudo-rank l > 0 of the design, -1, -3, -4 or -5. A pseudo-rank 1, which it gives for N > 66,
+ *  cannot be told from AX_SPLCONVF_NO_MEMORY. */
 enum {
   AX_SPLCONV_OK = 0,
   AX_SPLCONV_NO_KNOTS = -10,
@@ -484,8 +486,8 @@ enum {
  *  every knot for n > 0, f'' <= -g for n < 0. f'' is linear between knots, so it holds everywhere.
  *
  *  @param[in]  n       interior knots, 1 <= |n| <= m - 4; positive for convex, negative for concave
- *  @param[in]  g       bound of the second derivative, g >= 0, ordinates per abscissa squared; double in
- *                      both twins
+ *  @param[in]  g       bound of the second derivative, g >= 0, ordinates per abscissa squared; double
+ *                      in both twins
  *  @param[in]  m       points
  *  @param[in]  x       m abscissae, strictly ascending (or strictly descending). That is not checked: a
  *                      point outside x[0] .. x[m-1] is left out of the fit and spoils the statistics.
@@ -500,8 +502,8 @@ enum {
  *  @retval AX_SPLCONV_NO_KNOTS      n = 0
  *  @retval AX_SPLCONV_BAD_ARGUMENT  |n| > m - 4, k < 1, or g negative or NaN
  *  @retval AX_SPLCONVF_NO_MEMORY    f twin: scratch of its own could not be had
- *  @retval AX_SPLCONVD_FAILED       d twin: scratch could not be had, or Ls_cgrn reports anything but 0,
- *                                   for the reasons of the f twin below
+ *  @retval AX_SPLCONVD_FAILED       d twin: scratch could not be had, or Ls_cgrn reports anything but
+ *                                   0, for the reasons of the f twin below
  *  @retval l                        f twin: the pseudo-rank of the design; an interval of knots
  *                                   without data is the usual reason
  *  @retval -1                       f twin, from Ls_cgrn: x[0] = x[m-1], or one of the two is NaN
@@ -516,16 +518,16 @@ enum {
  *  The unit of y matters. Let d be the root of what the constraint adds to the sum of squares, in the
  *  unit of y. From d = 707 (f) or 70,710 (d) on the call fails with -5 (f) or -7 (d). Before that the
  *  result loses accuracy: its error is about eps (1 + d^2) relative, and a second derivative may miss
- *  the bound by 2e-6 (f) or 2e-10 (d) times 1 + d^2 of the most that the unconstrained fit misses it by.
- *  Scale y, and g with it, so that the residuals are of the size of 1, and scale s, s1 and s2 back.
+ *  the bound by 2e-6 (f) or 2e-10 (d) times 1 + d^2 of the most that the unconstrained fit misses it
+ *  by. Scale y, and g with it, so that the residuals are of the size of 1, and scale s, s1 and s2 back.
  *
- *  May not return: the head of tabfit/least_squares.h has the rates. The d twin always returns where the
- *  unconstrained fit has the shape already. The more knots bind, the more seldom it returns: with 1 to 8
- *  knots it did not for 54 of 1,000 noisy convex data, and for 790 of 1,000 of the opposite shape.
+ *  May not return: the head of tabfit/least_squares.h has the rates. The d twin always returns where
+ *  the unconstrained fit has the shape already. The more knots bind, the more seldom it returns: with 1
+ *  to 8 knots it did not for 54 of 1,000 noisy convex data, and for 790 of 1,000 of the opposite shape.
  *
  *  Cost: that of Ls_cgrn with m rows, N + 4 unknowns and N + 2 constraints. Memory: (N + 2)(N + 4) +
- *  N + 4, N + 6, N + 2 and m (N + 5) elements and 2 (N + 5) pointers, released; and that of Ls_cgrn, some
- *  of which stays allocated where a knot binds.
+ *  N + 4, N + 6, N + 2 and m (N + 5) elements and 2 (N + 5) pointers, released; and that of Ls_cgrn,
+ *  some of which stays allocated where a knot binds.
  *  Method: Lawson and Hanson, Solving Least Squares Problems, chapter 23; the basis of AX_d2fcs.
  *  @note Deliberate: the twins report failures differently. See docs/deliberate.md.
  */
@@ -559,9 +561,9 @@ enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISS
 
 /** Least-squares polynomial of degree p: minimises the sum over i of (f(x[i]) - y[i])^2.
  *  m = p + 1 points are interpolated, of any degree where they lie like the extrema of T[p], denser
- *  towards the ends. Evenly spaced ones are accepted up to p = 20 (f) and p = 34 (d), and most are refused
- *  with a pseudo-rank beyond. At the highest of these degrees noise is no longer interpolated: look at
- *  the residual a[p+4].
+ *  towards the ends. Evenly spaced ones are accepted up to p = 20 (f) and p = 34 (d), and most are
+ *  refused with a pseudo-rank beyond. At the highest of these degrees noise is no longer interpolated:
+ *  look at the residual a[p+4].
  *
  *  @param[in]     p  degree, p >= 2
  *  @param[in]     m  points, m >= p + 1
@@ -575,8 +577,8 @@ enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISS
  *  @retval AX_POLAPXCOEF_OK             fitted
  *  @retval AX_POLAPXCOEF_FAILED         p < 2 or m < p + 1, and x is unchanged; or scratch could not be
  *                                       had, and x stays mapped
- *  @retval AX_POLAPXCOEF_BAD_ABSCISSAE  two neighbours are closer than 2e-5, turn back, or one is NaN; x
- *                                       stays mapped
+ *  @retval AX_POLAPXCOEF_BAD_ABSCISSAE  two neighbours are closer than 2e-5, turn back, or one is NaN;
+ *                                       x stays mapped
  *  @retval l                            2 <= l < p + 1: the pseudo-rank of the design; x stays mapped
  *  @retval -3                           from Ls: its scratch could not be had; x stays mapped
  *
@@ -588,10 +590,12 @@ enum { AX_POLAPXCOEF_OK = 0, AX_POLAPXCOEF_FAILED = 1, AX_POLAPXCOEF_BAD_ABSCISS
  *  p + 2 pointers, and what Ls takes.
  *  Rounding: a mapped abscissa is formed in long double and rounded once to the element type; the
  *  recurrence 2 t T[j-1] - T[j-2] is a fused step in double, stored in the element type.
- *  Method: Press et al., Numerical Recipes, sections 5.8 and 15.4; Clenshaw and Hayes, Curve and surface
- *  fitting, Journal of the IMA 1 (1965).
- *  @note Deliberate: the double twin has the single twin's 2e-5; the upper clamp of the mapped abscissae
- *  looks at x[p-1], not at x[m-1]; x stays mapped after the failures named. See docs/deliberate.md.
+ *  Method: Press et al., Numerical Recipes, sections 5.8 and 15.4; Clenshaw and Hayes, Curve and
+ *  surface fitting, Journal of the IMA 1 (1965).
+ *  @note Deliberate: the double twin has the single twin's 2e-5. Mapping may round an end abscissa out
+ *  of -1..1: x[0] is then set to -1, but in place of x[m-1] the fit looks at x[p-1], to set it to 1;
+ *  this shows in x after a refusal only. x stays mapped after the failures named. See
+ *  docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int AX_polapxcoeff(int p, int m, float *x, const float *y, float *a) TABFIT_NOEXCEPT;
@@ -611,9 +615,9 @@ enum {
  *  @param[in]     p           degree, p >= 0; not checked
  *  @param[in]     a           p + 5 coefficients
  *  @param[in]     k           points; with k < 1 nothing is evaluated
- *  @param[in,out] v           k abscissae in the data's unit, in any order. They are mapped in place, and
- *                             mapped back after success, up to rounding. After any failure they stay
- *                             mapped. Pass a copy.
+ *  @param[in,out] v           k abscissae in the data's unit, in any order. They are mapped in place,
+ *                             and mapped back after success, up to rounding. After any failure they
+ *                             stay mapped. Pass a copy.
  *  @param[out]    s, s1, s2   k values, first and second derivatives; each may be null, not all three
  *
  *  @retval AX_POLAPXVAL_OK            the wanted outputs are written
@@ -622,8 +626,8 @@ enum {
  *  @retval AX_POLAPXVAL_OUT_OF_RANGE  a point lies outside the band; the points before it are written,
  *                                     the others untouched. NaN is not refused: it gives NaN.
  *
- *  Cost: O(k p). Memory: min(k, 64) (p + 1) elements for the values, as many for first derivatives if s1
- *  or s2 is wanted, and for second ones if s2 is.
+ *  Cost: O(k p). Memory: min(k, 64) (p + 1) elements for the values, as many for first derivatives if
+ *  s1 or s2 is wanted, and for second ones if s2 is.
  *  Rounding: polynomials and their derivatives are stored in the element type; the sums run in double,
  *  j ascending; a derivative's sum is divided by hw, or hw^2, in long double, and rounded once.
  *  @note Deliberate: v stays mapped on every failure. See docs/deliberate.md.
@@ -654,13 +658,16 @@ enum { AX_POLYAPX_OK = 0, AX_POLYAPX_BAD_SIZE = -1, AX_POLYAPX_NO_MEMORY = -3 };
  *
  *  @retval AX_POLYAPX_OK         done; x and v are mapped back
  *  @retval AX_POLYAPX_BAD_SIZE   p < 2, m < p + 1 or k < 1; nothing is changed
- *  @retval AX_POLYAPX_NO_MEMORY  scratch could not be had: for the coefficients, and nothing is changed;
- *                                in Ls, and x stays mapped; in the evaluation, and v stays mapped
+ *  @retval AX_POLYAPX_NO_MEMORY  scratch could not be had: for the coefficients, and nothing is
+ *                                changed; in Ls, and x stays mapped; in the evaluation, and v stays
+ *                                mapped
  *  @retval 1, -2, l              from the fit: its scratch could not be had, bad abscissae, the
  *                                pseudo-rank; x stays mapped, v is unchanged
- *  @retval -4, -5                from the evaluation: a point outside the band, and the points before it
- *                                are written, but no statistics; no output is wanted. x is mapped back, v
- *                                stays mapped.
+ *  @retval -4                    from the evaluation: a point lies outside the band. The points before
+ *                                it are written, the statistics are not; x is mapped back, v stays
+ *                                mapped.
+ *  @retval -5                    from the evaluation: no output is wanted; x is mapped back, v stays
+ *                                mapped
  *
  *  Cost and rounding: those of the two. Memory: theirs, and p + 5 elements.
  */

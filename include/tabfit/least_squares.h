@@ -31,8 +31,8 @@
  *   - f twin: sums run in double, so there is no lower limit. Norms above half the greatest float spoil
  *     the result. rn is 0 or infinite where the squared residual norm is no float (residuals beyond
  *     about 1e19, or tiny ones); x is right all the same.
- *   - Scratch comes from calloc. It is released on success and on failure, but where a comment says
- *     otherwise. What a failing call has written stays written. Nothing is printed, logged or thrown.
+ *   - Scratch comes from calloc. Unless a comment says otherwise, it is released on success and on
+ *     failure. What a failing call has written stays written. Nothing is printed, logged or thrown.
  *   - Every call needs up to 200 KiB of stack, whatever the size of the problem.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  *
@@ -159,8 +159,8 @@ TABFIT_API int Ls_d(double **A, int m, int n, double *rn) TABFIT_NOEXCEPT;
  *                        `iter`
  *
  *  When pass `iter` fails, x is the sum of the corrections of the passes before it: 0 if it is the
- *  first. r holds what Ls left there. rn is the value that the pass began with: that of the pass before
- *  it; in the first pass 0 (d) or the greatest float (f).
+ *  first. r holds what Ls left there. rn is that of the pass before; in the first pass it is 0 (d) or
+ *  the greatest float (f).
  *
  *  Cost: that of Ls and 2 m n operations a pass.
  *  Memory: a working table, n + 1 pointers and n blocks of m elements from calloc. After a failure it
@@ -177,8 +177,8 @@ TABFIT_API int Ls_itd(double *const *A, int m, int n, double *x, double *r, doub
 
 /* -- Non-negative --------------------------------------------------------------------------------- */
 
-/** Status of Ls_cnnf() and Ls_cnnd(). Ls_it may add two for a subproblem: a pseudo-rank l > 0 and -1. A
- *  pseudo-rank 1 has the number of LS_CNN_ZERO; x tells them apart. */
+/** Status of Ls_cnnf() and Ls_cnnd(). Two more may come from Ls_it on a subproblem: a pseudo-rank l >
+ *  0, and -1. A pseudo-rank 1 has the number of LS_CNN_ZERO; x tells them apart. */
 enum {
   LS_CNN_OK = 0,
   LS_CNN_ZERO = 1,
@@ -219,13 +219,15 @@ enum {
  *
  *  May not return: see the head of this file. The d twin returns when no variable has to be dropped.
  *
- *  Status 0 may come with a wrong place in x (f twin): when all variables are free and one is dropped,
- *  the last place of x keeps a stale value. For the example of the head x is (1.5, 1.333) where the
- *  answer is (1.5, 0). r and rn belong to the answer, so b - A x differs from r. A column of zeros
+ *  Status 0 may come with a wrong place in x (f twin). Where a variable is dropped while all are free,
+ *  the last place of x keeps what it held before. For the example of the head x is (1.5, 1.333) where
+ *  the answer is (1.5, 0). r and rn belong to the answer, so b - A x differs from r. A column of zeros
  *  appended to the matrix avoids it: it never enters, so not all variables are free.
  *
  *  Cost: a least-squares solution for each change of the free set, about as many as free variables.
- *  Memory: n ints and 2n elements from calloc, released.
+ *  Memory: n ints and 2n elements from calloc, released. Each subproblem is one call of Ls_it with the
+ *  f free columns of that moment, and leaves f + 1 pointers and f blocks of m elements; a subproblem is
+ *  solved whenever a variable has entered or has been dropped. With LS_CNN_ZERO none is left.
  *  Method: Lawson and Hanson, Solving Least Squares Problems, chapter 23.
  *  @note Deliberate: the d twin's step is 0; x is not exchanged when a variable enters; what counts as
  *  zero is relative to a signed element; after a drop the next element is not examined; every Ls_it
@@ -239,8 +241,8 @@ TABFIT_API int Ls_cnnd(double **A, int m, int n, double *x, double *r, double *r
 
 /* -- Bounds, least distance ----------------------------------------------------------------------- */
 
-/** Status of Ls_cgef(), Ls_cged(), Ls_clef() and Ls_cled(). Ls_cnn may add LS_CNN_NO_PROGRESS, -1 and a
- *  pseudo-rank l, but for l = n, which is taken for success. */
+/** Status of Ls_cgef(), Ls_cged(), Ls_clef() and Ls_cled(). From Ls_cnn may come LS_CNN_NO_PROGRESS, -1
+ *  and a pseudo-rank. Where Ls_cnn gives the number n, LS_CGE_OK is returned. */
 enum { LS_CGE_OK = 0, LS_CGE_AT_BOUND = 1, LS_CGE_BAD_SIZE = -2, LS_CGE_NO_MEMORY = -3 };
 
 /** Least squares with lower bounds: minimises |A x - b| subject to x >= x0.
@@ -255,12 +257,13 @@ enum { LS_CGE_OK = 0, LS_CGE_AT_BOUND = 1, LS_CGE_BAD_SIZE = -2, LS_CGE_NO_MEMOR
  *  @param[out]    rn  squared residual norm
  *
  *  @retval LS_CGE_OK         solved
- *  @retval LS_CGE_AT_BOUND   the solution is x0 itself, and x is 0, not x0 (n > 1). A pseudo-rank 1 has
- *                            the same number; then x is not 0.
+ *  @retval LS_CGE_AT_BOUND   the solution is x0 itself, but x is 0; r and rn are those of x0. Only with
+ *                            n > 1: with one unknown LS_CGE_OK is returned, and x is x0. A pseudo-rank
+ *                            1 has the same number; then x is not 0.
  *  @retval LS_CGE_BAD_SIZE   m < 1 or n < 1; nothing is written
  *  @retval LS_CGE_NO_MEMORY  scratch could not be had
- *  @retval other             -4, -1 or a pseudo-rank, from Ls_cnn in the unknowns x - x0; what it says
- *                            of x holds for x - x0, which x is left in
+ *  @retval other             -4, -1 or a pseudo-rank, from Ls_cnn in the unknowns y = x - x0. x holds
+ *                            y, as Ls_cnn leaves it, and r is b - A x0 - A y.
  *
  *  May not return: see the head of this file.
  *
@@ -270,8 +273,9 @@ enum { LS_CGE_OK = 0, LS_CGE_AT_BOUND = 1, LS_CGE_BAD_SIZE = -2, LS_CGE_NO_MEMOR
  *
  *  Cost: that of Ls_cnn. Memory: m elements from calloc, released, and what Ls_cnn takes and leaves.
  *  Method: Lawson and Hanson, Solving Least Squares Problems, chapter 23.
- *  @note Deliberate: the value n of Ls_cnn passes for success. With one unknown that is status 1, and x
- *  is the bound itself; with more it does not occur. See docs/deliberate.md.
+ *  @note Deliberate: where Ls_cnn gives the number n, LS_CGE_OK is returned. With one unknown n is 1,
+ *  the number of LS_CNN_ZERO, and x = x0 is right; with more unknowns Ls_cnn does not give n. See
+ *  docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int Ls_cgef(float **A, int m, int n, const float *x0, float *x, float *r,
@@ -300,9 +304,10 @@ enum { LS_LDP_OK = 0, LS_LDP_INCOMPATIBLE = 1, LS_LDP_BAD_SIZE = -2, LS_LDP_NO_M
 /** Least distance: minimises |x| subject to G x >= h.
  *
  *  @param[in,out] G  column table: G in columns 0..n-1, h in column n, m rows each. It is transposed in
- *                    place, for which it needs k = max(m, n + 1) columns of k elements, and one
- *                    pointer behind them, at place k; all of it is destroyed. Position m then holds a
- *                    pointer that must not be used: keep a copy of what you release.
+ *                    place, for which it needs k = max(m, n + 1) columns of k elements and k + 1
+ *                    pointers. All elements are destroyed. The pointers at places 0..m-1 come back in
+ *                    another order; at place m, which may be one of the k columns, stands a pointer
+ *                    that must not be used. Keep a copy of the pointers that you release.
  *  @param[in]     m  constraints, m >= 1
  *  @param[in]     n  unknowns, n >= 1
  *  @param[out]    x  max(m, n + 1) elements; out: x[0..n-1] the solution, x[n] its squared norm
@@ -312,7 +317,7 @@ enum { LS_LDP_OK = 0, LS_LDP_INCOMPATIBLE = 1, LS_LDP_BAD_SIZE = -2, LS_LDP_NO_M
  *                               or 70,710 (d) from 0, or a result is NaN; x holds the inner residual
  *  @retval LS_LDP_BAD_SIZE      m < 1 or n < 1; nothing is changed
  *  @retval LS_LDP_NO_MEMORY     scratch could not be had, here or in M_qrd or Ls_it
- *  @retval -1, -4               from Ls_cnn; x holds what it left
+ *  @retval -1, -4               from Ls_cnn; x holds the inner residual as it left it
  *
  *  May not return: see the head of this file.
  *  The inner problem has a residual whose last component is q = 1 / (1 + |x|^2) at the solution, and 0
@@ -393,8 +398,9 @@ enum {
  *  May not return: see the head of this file. The d twin always returns where no bound binds; the more
  *  bounds bind, the more seldom.
  *  Cost: that of Ls, and of Ls_ldp with 2n constraints. Memory from calloc: a table of k + 1 columns of
- *  k = max(2n, n + 1) elements and its pointers, n ints, n doubles, n + 2 elements; released but for
- *  what Ls_cnn leaves.
+ *  k = max(2n, n + 1) elements and its pointers, n ints, n doubles, n + 2 elements, all released. What
+ *  Ls_cnn leaves stays: its problem has n + 1 rows and 2n unknowns, so a subproblem with f free columns
+ *  leaves f + 1 pointers and f blocks of n + 1 elements.
  *  Method: Lawson and Hanson, Solving Least Squares Problems, chapter 23: reduction to least distance.
  */
 /**@{*/

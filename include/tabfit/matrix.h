@@ -294,7 +294,7 @@ enum { M_TRANSP_OK = 0, M_TRANSP_BAD_SIZE = -1 };
  *  @param[in]  n  columns of A
  *  @param[out] B  column table, n by m
  *
- *  @retval M_TRANSP_OK        B is written; with one size below 1, nothing is
+ *  @retval M_TRANSP_OK        B is written; nothing is for a 1 by 1 matrix or with one size below 1
  *  @retval M_TRANSP_BAD_SIZE  both sizes are below 1; nothing is written
  *
  *  Cost: m n moves. Allocates nothing.
@@ -337,7 +337,7 @@ enum { M_TRAN_OK = 0, M_TRAN_NO_MEMORY = -1, M_TRAN_BAD_SIZE = -2 };
  *  @param[in]     r  rows
  *  @param[in]     c  columns
  *
- *  @retval M_TRAN_OK         done; with c = 0, or r < 2 and c >= 2, nothing changes
+ *  @retval M_TRAN_OK         done; nothing changes if r >= 2 and c = 0, or if r < 2 and c >= 2
  *  @retval M_TRAN_NO_MEMORY  the scratch could not be had, or r >= 2 and c < 0; a is unchanged
  *  @retval M_TRAN_BAD_SIZE   r < 2 and c < 2; a is unchanged
  *
@@ -390,15 +390,16 @@ enum { M_ROWSORT_OK = 0, M_ROWSORT_BAD_INDEX = -1 };
  *  @param[in,out] A    column table, m by n
  *  @param[in]     m    rows; less than 2 does nothing
  *  @param[in]     n    columns; with less than 1 only idx is sorted
- *  @param[in,out] idx  a permutation of 0..m-1; consumed: holds 0, 1, ..., m-1 after success
+ *  @param[in,out] idx  a permutation of 0..m-1; consumed: after success it holds 0, 1, ..., m-1
  *
  *  @retval M_ROWSORT_OK         done
- *  @retval M_ROWSORT_BAD_INDEX  idx lacks one of 0..m-2; A and idx are reordered up to the first that
- *                               is missing, i: rows 0..i-1 are in place
+ *  @retval M_ROWSORT_BAD_INDEX  idx lacks one of 0..m-2. Let i be the least that is missing: the rows
+ *                               for places 0..i-1 are there, and idx begins 0, 1, ..., i-1. With
+ *                               i = 0 nothing has moved.
  *
  *  Cost: O(m n) moves and O(m^2) comparisons of int. Allocates nothing.
- *  @note Deliberate: M_colsort goes the other way; and the last index is not searched, so any value
- *  passes there. See docs/deliberate.md.
+ *  @note Deliberate: M_colsort goes the other way. m - 1 is not searched, so any value passes for it;
+ *  idx then ends with that value. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_rowsortf(float *const *A, int m, int n, int *idx) TABFIT_NOEXCEPT;
@@ -421,10 +422,11 @@ enum { M_COLSORT_OK = 0, M_COLSORT_BAD_INDEX = -1, M_COLSORT_NO_MEMORY = -2 };
  *
  *  Cost: O(m n) moves and O(n^2) comparisons of int.
  *  Memory: n ints from malloc; for n < 1 a block of 0 bytes is asked for all the same.
- *  @note Deliberate: M_colsortd keeps that scratch on every path, M_colsortf releases it. Only a
- *  missing idx[0] is reported: for any other idx[j] that does not occur, or has occurred before,
- *  columns j-1 and j change places and the call goes on. M_rowsort goes the other way. See
- *  docs/deliberate.md.
+ *  @note Deliberate: M_colsortd keeps that scratch on every path, M_colsortf releases it. The column
+ *  for place j is looked for at places j..n-1 only. Where it is not there for j > 0 (idx[j] is no
+ *  column, or an earlier exchange has moved that column below j), columns j-1 and j change places and
+ *  the call goes on: idx = (0, 7, 1) turns the columns a, b, c into b, c, a. M_rowsort goes the other
+ *  way. See docs/deliberate.md.
  */
 /**@{*/
 TABFIT_API int M_colsortf(float *a, int m, int n, const int *idx) TABFIT_NOEXCEPT;
@@ -439,7 +441,8 @@ TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCE
  *   s            a symmetric matrix in a triangle table
  *   u            an upper-triangular matrix in a triangle table
  *   v            a vector
- *   t            transposes the factor before it: mtv is A^T x, mmt A B^T; in tmsm the one behind it
+ *   t            transposes a general or triangular factor, the one before it: mtv is A^T x, mmt is
+ *                A B^T, utu is U^T U; in tmsm, where none is before it, the one behind it
  *   trailing s   the result is symmetric, in a triangle table: mmts, mtms
  *   trailing m   the result is general though a factor is symmetric: smm, msm, smtm, tmsm, smsm
  *   trailing b   the result replaces the second operand B: mmb, mtmb, mmtb
@@ -450,13 +453,15 @@ TABFIT_API int M_colsortd(double *a, int m, int n, const int *idx) TABFIT_NOEXCE
  * Common to all
  *   - Every sum starts at 0 and runs over the summation index in ascending order, in one double, with
  *     a fused multiply-add a step; it is rounded once, to the element type. Both twins.
- *   - A count of 0 or less of the result's rows or columns writes nothing; one of the summation index
- *     stores zeros. Counts are not checked otherwise, and nothing but the in-place products can fail.
+ *   - With a count of 0 or less for the rows or columns of the result nothing is written; with a count
+ *     of 0 or less for the summation index zeros are stored. Counts are not checked otherwise, and
+ *     nothing but the in-place products can fail.
  *   - Results must not overlap operands, except for the operand that an in-place product replaces.
  *   - Symmetric and triangular factors are read, and triangular results written, on and above the
  *     diagonal only.
  *   - Nothing is allocated, except for one scratch column by each in-place product. Its comment says
- *     how many elements; for a count below 1 a block of 0 bytes is asked for all the same.
+ *     how many elements; for a count below 1 a block of 0 bytes is asked for all the same, and a null
+ *     for it counts as a refusal.
  *   - Cost: two operations a term; triangular factors have only the terms of their triangle.
  *   - Method: Golub and Van Loan, Matrix Computations, section 1.1.
  */
@@ -1066,6 +1071,9 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *        +-------+-------+-------+     | u u u |   X   | Q^T B |  m - l
  *                                      +-------+-------+-------+
  *
+ *  Each step brings the column of greatest remaining norm to its place, by an exchange of pointers; of
+ *  equal norms the lowest place wins.
+ *
  *  The sum of squares of r is the squared residual of the least-squares problem. Q cannot be
  *  applied again: of each reflection the leading element is overwritten by R, and later row
  *  interchanges move the rest.
@@ -1093,11 +1101,13 @@ enum { M_QRD_OK = 0, M_QRD_ZERO = -1, M_QRD_BAD_SIZE = -2, M_QRD_NO_MEMORY = -3 
  *  9,000 random matrices of 3 to 10 columns. A caller that must know compares the diagonal of R
  *  with R(0,0). A column of zeros is found, but for the range below.
  *
- *  Range of the elements. In the d twin, columns with norms below 1.5e-162 count as zero. If the
- *  largest norm is below 8e-154, tol squared underflows and a column of zeros is not found. Squares
- *  overflow from norms of 1.35e154 on, which spoils the result. The f twin forms squares in double
- *  and has no lower limit; norms above 1.7e38, half the greatest float, spoil its result. Scale
- *  such data.
+ *  Range of the elements. Scale data outside it.
+ *    - d twin: a column with a norm below 1.5e-162 counts as zero.
+ *    - d twin: if the largest norm is below 8e-154, tol squared underflows and a column of zeros is
+ *      not found.
+ *    - d twin: squares overflow from norms of 1.35e154 on, which spoils the result.
+ *    - f twin: squares are formed in double, so there is no lower limit. Norms above 1.7e38, half the
+ *      greatest float, spoil the result.
  *
  *  Cost: 2 n^2 (m - n/3) operations for m >= n, 2 m^2 (n - m/3) for m < n, and 4 k p (m - p/2) with
  *  p = min(m, n) for the right-hand sides. Sums run in double, rows ascending; beta and the
@@ -1184,9 +1194,10 @@ enum { M_INVGJ_OK = 0, M_INVGJ_ZERO = -1, M_INVGJ_BAD_SIZE = -2, M_INVGJ_NO_MEMO
  *  There is no tolerance: only an exact zero is singular. M_INVGJ_OK does not prove that the matrix
  *  is regular: rounding leaves a pivot of noise in most singular matrices of small integers. A NaN
  *  may hide other elements of its column.
- *  Cost: 2 n^3 operations. Memory: n ints from calloc, twice, kept: see the note.
+ *  Cost: 2 n^3 operations. Memory: n ints from calloc, twice, kept: see the note. Nothing is asked for
+ *  if n < 1.
  *  Method: Press et al., Numerical Recipes, section 2.1.
- *  @note Deliberate: the 2 n ints are never released, on any path, nor are the first n if the second n
+ *  @note Deliberate: what was taken is never released: the 2 n ints, or the first n if the second n
  *  cannot be had; the candidates for a pivot are chosen by a rule that keeps signs; the pointers stay
  *  exchanged. See docs/deliberate.md.
  */
@@ -1212,9 +1223,11 @@ enum { M_CHOL_OK = 0, M_CHOL_BAD_SIZE = -1, M_CHOL_NO_MEMORY = -2 };
  *
  *  There is no tolerance. Cost: n^3 / 3 operations. Allocates nothing. Sums run in double, rows
  *  ascending. Method: Golub and Van Loan, Matrix Computations, section 4.2.
- *  @note Deliberate: the d twin divides row 0 by s(0,0), not by its root. Its factor, its status,
- *  and what M_choleq, M_cholinv and M_invs make of them, belong to S only if s(0,0) = 1 or the rest
- *  of row 0 is zero. The f twin has the true factor. Statuses by s(0,0):
+ *  @note Deliberate: in the d twin u(0,0) is the root of s(0,0), but the rest of row 0 is divided by
+ *  s(0,0) itself, not by the root: u(0,j) = s(0,j) / s(0,0). So the factor, the status, and what
+ *  M_choleq, M_cholinv and M_invs make of them, belong to S only if s(0,0) = 1 or the rest of row 0 is
+ *  zero. The f twin has the true factor. For [4 2; 2 5] the d twin gives [2 0.5; 0 2.179], the f twin
+ *  [2 1; 0 2]. Statuses by s(0,0):
  *
  *      s(0,0) > 1    the d twin accepts matrices that are not definite as well:
  *                    0 for [4 2; 2 1], which is singular, and for [4 2; 2 0.5], which is indefinite
