@@ -81,12 +81,11 @@ int AX_polapxcoef(int p, int m, Real* x, const Real* y, Real* a) noexcept {
     const int count = std::min(width, m - i0);
     design_points(x + i0, count, t, before);
     kernel.chebyshev(p, t, count, width, T.get(), a, f);
-    residuals.add(f, y + i0, count, [](double r, double greatest) { return !(greatest >= r); });
+    residuals.add(f, y + i0, count, Residuals::takes_nan);
   }
   a[p + 1] = store<Real>(map.cm);
   a[p + 2] = store<Real>(map.hw);
-  a[p + 3] = store<Real>(residuals.rms(m));
-  a[p + 4] = store<Real>(residuals.greatest);
+  residuals.put(m, a + p + 3);
   map_back(x, m, map);
   return AX_POLAPXCOEF_OK;
 }

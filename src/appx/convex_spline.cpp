@@ -9,7 +9,6 @@
 
 #include "llsqp/constrained.hpp"
 
-#include "appx/residuals.hpp"
 #include "appx/spline_basis.hpp"
 #include "appx/spline_fit.hpp"
 
@@ -64,12 +63,7 @@ int AX_splconv(int n, double g, int m, const Real* x, const Real* y, int k, cons
   a[functions] = store<Real>(map.cm);
   a[functions + 1] = store<Real>(map.hw);
 
-  AX_apxvals<Real>(T, N, a.get(), m, x, s, nullptr, nullptr);
-  Residuals residuals;
-  residuals.add(s, y, m, [](double r, double greatest) { return r >= greatest; });
-  AX_apxvals(T, N, a.get(), k, v, s, s1, s2);
-  s[k] = store<Real>(residuals.rms(m));
-  s[k + 1] = store<Real>(residuals.greatest);
+  values_and_residuals<Real>(T, N, a.get(), m, x, y, k, v, s, s1, s2);
   return AX_SPLCONV_OK;
 }
 

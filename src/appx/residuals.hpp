@@ -13,6 +13,10 @@ namespace tabfit {
 struct Residuals {
   double sum = 0.0, greatest = 0.0;
 
+  /// What becomes the greatest: NaN never, or always, and then the residual after it too.
+  static constexpr auto passes_over_nan = [](double r, double greatest) { return r > greatest; };
+  static constexpr auto takes_nan = [](double r, double greatest) { return !(greatest >= r); };
+
   /// Adds the residuals r = |values[i] - y[i]|, i ascending. r becomes the greatest if
   /// exceeds(r, greatest).
   template <class Value, class Real, class Exceeds>
@@ -30,7 +34,14 @@ struct Residuals {
       sum = V_addsq(r, count, sum);
     }
   }
-  double rms(int m) const noexcept { return store<double>(std::sqrt(Wide(sum) / m)); }
+
+  /// out[0] = the root mean square of m residuals, out[1] = the greatest.
+  template <class Real>
+  void put(int m, Real* out) const noexcept {
+    const double rms = store<double>(std::sqrt(Wide(sum) / m));
+    out[0] = store<Real>(rms);
+    out[1] = store<Real>(greatest);
+  }
 };
 
 }  // namespace tabfit

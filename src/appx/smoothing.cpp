@@ -35,9 +35,8 @@ int AX_splsmoo(int n, int m, const Real* x, const Real* y, Real* s, Real* s1, Re
   return smooth(n, m, x, y, [&](Real* const* T, const Real* a) {
     AX_apxvals(T, n, a, m, x, s, s1, s2);
     Residuals residuals;
-    residuals.add(s, y, m, [](double r, double greatest) { return r > greatest; });
-    s[m] = store<Real>(residuals.rms(m));
-    s[m + 1] = store<Real>(residuals.greatest);
+    residuals.add(s, y, m, Residuals::passes_over_nan);
+    residuals.put(m, s + m);
   });
 }
 
@@ -46,12 +45,7 @@ int AX_splvals(int n, int m, const Real* x, const Real* y, int k, const Real* v,
                Real* s2) noexcept {
   if (n < 1 || n > std::ptrdiff_t(m) - 4 || k < 1) return AX_SPLSMOO_BAD_SIZE;
   return smooth(n, m, x, y, [&](Real* const* T, const Real* a) {
-    AX_apxvals<Real>(T, n, a, m, x, s, nullptr, nullptr);
-    Residuals residuals;
-    residuals.add(s, y, m, [](double r, double greatest) { return r >= greatest; });
-    AX_apxvals(T, n, a, k, v, s, s1, s2);
-    s[k] = store<Real>(residuals.rms(m));
-    s[k + 1] = store<Real>(residuals.greatest);
+    values_and_residuals(T, n, a, m, x, y, k, v, s, s1, s2);
   });
 }
 

@@ -11,6 +11,7 @@
 
 #include "llsqp/least_squares.hpp"
 
+#include "appx/residuals.hpp"
 #include "appx/spline_basis.hpp"
 #include "appx/spline_fit.hpp"
 
@@ -231,6 +232,16 @@ int AX_apxvals(Real* const* T, int n, const Real* a, int k, const Real* v, Real*
   return AX_APXVALS_OK;
 }
 
+template <class Real>
+void values_and_residuals(Real* const* T, int n, const Real* a, int m, const Real* x, const Real* y,
+                          int k, const Real* v, Real* s, Real* s1, Real* s2) noexcept {
+  AX_apxvals<Real>(T, n, a, m, x, s, nullptr, nullptr);
+  Residuals residuals;
+  residuals.add(s, y, m, Residuals::passes_over_nan);
+  AX_apxvals(T, n, a, k, v, s, s1, s2);
+  residuals.put(m, s + k);
+}
+
 template void spline_design(float* const*, int, int, const float*, const PointMapping&,
                             float* const*) noexcept;
 template void spline_design(double* const*, int, int, const double*, const PointMapping&,
@@ -241,6 +252,11 @@ template int AX_apxvals(float* const*, int, const float*, int, const float*, flo
                         float*) noexcept;
 template int AX_apxvals(double* const*, int, const double*, int, const double*, double*, double*,
                         double*) noexcept;
+template void values_and_residuals(float* const*, int, const float*, int, const float*, const float*,
+                                   int, const float*, float*, float*, float*) noexcept;
+template void values_and_residuals(double* const*, int, const double*, int, const double*,
+                                   const double*, int, const double*, double*, double*,
+                                   double*) noexcept;
 
 }  // namespace tabfit
 
