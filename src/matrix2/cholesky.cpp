@@ -14,26 +14,34 @@
 namespace tabfit {
 namespace {
 
+constexpr int most_rows = panel_rows;  // of a diagonal block
+
+/// The sums over the rows above the diagonal block: sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j, at
+/// sums[i * lanes + j].
+template <class Real>
+void sum_rows_above(Real* const* U, int i0, int rows, int lanes, double* sums) noexcept {
+  alignas(64) double tall[most_rows * most_rows];
+  double* columns[most_rows];
+  for (int j = 0; j < rows; ++j) columns[j] = tall + j * most_rows;
+  product({rows, rows, i0, Band::all, Band::all, true}, transposed(U + i0), as_is(U + i0),
+          into_table(columns));
+  for (int j = 0; j < rows; ++j)
+    for (int i = 0; i <= j; ++i) sums[i * lanes + j] = columns[j][i];
+}
+
 /// The diagonal block of U: rows and columns i0..i0+rows-1, whose first `done` rows are there already.
 /// Returns how many rows are complete: fewer than `rows` if the next pivot is not positive.
 ///
 /// Shape: sums and solved hold the block row by row, element (i, j) at i * lanes + j.
 template <class Real>
 int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) noexcept {
-  constexpr int most = panel_rows;
   const Kernels& kernel = kernels();
   const int lanes = (rows + 7) / 8 * 8;
-  alignas(64) double tall[most * most], sums[most * most], solved[most * most];
-  double *columns[most], factors[most];
+  alignas(64) double sums[most_rows * most_rows], solved[most_rows * most_rows];
+  double factors[most_rows];
   std::fill_n(sums, rows * lanes, 0.0);
   std::fill_n(solved, rows * lanes, 0.0);
-  if (i0 > 0) {
-    for (int j = 0; j < rows; ++j) columns[j] = tall + j * most;
-    product({rows, rows, i0, Band::all, Band::all, true}, transposed(U + i0), as_is(U + i0),
-            into_table(columns));
-    for (int j = 0; j < rows; ++j)
-      for (int i = 0; i <= j; ++i) sums[i * lanes + j] = columns[j][i];
-  }
+  if (i0 > 0) sum_rows_above(U, i0, rows, lanes, sums);
   for (int i = 0; i < done; ++i)
     for (int j = i; j < rows; ++j) solved[i * lanes + j] = U[i0 + j][i0 + i];
 

@@ -59,9 +59,25 @@ Pivot<Real> eliminate(Real* const* A, int n, int k, int r, Real p) noexcept {
   return next;
 }
 
+/// Undoes the exchanges of the elimination, the newest first: a row exchange of A is a column exchange of
+/// the inverse, and the other way round.
+template <class Real>
+void undo_exchanges(Real** A, int n, const int* row, const int* col) noexcept {
+  // Deliberate: the column pointers stay exchanged: column j of the inverse is where A[j] leads.
+  for (int k = n - 2; k >= 0; --k) {
+    if (row[k] != k) {
+      P_swap(A + k, A + row[k]);
+      V_neg(A[k], n);
+    }
+    if (col[k] != k) {
+      M_swap(A, 0, n - 1, k, col[k]);
+      M_lminus(A, n, k);
+    }
+  }
+}
+
 // Every exchange of two lines also negates one of them. That keeps the determinant, which is the plain
-// product of the pivots. The exchanges are undone in reverse order: a row exchange of A is a column
-// exchange of the inverse, and the other way round.
+// product of the pivots.
 template <class Real>
 int M_invGJ(Real** A, int n, double* det) noexcept {
   if (n < 1) return M_INVGJ_BAD_SIZE;
@@ -89,17 +105,7 @@ int M_invGJ(Real** A, int n, double* det) noexcept {
     best = eliminate(A, n, k, row[k], best.value);
   }
 
-  // Deliberate: the column pointers stay exchanged: column j of the inverse is where A[j] leads.
-  for (int k = n - 2; k >= 0; --k) {
-    if (row[k] != k) {
-      P_swap(A + k, A + row[k]);
-      V_neg(A[k], n);
-    }
-    if (col[k] != k) {
-      M_swap(A, 0, n - 1, k, col[k]);
-      M_lminus(A, n, k);
-    }
-  }
+  undo_exchanges(A, n, row, col);
   return M_INVGJ_OK;
 }
 

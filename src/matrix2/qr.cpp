@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
@@ -69,13 +70,20 @@ class InPlace {
 template <class Real>
 class Columns {
  public:
-  /// Doubles of scratch.
+  /// Bytes of scratch.
   static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
-    return 2 * (std::ptrdiff_t(m) + columns);
+    return sizeof_n<double>(2 * (std::ptrdiff_t(m) + columns));
   }
 
-  Columns(Real** A, int m, int n, int k, double* scratch) noexcept
-      : A_(A), m_(m), n_(n), end_(n + k), t_(scratch), s_(t_ + end_), u_(s_ + end_), next_(u_ + m) {}
+  Columns(Real** A, int m, int n, int k, Block scratch) noexcept
+      : A_(A),
+        m_(m),
+        n_(n),
+        end_(n + k),
+        t_(scratch.take<double>(end_)),
+        s_(scratch.take<double>(end_)),
+        u_(scratch.take<double>(m)),
+        next_(scratch.take<double>(m)) {}
 
   void norms(double* h) noexcept { kernel_.column_squares(A_, n_, m_, h); }
 
@@ -129,35 +137,34 @@ class Columns {
 ///            the pass that forms the sums of the next one applies them, and keeps the result only when
 ///            no more may wait. What the next step looks at is brought up to date before that: row l
 ///            and the pivot column.
-/// Invariant: a column has a slot, eight a panel; one that leaves leaves it empty, and when a panel's
-///            worth is empty the columns of the last panel move there. Rows l..m-1 still miss the
-///            reflections with u_[q] and t_[q], q < waiting_; columns before `last_from_` never get the
-///            last of them.
+/// Shape:     every column has a slot, and a panel is eight slots. A column that is taken leaves its slot
+///            empty. When eight slots are empty, the columns of the last panel move into them.
+/// Invariant: rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_. Columns before
+///            last_from_ never get the last of these.
 template <class Real>
 class Panels {
  public:
-  /// Elements of scratch, in doubles, behind an address that is a multiple of 64.
+  /// Bytes of scratch.
   static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
-    const std::ptrdiff_t padded = (columns + 7) / 8 * std::ptrdiff_t(8);
-    return padded * m * std::ptrdiff_t(sizeof(Real)) / 8 + (most_waiting + 1) * std::ptrdiff_t(m) +
-           (most_waiting + 2) * padded;
+    const std::ptrdiff_t slots = slots_of(columns);
+    return sizeof_n<double>((most_waiting + 1) * slots) + sizeof_n<Real>(slots * m) +
+           sizeof_n<double>((most_waiting + 1) * std::ptrdiff_t(m)) + sizeof_n<int>(2 * slots);
   }
 
-  Panels(Real** A, int m, int n, int k, double* scratch) noexcept
+  Panels(Real** A, int m, int n, int k, Block scratch) noexcept
       : A_(A), m_(m), n_(n), end_(n + k), panels_((end_ + 7) / 8), panel_size_(8 * std::ptrdiff_t(m)) {
-    const std::ptrdiff_t padded = (end_ + 7) / 8 * std::ptrdiff_t(8);
+    const std::ptrdiff_t slots = slots_of(end_);
     // In the nearest cache, and where every application is rounded to float, applying a reflection
     // again costs more than writing.
-    keep_at_ = !is_double<Real> || padded * m * std::ptrdiff_t(sizeof(Real)) <= near ? 1 : most_waiting;
-    for (double*& t : t_) t = std::exchange(scratch, scratch + padded);
-    s_ = std::exchange(scratch, scratch + padded);
-    Y_ = reinterpret_cast<Real*>(scratch);
-    scratch += padded * m * std::ptrdiff_t(sizeof(Real)) / 8;
-    for (double*& u : u_) u = std::exchange(scratch, scratch + m);
-    slot_ = reinterpret_cast<int*>(scratch);
-    column_ = slot_ + padded;
-    std::fill_n(t_[0], most_waiting * padded, 0.0);
-    for (int j = 0; j < padded; ++j) {
+    keep_at_ = !is_double<Real> || sizeof_n<Real>(slots * m) <= near ? 1 : most_waiting;
+    for (double*& t : t_) t = scratch.take<double>(slots);
+    s_ = scratch.take<double>(slots);
+    Y_ = scratch.take<Real>(slots * m);
+    for (double*& u : u_) u = scratch.take<double>(m);
+    slot_ = scratch.take<int>(slots);
+    column_ = scratch.take<int>(slots);
+    for (double* t : t_) std::fill_n(t, slots, 0.0);
+    for (int j = 0; j < slots; ++j) {
       slot_[j] = j;
       column_[j] = j < end_ ? j : nothing;
     }
@@ -170,9 +177,7 @@ class Panels {
   }
 
   void finish_row(int i, double* h) noexcept {
-    const double* u[most_waiting];
-    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
-    kernel_.reflect(place(0, i), panel_size_, panels_, 1, waiting_, u, t_, true, nullptr, s_);
+    reflect_rows(i, 1, true, nullptr);
     for (int j = i + 1; j < end_; ++j) {
       const Real y = A_[j][i] = *place(slot_[j], i);
       if (j < n_) h[j] = mul_add(-y, y, h[j]);
@@ -188,21 +193,7 @@ class Panels {
     copy_out(l, l, waiting_);
     column_[slot_[l]] = nothing;
     for (double* t : t_) t[slot_[l]] = 0.0;
-    if (++empty_ < 8) return;
-    empty_ -= 8;
-    --panels_;
-    int from[8], to[8], moves = 0, next = 0;
-    for (int slot = 8 * panels_; slot < 8 * panels_ + 8; ++slot)
-      if (column_[slot] != nothing) {
-        while (column_[next] != nothing) ++next;
-        from[moves] = slot;
-        to[moves++] = next;
-        column_[next] = column_[slot];
-        slot_[column_[next]] = next;
-        for (double* t : t_) t[next] = t[slot];
-      }
-    for (int i = l; i < m_; ++i)
-      for (int k = 0; k < moves; ++k) *place(to[k], i) = *place(from[k], i);
+    if (++empty_ == 8) drop_last_panel(l);
   }
 
   void exchange_rows(int l, int r) noexcept {
@@ -213,10 +204,8 @@ class Panels {
   void reflect(int l, double beta, int j0) noexcept {
     double* next = u_[most_waiting];
     std::copy_n(A_[l] + l, m_ - l, next + l);
-    const double* u[most_waiting];
-    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + l;
     const bool keep = waiting_ == keep_at_;
-    kernel_.reflect(place(0, l), panel_size_, panels_, m_ - l, waiting_, u, t_, keep, next + l, s_);
+    reflect_rows(l, m_ - l, keep, next + l);
     if (keep) waiting_ = 0;
     for (int c = 0; c < 8 * panels_; ++c) t_[waiting_][c] = column_[c] == nothing ? 0.0 : -s_[c] / beta;
     std::swap(u_[waiting_], u_[most_waiting]);
@@ -231,6 +220,8 @@ class Panels {
  private:
   static constexpr int most_waiting = 3, nothing = -1;
   static constexpr std::ptrdiff_t near = 32768;
+
+  static std::ptrdiff_t slots_of(int columns) noexcept { return (columns + 7) / 8 * std::ptrdiff_t(8); }
 
   Real* place(int slot, int i) noexcept {
     return Y_ + slot / 8 * panel_size_ + 8 * std::ptrdiff_t(i) + slot % 8;
@@ -254,6 +245,31 @@ class Panels {
     for (int q = 0; q < count; ++q) V_axpy(t_[q][slot_[j]], u_[q] + l, A_[j] + l, m_ - l);
   }
 
+  /// Applies the waiting reflections to some rows from row i on, and forms the sums of the next one.
+  void reflect_rows(int i, int rows, bool keep, const double* next) noexcept {
+    const double* u[most_waiting];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
+    kernel_.reflect(place(0, i), panel_size_, panels_, rows, waiting_, u, t_, keep, next, s_);
+  }
+
+  /// The columns of the last panel, from row l on, move into the empty slots before it.
+  void drop_last_panel(int l) noexcept {
+    empty_ = 0;
+    --panels_;
+    int from[8], to[8], moves = 0, next = 0;
+    for (int slot = 8 * panels_; slot < 8 * panels_ + 8; ++slot) {
+      if (column_[slot] == nothing) continue;
+      while (column_[next] != nothing) ++next;
+      from[moves] = slot;
+      to[moves++] = next;
+      column_[next] = column_[slot];
+      slot_[column_[next]] = next;
+      for (double* t : t_) t[next] = t[slot];
+    }
+    for (int i = l; i < m_; ++i)
+      for (int k = 0; k < moves; ++k) *place(to[k], i) = *place(from[k], i);
+  }
+
   const ElementKernels<Real>& kernel_ = kernels().of<Real>();
   Real** A_;
   int m_, n_, end_, panels_;
@@ -265,6 +281,21 @@ class Panels {
   int empty_ = 8 * panels_ - end_;  // slots
   int waiting_ = 0, keep_at_, last_from_ = 0;
 };
+
+/// y = y - ((u' y) / beta) u. It takes the column that u is made of to a multiple of e(l).
+struct Reflection {
+  double beta, multiple;
+};
+
+/// u = column l + s e(l), in place: only element l differs from the column, whose norm is sigma. R(l,l) = -s.
+template <class Real>
+Reflection form_reflection(Real* u, int l, double sigma) noexcept {
+  const double a = u[l];
+  const double s =
+      a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
+  u[l] = store<Real>(a + s);
+  return {store<double>(Wide(s) * (Wide(a) + s)), -s};
+}
 
 /// The steps of the decomposition.
 template <class Real, class Rest>
@@ -303,19 +334,12 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
       rest.exchange_rows(l, r);
     }
 
-    // u = column l + s e(l), of which only element l differs from the column; R(l,l) = -s.
-    const double sigma = std::sqrt(h[l]);
-    const double a = u[l];
-    const double s =
-        a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
-    u[l] = store<Real>(a + s);
-    const double beta = store<double>(Wide(s) * (Wide(a) + s));
-
     // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
     // columns to its right. The basic solutions of wide problems rely on it.
-    rest.reflect(l, beta, l < steps - 1 ? l + 1 : n);
+    const Reflection reflection = form_reflection(u, l, std::sqrt(h[l]));
+    rest.reflect(l, reflection.beta, l < steps - 1 ? l + 1 : n);
     if (l == steps - 1) rest.give_back(l + 1, l);  // while u is what it was
-    u[l] = store<Real>(-s);
+    u[l] = store<Real>(reflection.multiple);
   }
   return M_QRD_OK;
 }
@@ -324,17 +348,17 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
 /// one; if that cannot be had, the table is worked in place without.
 template <template <class> class Form, class Real>
 int reduce_in(Real** A, int m, int n, int k, int* ip, double* h) noexcept {
-  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table / 8 + 4096, line = 64;
+  constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table + 32768, line = 64;
   const std::ptrdiff_t size = Form<Real>::scratch_size(m, n + k);
   if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
     if (size <= stack_size) {
-      alignas(line) double scratch[stack_size];
-      return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+      alignas(line) std::byte scratch[stack_size];
+      return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, Block(scratch)));
     }
-  } else if (const CArray<double> block = malloc_array<double>(size + line / 8)) {
-    const auto address = reinterpret_cast<std::uintptr_t>(block.get());
-    double* scratch = block.get() + (line - address % line) % line / 8;
-    return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, scratch));
+  } else if (const CArray<std::byte> scratch = malloc_array<std::byte>(size + line)) {
+    const auto address = reinterpret_cast<std::uintptr_t>(scratch.get());
+    const Block aligned(scratch.get() + (line - address % line) % line);
+    return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, aligned));
   }
   return reduce(A, m, n, ip, h, InPlace<Real>(A, m, n, k));
 }

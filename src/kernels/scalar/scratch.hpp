@@ -47,4 +47,27 @@ NewArray<T> new_array(std::ptrdiff_t n) noexcept {
   return NewArray<T>(new (std::nothrow) T[elements(n)]);
 }
 
+/// Bytes of n elements.
+template <class T>
+constexpr std::ptrdiff_t sizeof_n(std::ptrdiff_t n) noexcept {
+  return n * std::ptrdiff_t(sizeof(T));
+}
+
+/// Arrays of several types taken from one piece of memory, one behind the other. Each must leave the next
+/// one aligned. The owner of the memory releases it.
+class Block {
+ public:
+  explicit Block(std::byte* memory) noexcept : next_(memory) {}
+
+  template <class T>
+  T* take(std::ptrdiff_t n) noexcept {
+    std::byte* first = next_;
+    next_ += sizeof_n<T>(n);
+    return std::launder(reinterpret_cast<T*>(first));  // bytes hold whatever is written into them
+  }
+
+ private:
+  std::byte* next_;
+};
+
 }  // namespace tabfit
