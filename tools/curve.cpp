@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "tools/failure.hpp"
-#include "tools/twins.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 

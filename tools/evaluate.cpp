@@ -11,6 +11,7 @@
 #include "tools/options.hpp"
 #include "tools/output.hpp"
 #include "tools/points.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "tools/failure.hpp"
 #include "tools/number.hpp"
-#include "tools/twins.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 namespace {
@@ -170,7 +170,7 @@ void check_size(const Pairs<Real>& data, Kind kind, int size) {
 
 template <class Real>
 int fit_spline(const std::vector<Real>& x, const Pairs<Real>& data, Fitted<Real>& f) {
-  const auto T = AX_d2fcs(f.size, Real());
+  const auto T = basis_table<Real>(f.size);
   if (!T) throw std::bad_alloc();
   f.a.resize(std::size_t(f.size) + 6);
   const int status = AX_apxcoef(T.get(), f.size, data.count(), x.data(), data.y.data(), f.a.data());
@@ -273,7 +273,7 @@ Curve<Real> evaluate(const Fitted<Real>& f, std::vector<Real> at, bool derivativ
   std::vector<Real> v = shifted(std::move(at), f.shift);
   int status = AX_APXVALS_OK;
   if (f.kind == Kind::spline) {
-    const auto T = AX_d2fcs(f.size, Real());
+    const auto T = basis_table<Real>(f.size);
     if (!T) throw std::bad_alloc();
     status = AX_apxvals(T.get(), f.size, f.a.data(), int(v.size()), v.data(), s, s1, s2);
   } else {

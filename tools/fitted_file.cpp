@@ -8,7 +8,7 @@
 
 #include "tools/failure.hpp"
 #include "tools/number.hpp"
-#include "tools/twins.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 namespace {

@@ -13,8 +13,8 @@
 #include "tools/pairs.hpp"
 #include "tools/plot.hpp"
 #include "tools/points.hpp"
+#include "tools/precision.hpp"
 #include "tools/table.hpp"
-#include "tools/twins.hpp"
 
 namespace tabfit::tool {
 namespace {

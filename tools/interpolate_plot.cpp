@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <limits>
 
-#include "tools/twins.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 namespace {

@@ -3,6 +3,7 @@
 
 #include "tools/failure.hpp"
 #include "tools/number.hpp"
+#include "tools/precision.hpp"
 
 namespace tabfit::tool {
 

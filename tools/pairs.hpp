@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "tools/table.hpp"
-#include "tools/twins.hpp"
 
 namespace tabfit::tool {
 

@@ -10,9 +10,9 @@
 #include "tools/number.hpp"
 #include "tools/options.hpp"
 #include "tools/output.hpp"
+#include "tools/precision.hpp"
 #include "tools/regression.hpp"
 #include "tools/table.hpp"
-#include "tools/twins.hpp"
 
 namespace tabfit::tool {
 namespace {
