@@ -21,9 +21,11 @@ void evaluate_file(const Options& o, const std::string& content, const std::stri
   const Fitted<Real> fitted = read_fitted<Real>(content, source);
   const Points<Real> points = read_points<Real>(o.at, o.at_file);
   const Curve<Real> curve = evaluate(fitted, points, o.derivatives, source);
-  const Report report{{text_field("file", o.file), text_field("fit", title(fitted)),
-                       text_field("precision", Precision<Real>::name), text_field("x", fitted.x_name),
-                       text_field("y", fitted.y_name)},
+  const Report report{{{"file", o.file},
+                       {"fit", title(fitted)},
+                       {"precision", Precision<Real>::name},
+                       {"x", fitted.x_name},
+                       {"y", fitted.y_name}},
                       "points",
                       curve_columns(fitted.x_name, fitted.y_name, points, curve)};
   std::vector<Result> results{{o.output, formatted(report, format_named(o.format))}};

@@ -49,14 +49,16 @@ template <class Real>
 Report report(const Fit& o, const Fitted<Real>& fitted, const Points<Real>& points,
               const Curve<Real>& curve) {
   const bool spline = fitted.kind == Kind::spline;
-  return {
-      {text_field("file", o.file), text_field("kind", spline ? "spline" : "polynomial"),
-       number_field(spline ? "interior_knots" : "degree", std::to_string(fitted.size)),
-       text_field("precision", o.precision), text_field("x", fitted.x_name),
-       text_field("y", fitted.y_name), number_field("root_mean_square_residual", shortest(fitted.rms)),
-       number_field("largest_residual", shortest(fitted.largest))},
-      "points",
-      curve_columns(fitted.x_name, fitted.y_name, points, curve)};
+  return {{{"file", o.file},
+           {"kind", spline ? "spline" : "polynomial"},
+           {spline ? "interior_knots" : "degree", fitted.size},
+           {"precision", o.precision},
+           {"x", fitted.x_name},
+           {"y", fitted.y_name},
+           {"root_mean_square_residual", json_number(fitted.rms)},
+           {"largest_residual", json_number(fitted.largest)}},
+          "points",
+          curve_columns(fitted.x_name, fitted.y_name, points, curve)};
 }
 
 template <class Real>

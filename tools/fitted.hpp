@@ -26,18 +26,16 @@ struct Fitted {
   int points;        ///< to which it was fitted
   Real first, last;  ///< range of their abscissae
   Real shift;
-  std::vector<Real> a;  ///< as the library leaves it, for the shifted abscissae
-  Real rms, largest;    ///< residuals at the points
+  std::vector<Real> a = {};   ///< as the library leaves it, for the shifted abscissae
+  Real rms = 0, largest = 0;  ///< residuals at the points
 };
+
+/// Coefficients of a fit of n interior knots, or of degree n.
+constexpr int unknowns(Kind kind, int n) { return kind == Kind::spline ? n + 4 : n + 1; }
 
 /// "spline of 12 interior knots", "polynomial of degree 3"
 template <class Real>
 std::string title(const Fitted<Real>& fitted);
-
-/// Checks that the abscissae ascend strictly. If wanted, one pair with the mean of the ordinates first
-/// replaces all pairs of a repeated abscissa. Throws NoResult if they still do not ascend.
-template <class Real>
-void make_ascending(Pairs<Real>& data, bool average_repeated);
 
 /// Throws NoResult if the data do not determine the fit, or the fit is beyond the library.
 template <class Real>

@@ -4,10 +4,9 @@
 #include <cmath>
 #include <limits>
 #include <map>
-#include <nlohmann/json.hpp>
 
 #include "tools/failure.hpp"
-#include "tools/number.hpp"
+#include "tools/output.hpp"
 #include "tools/precision.hpp"
 
 namespace tabfit::tool {
@@ -18,21 +17,14 @@ constexpr int version = 1;
 
 /// Numbers are read as Real, so that a decimal text is rounded once.
 template <class Real>
-using Json =
+using Parsed =
     nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t, Real>;
-
-/// A number as JSON: -0 becomes -0.0, since readers drop the sign of an integer 0.
-template <class Real>
-std::string json_number(Real value) {
-  const std::string text = shortest(value);
-  return text == "-0" ? "-0.0" : text;
-}
 
 template <class Real>
 class Reader {
  public:
   Reader(const std::string& content, std::string source) : source_(std::move(source)) {
-    json_ = Json<Real>::parse(content, nullptr, false);
+    json_ = Parsed<Real>::parse(content, nullptr, false);
     if (json_.is_discarded()) refuse("this is not a file of coefficients: it is not JSON");
     if (!json_.is_object() || !json_.contains("format") || json_["format"] != what_it_is)
       refuse(std::string("this is not a file of coefficients: it has no \"format\": \"") + what_it_is +
@@ -45,7 +37,7 @@ class Reader {
   [[noreturn]] void refuse(const std::string& why) const { throw BadInput(source_ + ": " + why); }
 
   std::string text(const char* key) const {
-    const Json<Real>& value = item(key);
+    const Parsed<Real>& value = item(key);
     if (!value.is_string()) refuse(named(key) + " must be a text");
     return value.template get<std::string>();
   }
@@ -56,7 +48,7 @@ class Reader {
     return value;
   }
   int integer(const char* key, int least, int most) const {
-    const Json<Real>& value = item(key);
+    const Parsed<Real>& value = item(key);
     if (value.is_number_unsigned())
       if (const auto number = value.template get<std::uint64_t>();
           number >= std::uint64_t(least) && number <= std::uint64_t(most))
@@ -66,32 +58,32 @@ class Reader {
   }
   Real number(const char* key) const { return number(item(key), named(key)); }
   std::vector<Real> numbers(const char* key, std::size_t count) const {
-    const Json<Real>& list = item(key);
+    const Parsed<Real>& list = item(key);
     if (!list.is_array()) refuse(named(key) + " must be a list of numbers");
     if (list.size() != count)
       refuse(named(key) + " must have " + std::to_string(count) + " numbers, but has " +
              std::to_string(list.size()));
     std::vector<Real> values;
-    for (const Json<Real>& value : list)
+    for (const Parsed<Real>& value : list)
       values.push_back(
           number(value, "number " + std::to_string(values.size() + 1) + " of " + named(key)));
     return values;
   }
 
  private:
-  const Json<Real>& item(const char* key) const {
+  const Parsed<Real>& item(const char* key) const {
     if (!json_.contains(key)) refuse("there is no " + named(key));
     return json_[key];
   }
   static std::string named(const char* key) { return std::string(1, '"').append(key).append(1, '"'); }
-  Real number(const Json<Real>& value, const std::string& what) const {
+  Real number(const Parsed<Real>& value, const std::string& what) const {
     if (!value.is_number() || !std::isfinite(value.template get<Real>()))
       refuse(what + " must be a number within the range of " + Precision<Real>::name + " precision");
     return value.template get<Real>();
   }
 
   std::string source_;
-  Json<Real> json_;
+  Parsed<Real> json_;
 };
 
 /// The size must be possible, and both ends of the range must lie in the band that the library accepts.
@@ -111,28 +103,27 @@ void check(const Reader<Real>& reader, const Fitted<Real>& f, Real centre, Real 
 template <class Real>
 std::string coefficients_text(const Fitted<Real>& f, const std::string& source) {
   const bool spline = f.kind == Kind::spline;
-  const std::size_t count = std::size_t(f.size) + (spline ? 4 : 1);
-  std::string text = json_fields({
-      text_field("format", what_it_is),
-      number_field("version", std::to_string(version)),
-      text_field("file", source),
-      text_field("kind", spline ? "spline" : "polynomial"),
-      number_field(spline ? "interior_knots" : "degree", std::to_string(f.size)),
-      text_field("precision", Precision<Real>::name),
-      text_field("x", f.x_name),
-      text_field("y", f.y_name),
-      number_field("points", std::to_string(f.points)),
-      number_field("root_mean_square_residual", json_number(f.rms)),
-      number_field("largest_residual", json_number(f.largest)),
-      number_field("range",
-                   std::string(1, '[').append(json_number(f.first) + ", " + json_number(f.last) + ']')),
-      number_field("shift", json_number(f.shift)),
-      number_field("centre", json_number(f.a[count])),
-      number_field("half_width", json_number(f.a[count + 1])),
-  });
-  text += ",\n  \"coefficients\": [";
-  for (std::size_t j = 0; j < count; ++j) text += (j == 0 ? "\n    " : ",\n    ") + json_number(f.a[j]);
-  return text + "\n  ]\n}\n";
+  const std::size_t count = std::size_t(unknowns(f.kind, f.size));
+  Json content{
+      {"format", what_it_is},
+      {"version", version},
+      {"file", source},
+      {"kind", spline ? "spline" : "polynomial"},
+      {spline ? "interior_knots" : "degree", f.size},
+      {"precision", Precision<Real>::name},
+      {"x", f.x_name},
+      {"y", f.y_name},
+      {"points", f.points},
+      {"root_mean_square_residual", json_number(f.rms)},
+      {"largest_residual", json_number(f.largest)},
+      {"range", {json_number(f.first), json_number(f.last)}},
+      {"shift", json_number(f.shift)},
+      {"centre", json_number(f.a[count])},
+      {"half_width", json_number(f.a[count + 1])},
+  };
+  Json& coefficients = content["coefficients"] = Json::array();
+  for (std::size_t j = 0; j < count; ++j) coefficients.push_back(json_number(f.a[j]));
+  return json_file(content);
 }
 
 std::string precision_of(const std::string& content, const std::string& source) {
@@ -143,22 +134,23 @@ template <class Real>
 Fitted<Real> read_fitted(const std::string& content, const std::string& source) {
   const Reader<Real> reader(content, source);
   const bool spline = reader.one_of("kind", "spline", "polynomial") == "spline";
+  const Kind kind = spline ? Kind::spline : Kind::polynomial;
   const int size = spline ? reader.integer("interior_knots", 1, Precision<Real>::most_knots)
                           : reader.integer("degree", 2, most_degree);
-  const std::size_t count = std::size_t(size) + (spline ? 4 : 1);
+  const std::size_t count = std::size_t(unknowns(kind, size));
   const std::vector<Real> range = reader.numbers("range", 2);
   const Real centre = reader.number("centre"), half_width = reader.number("half_width");
-  Fitted<Real> f{spline ? Kind::spline : Kind::polynomial,
-                 size,
-                 reader.text("x"),
-                 reader.text("y"),
-                 reader.integer("points", int(count), std::numeric_limits<int>::max()),
-                 range[0],
-                 range[1],
-                 reader.number("shift"),
-                 reader.numbers("coefficients", count),
-                 reader.number("root_mean_square_residual"),
-                 reader.number("largest_residual")};
+  Fitted<Real> f{.kind = kind,
+                 .size = size,
+                 .x_name = reader.text("x"),
+                 .y_name = reader.text("y"),
+                 .points = reader.integer("points", int(count), std::numeric_limits<int>::max()),
+                 .first = range[0],
+                 .last = range[1],
+                 .shift = reader.number("shift"),
+                 .a = reader.numbers("coefficients", count),
+                 .rms = reader.number("root_mean_square_residual"),
+                 .largest = reader.number("largest_residual")};
   check(reader, f, centre, half_width);
   f.a.insert(f.a.end(), {centre, half_width});
   if (!spline) f.a.insert(f.a.end(), {f.rms, f.largest});

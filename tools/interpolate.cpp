@@ -98,11 +98,13 @@ Curve<Real> cubic(const Pairs<Real>& nodes, const Points<Real>& points, bool der
 template <class Real>
 Report report(const Pairs<Real>& nodes, const Interpolate& o, const Points<Real>& points,
               const Curve<Real>& curve) {
-  return {
-      {text_field("file", o.file), text_field("method", o.method), text_field("precision", o.precision),
-       text_field("x", nodes.x_name()), text_field("y", nodes.y_name())},
-      "points",
-      curve_columns(nodes.x_name(), nodes.y_name(), points, curve)};
+  return {{{"file", o.file},
+           {"method", o.method},
+           {"precision", o.precision},
+           {"x", nodes.x_name()},
+           {"y", nodes.y_name()}},
+          "points",
+          curve_columns(nodes.x_name(), nodes.y_name(), points, curve)};
 }
 
 template <class Real>

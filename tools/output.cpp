@@ -5,16 +5,9 @@
 
 #include <algorithm>
 #include <iostream>
-#include <nlohmann/json.hpp>
-
-#include "tools/number.hpp"
 
 namespace tabfit::tool {
 namespace {
-
-std::string json_string(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
 
 std::string csv_cell(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos && !text.starts_with(' ') &&
@@ -89,24 +82,27 @@ std::string as_table(const Report& report) {
   return text;
 }
 
-/// One row to a line, each number as its shortest text.
 std::string as_json(const Report& report) {
-  std::string text = json_fields(report.description);
-  text += (report.description.empty() ? "  " : ",\n  ") + json_string(report.rows_name) + ": [";
+  Json content = report.description;
+  Json& rows = content[report.rows_name] = Json::array();
   for (std::size_t j = 0; j < report.columns.front().cells.size(); ++j) {
-    text += j == 0 ? "\n    {" : ",\n    {";
+    Json row;
     for (const Column& column : report.columns)
-      text += (&column == &report.columns.front() ? "" : ", ") + json_string(column.key) + ": " +
-              (column.is_text ? json_string(column.cells[j]) : column.cells[j]);
-    text += '}';
+      row[column.key] = column.is_text ? Json(column.cells[j]) : json_number(column.cells[j]);
+    rows.push_back(std::move(row));
   }
-  return text + "\n  ]\n}\n";
+  return json_file(content);
 }
 
 }  // namespace
 
-Field text_field(const std::string& key, const std::string& text) { return {key, json_string(text)}; }
-Field number_field(const std::string& key, const std::string& number) { return {key, number}; }
+Json json_number(const std::string& text) {
+  return text == "-0" ? Json(-0.0) : Json::parse(text);  // the library drops the sign of an integer 0
+}
+
+std::string json_file(const Json& content) {
+  return content.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
 
 template <class Real>
 Column number_column(const std::string& name, const std::string& key, const std::vector<Real>& values) {
@@ -121,13 +117,6 @@ Format format_named(const std::string& name) {
   return name == "table" ? Format::table : Format::json;
 }
 
-std::string json_fields(const std::vector<Field>& fields) {
-  std::string text = "{\n";
-  for (const Field& field : fields)
-    text += (&field == &fields.front() ? "  " : ",\n  ") + json_string(field.key) + ": " + field.value;
-  return text;
-}
-
 std::string formatted(const Report& report, Format format) {
   if (format == Format::csv) return as_csv(report);
   return format == Format::table ? as_table(report) : as_json(report);
@@ -140,7 +129,7 @@ void print_notes(const Report& report, Format format) {
 }
 
 std::string printable(const std::string& text) {
-  std::string line = nlohmann::json::parse(json_string(text)).get<std::string>();
+  std::string line = Json::parse(json_file(text)).get<std::string>();
   std::ranges::replace_if(
       line, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   return line;

@@ -1,20 +1,28 @@
 // tools/output.hpp - a table of numbers as CSV, as text for reading, or as JSON.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "tools/number.hpp"
 
 namespace tabfit::tool {
 
 enum class Format { csv, table, json };
 
-/// A name and a value as JSON text.
-struct Field {
-  std::string key, value;
-};
-Field text_field(const std::string& key, const std::string& text);
-Field number_field(const std::string& key, const std::string& number);
+/// Keys stay in the order in which they were given.
+using Json = nlohmann::ordered_json;
+
+/// A number by its shortest text, which JSON then shows too.
+Json json_number(const std::string& text);
+template <class Real>
+Json json_number(Real value) {
+  return json_number(shortest(value));
+}
+
+/// A whole file of JSON. Bytes that are no UTF-8 become replacement characters.
+std::string json_file(const Json& content);
 
 struct Column {
   std::string name;                ///< heading of the column
@@ -29,7 +37,7 @@ Column number_column(const std::string& name, const std::string& key, const std:
 /// A table of numbers; all columns have the same length. JSON begins with the description and names the
 /// rows. A table for reading ends with the notes. CSV has neither.
 struct Report {
-  std::vector<Field> description;
+  Json description;
   std::string rows_name;
   std::vector<Column> columns;
   std::vector<std::string> notes = {};
@@ -37,9 +45,6 @@ struct Report {
 
 Format format_named(const std::string& name);
 std::string formatted(const Report& report, Format format);
-
-/// A JSON object of these fields, one a line, without its closing brace.
-std::string json_fields(const std::vector<Field>& fields);
 
 /// Puts the notes on standard error if the format does not hold them. The result is written before.
 void print_notes(const Report& report, Format format);

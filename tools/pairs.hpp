@@ -35,6 +35,11 @@ struct Pairs {
   [[noreturn]] void refuse_interval(std::size_t i, const std::string& demand) const;
 };
 
+/// Checks that the abscissae ascend strictly. If wanted, one pair with the mean of the ordinates first
+/// replaces all pairs of a repeated abscissa. Throws NoResult if they still do not ascend.
+template <class Real>
+void make_ascending(Pairs<Real>& data, bool average_repeated);
+
 /// " by at least 2e-09 in double precision"
 template <class Real>
 std::string by_tolerance();

@@ -121,11 +121,13 @@ Report report(const Table& table, const Choice& choice, const Solve& o, const Re
 
   const std::size_t rows = table.rows.size(), freedom = rows - values.size();
   const Real norm = std::sqrt(found.sum_of_squares);
-  Report report{{text_field("file", o.file), text_field("response", table.column_name(choice.response)),
-                 text_field("precision", o.precision), number_field("rows", std::to_string(rows)),
-                 number_field("degrees_of_freedom", std::to_string(freedom)),
-                 number_field("residual_norm", shortest(norm)),
-                 number_field("residual_sum_of_squares", shortest(found.sum_of_squares))},
+  Report report{{{"file", o.file},
+                 {"response", table.column_name(choice.response)},
+                 {"precision", o.precision},
+                 {"rows", rows},
+                 {"degrees_of_freedom", freedom},
+                 {"residual_norm", json_number(norm)},
+                 {"residual_sum_of_squares", json_number(found.sum_of_squares)}},
                 "coefficients",
                 {terms, number_column("coefficient", "value", values)}};
   std::string note = std::to_string(rows) + " rows, " + std::to_string(freedom) +
@@ -133,12 +135,12 @@ Report report(const Table& table, const Choice& choice, const Solve& o, const Re
                      shortest(norm) + ", sum of squares " + shortest(found.sum_of_squares);
   if (freedom > 0) {
     const std::string deviation = shortest(Real(std::sqrt(found.sum_of_squares / Real(freedom))));
-    report.description.push_back(number_field("residual_standard_deviation", deviation));
+    report.description["residual_standard_deviation"] = json_number(deviation);
     note += ", standard deviation " + deviation;
   }
   if (o.intercept && found.total > 0) {
     const std::string share = shortest(Real(1) - found.sum_of_squares / found.total);
-    report.description.push_back(number_field("r_squared", share));
+    report.description["r_squared"] = json_number(share);
     note += ", R squared " + share;
   }
   report.notes = {note};
