@@ -1,46 +1,15 @@
 // tests/test_stack.cpp - how much of the stack the matrix operations take.
-#include <pthread.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "tests/support/allocation_probe.hpp"
+#include "tests/support/stack.hpp"
 #include "tests/support/table.hpp"
 #include "tests/support/twins.hpp"
 
 namespace {
-
-/// Bytes that call writes to a stack of its own, the frames below it included.
-std::size_t stack_of(const std::function<void()>& call) {
-  constexpr std::size_t size = 2 << 20, page = 4096;
-  constexpr unsigned char paint = 0xa5;
-  const std::unique_ptr<unsigned char, decltype(&std::free)> stack(
-      static_cast<unsigned char*>(std::aligned_alloc(page, size)), &std::free);
-  std::memset(stack.get(), paint, size);
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstack(&attributes, stack.get(), size);
-  const auto run = [](void* argument) -> void* {
-    (*static_cast<const std::function<void()>*>(argument))();
-    return nullptr;
-  };
-  pthread_t thread;
-  if (pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&call)) != 0) {
-    ADD_FAILURE() << "no thread";
-    return 0;
-  }
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-  std::size_t untouched = 0;
-  while (untouched < size && stack.get()[untouched] == paint) ++untouched;
-  return size - untouched;
-}
 
 /// Operands of order n, for every operation.
 template <class Real>
@@ -129,16 +98,12 @@ TWIN_TEST(Stack, OfMatrixOperationsIsNoMoreThanTheirHeaderSays) {
 #ifndef NDEBUG
   GTEST_SKIP() << "frames are larger without optimisation, and with sanitizers";
 #endif
-  const std::size_t thread = stack_of([] {});
   for (const auto& [most, group] : calls<Real>())
     for (const auto& [text, call] : group) {
       std::size_t taken = 0;
       for (const int n : {3, 8, 24, 60, 130, 300}) {
-        Operands<Real> first(n), second(n);
-        allocation_probe::begin();
-        call(first, n);  // the loader may look names up, on the stack too
-        allocation_probe::end();
-        taken = std::max(taken, stack_of([&, &call = call] { call(second, n); }) - thread);
+        Operands<Real> operands(n);
+        taken = std::max(taken, stack_taken_by([&, &call = call] { call(operands, n); }));
       }
       EXPECT_LE(taken, static_cast<std::size_t>(most) * 1024) << text;
     }

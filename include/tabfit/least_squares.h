@@ -82,7 +82,7 @@
  * n is 3..10 for Ls_cnn, Ls_cge and Ls_cle, 1..6 for Ls_ldp and Ls_cgrn, 1..8 for Ls_cint, 1..8 knots
  * for AX_splconv where none are given. tests/measured/solvers.txt has the statuses, too.
  *
- * A host has three ways. It gives data of the kinds that always returned. It makes the call in a
+ * A caller has three ways. It gives data of the kinds that always returned. It makes the call in a
  * process with a limit on time and address space: at the limit on space the call ends with -3,
  * AX_splconvd with -7. Or it solves in single precision and refines the result:
  * examples/nonnegative_double.c does so for a non-negative problem. See docs/deliberate.md.
@@ -165,7 +165,7 @@ TABFIT_API int Ls_d(double **A, int m, int n, double *rn) TABFIT_NOEXCEPT;
  *  Cost: that of Ls and 2 m n operations a pass.
  *  Memory: a working table, n + 1 pointers and n blocks of m elements from calloc. After a failure it
  *  is released; after success it stays allocated.
- *  @note Deliberate: after success nobody can release the working table; a host that calls often uses
+ *  @note Deliberate: after success nobody can release the working table; a caller that calls often uses
  *  Ls on a copy. The d twin starts from rn = 0, so it makes exactly one pass. See docs/deliberate.md.
  */
 /**@{*/
