@@ -1,6 +1,7 @@
 #!/bin/sh
 # consumers.sh BUILD: stages an install of the build tree, then builds and runs the two consumer
-# projects against it. CC, CXX, CFLAGS and CXXFLAGS are those of the build.
+# projects against it. CC, CXX, CFLAGS, CXXFLAGS and TOOLCHAIN are those of the build. EMULATOR, if not
+# empty, is the command that runs its programs.
 set -eu
 tests=$(cd "$(dirname "$0")/.." && pwd)
 build=$1
@@ -18,10 +19,14 @@ test -n "$(find "$stage" -name LICENSE)" || { echo "consumers.sh: no licence ins
 
 cp -R "$tests/consumer_c" "$work/c"
 PKG_CONFIG_PATH=$(dirname "$pc") make -C "$work/c" CC="$CC" LDFLAGS="-Wl,-rpath,$libdir"
-"$work/c/consumer"
+# shellcheck disable=SC2086 # a command with arguments
+$EMULATOR "$work/c/consumer"
 
 CFLAGS='' CXXFLAGS="$CXXFLAGS" cmake -S "$tests/consumer_cpp" -B "$work/cpp" -G Ninja \
-  -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_PREFIX_PATH="$stage"
+  -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_PREFIX_PATH="$stage" \
+  -DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"
 cmake --build "$work/cpp"
-"$work/cpp/consumer"
-"$work/cpp/consumer_static"
+for consumer in consumer consumer_static; do
+  # shellcheck disable=SC2086
+  $EMULATOR "$work/cpp/$consumer"
+done

@@ -31,6 +31,8 @@ inline const InstructionSet instruction_sets[] = {
               __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("fma");
      },
      &tabfit::avx512_kernels},
+#elif defined(__aarch64__)
+    {"Arm64", [] { return true; }, &tabfit::arm64_kernels},
 #endif
 };
 

@@ -189,6 +189,8 @@ struct Kernels {
 extern const Kernels plain_kernels;
 #if defined(__x86_64__)
 extern const Kernels avx2_kernels, avx512_kernels;
+#elif defined(__aarch64__)
+extern const Kernels arm64_kernels;
 #endif
 
 /// The widest that this processor runs.

@@ -40,7 +40,7 @@ void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int te
     for (; t + 4 <= terms; t += 4, to += 4 * width) {
       Lanes x[4];
       transpose(run, t, x);
-      for (int i = 0; i < 4; ++i) {
+      TABFIT_UNROLL for (int i = 0; i < 4; ++i) {
         if (!all) x[i] = only(x[i], live);
         x[i].put(to + i * width);
       }
@@ -494,96 +494,83 @@ enum class Summed { products, squares };
 
 /// Some vectors of columns, `whole` with all of them there. Lanes are rows while a reflection is applied,
 /// and columns while the sums, of which each waits for its own last step, run side by side.
-template <int vectors, bool whole, bool update, Summed summed, class Real>
+template <class V, int vectors, bool whole, bool update, Summed summed, class Real>
 inline void reflect_columns(Real* const* columns, int count, std::ptrdiff_t row, int rows,
                             const double* u, const double* t, const double* next, double* s) {
-  constexpr int width = vectors * Lanes::width;
+  constexpr int width = vectors * V::width;
   Real* y[width];
   double factor[width];
-  Lanes acc[vectors];
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
+  V acc[vectors];
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = V::zero();
   TABFIT_UNROLL for (int c = 0; c < width; ++c) {
     const int from = whole || c < count ? c : count - 1;
     y[c] = columns[from] + row;
     if constexpr (update) factor[c] = t[from];
   }
   const auto block = [&](int i, int height, auto load, auto put) {
-    Lanes reflector = Lanes::zero();
+    V reflector = V::zero();
     if constexpr (update) reflector = load(u + i);
     TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-      Lanes x[Lanes::width];
-      TABFIT_UNROLL for (int lane = 0; lane < Lanes::width; ++lane) {
-        const int c = v * Lanes::width + lane;
+      V x[V::width];
+      TABFIT_UNROLL for (int lane = 0; lane < V::width; ++lane) {
+        const int c = v * V::width + lane;
         x[lane] = load(y[c] + i);
         if constexpr (update) {
-          x[lane] = fma(Lanes::of(factor[c]), reflector, x[lane]).rounded(y[c]);
+          x[lane] = fma(V::of(factor[c]), reflector, x[lane]).rounded(y[c]);
           if (whole || c < count) put(x[lane], y[c] + i);
         }
       }
       turn(x);
-      TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) {
+      TABFIT_UNROLL for (int r = 0; r < V::width; ++r) {
         if (r == height) break;
-        acc[v] = fma(x[r], summed == Summed::squares ? x[r] : Lanes::of(next[i + r]), acc[v]);
+        acc[v] = fma(x[r], summed == Summed::squares ? x[r] : V::of(next[i + r]), acc[v]);
       }
     }
   };
   int i = 0;
-  for (; i + Lanes::width <= rows; i += Lanes::width)
+  for (; i + V::width <= rows; i += V::width)
     block(
-        i, Lanes::width, [](const auto* p) { return Lanes::load(p); },
-        [](Lanes x, Real* p) { x.put(p); });
+        i, V::width, [](const auto* p) { return V::load(p); }, [](V x, Real* p) { x.put(p); });
   if (i < rows) {
-    const Lanes::Mask some = first_lanes(rows - i);
+    const typename V::Mask some = first_lanes<V>(rows - i);
     block(
-        i, rows - i, [=](const auto* p) { return Lanes::load(p, some); },
-        [=](Lanes x, Real* p) { x.put(p, some); });
+        i, rows - i, [=](const auto* p) { return V::load(p, some); },
+        [=](V x, Real* p) { x.put(p, some); });
   }
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * Lanes::width,
-                                                             first_lanes(count - v * Lanes::width));
+  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(s + v * V::width,
+                                                             first_lanes<V>(count - v * V::width));
 }
 
+/// The last few columns wait for their own sums at any width, and the processor clocks higher with the
+/// narrower vectors.
 template <bool update, Summed summed, class Real>
 inline void reflect_all_columns(Real* const* columns, int count, std::ptrdiff_t row, int rows,
                                 const double* u, const double* t, const double* next, double* s) {
-  const auto some = [&](auto vectors, auto whole) {
-    constexpr int n = decltype(vectors)::value, width = n * Lanes::width;
-    reflect_columns<n, decltype(whole)::value == 1, update, summed>(columns, count, row, rows, u, t,
-                                                                    next, s);
+  const auto some = [&]<class V>(V, auto vectors, auto whole) {
+    constexpr int n = decltype(vectors)::value, width = n * V::width;
+    reflect_columns<V, n, decltype(whole)::value == 1, update, summed>(columns, count, row, rows, u, t,
+                                                                       next, s);
     columns += width;
     t += update ? width : 0;
     s += width;
     count -= width;
   };
-  while (count >= 2 * Lanes::width) some(Count<2>{}, Count<1>{});
+  while (count >= 2 * Lanes::width) some(Lanes{}, Count<2>{}, Count<1>{});
   if (count > Lanes::width)
-    some(Count<2>{}, Count<0>{});
+    some(Lanes{}, Count<2>{}, Count<0>{});
   else if (count == Lanes::width)
-    some(Count<1>{}, Count<1>{});
+    some(Lanes{}, Count<1>{}, Count<1>{});
+  else if (count > FourLanes::width)
+    some(Lanes{}, Count<1>{}, Count<0>{});
+  else if (count == FourLanes::width)
+    some(FourLanes{}, Count<1>{}, Count<1>{});
   else if (count > 0)
-    some(Count<1>{}, Count<0>{});
-}
-
-/// The last columns of a narrow table wait for their own sums at any width, and the processor clocks higher
-/// with the narrower vectors.
-template <class Real>
-inline const ElementKernels<Real>* for_few(int columns) {
-#ifdef __AVX512F__
-  if (columns > 4) return nullptr;
-  if constexpr (sizeof(Real) == sizeof(float))
-    return &avx2_kernels.f;
-  else
-    return &avx2_kernels.d;
-#else
-  (void)columns;
-  return nullptr;
-#endif
+    some(FourLanes{}, Count<1>{}, Count<0>{});
 }
 
 template <class Real>
 void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int rows, const double* u,
                       const double* t, const double* next, double* s) noexcept {
-  if (const auto* narrow = for_few<Real>(count))
-    return narrow->reflect_in_place(columns, count, row, rows, u, t, next, s);
   if (u)
     reflect_all_columns<true, Summed::products>(columns, count, row, rows, u, t, next, s);
   else
@@ -592,7 +579,6 @@ void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int r
 
 template <class Real>
 void column_squares(Real* const* columns, int count, int rows, double* s) noexcept {
-  if (const auto* narrow = for_few<Real>(count)) return narrow->column_squares(columns, count, rows, s);
   reflect_all_columns<false, Summed::squares>(columns, count, 0, rows, nullptr, nullptr, nullptr, s);
 }
 
