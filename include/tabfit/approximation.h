@@ -44,7 +44,7 @@ enum { AX_LINTVAL_OK = 0, AX_LINTVAL_BAD_SIZE = -1, AX_LINTVAL_NO_INTERVAL = 1 }
  *  result = y[i] + (t - x[i]) (y[i+1] - y[i]) / (x[i+1] - x[i])   with i the interval that holds t
  *
  *  @param[in]  n       number of nodes, n >= 2
- *  @param[in]  x       n nodes, strictly ascending, each interval at least tol wide
+ *  @param[in]  x       n nodes, strictly ascending, each interval that is met at least tol wide
  *  @param[in]  y       n ordinates
  *  @param[in]  t       abscissa; one that lies outside the nodes by no more than tol is moved onto
  *                      the nearest end
@@ -79,7 +79,7 @@ enum { AX_LINTTAB_OK = 0, AX_LINTTAB_BAD_SIZE = -1, AX_LINTTAB_NO_INTERVAL = 1 }
  *  rounded to the element type.
  *
  *  @param[in]  n    number of nodes, n >= 2
- *  @param[in]  x    n nodes, strictly ascending, each interval at least tol wide
+ *  @param[in]  x    n nodes, strictly ascending, each interval that is met at least tol wide
  *  @param[in]  y    n ordinates
  *  @param[in]  m    number of abscissae, m >= 1
  *  @param[in]  t    m abscissae, in any order; sorted ones are fastest
@@ -279,9 +279,10 @@ TABFIT_API void AX_freed2fcsd(double **T) TABFIT_NOEXCEPT;
  *
  * Keep the abscissae near 0. cm and hw are rounded to the element type, and so the first or last
  * abscissa itself may map outside the band: from |cm| / hw of a few hundred on in the f twin, of about
- * 1e7 on in the d twin. AX_apxval refuses it then, and AX_splsmoof returns 0 without having written all
- * values. With the abscissae 10000, 10001, ... 10010 and 10011 + 3/1024 it writes none, since the first
- * is refused. Subtract a constant from all abscissae before the fit, and from every point after it.
+ * 1e7 on in the d twin. AX_apxval refuses it then. AX_splsmoof returns 0 all the same: s keeps what it
+ * held from the first refused point on, and the statistics are formed with that. With the abscissae
+ * 10000, 10001, ... 10010 and 10011 + 3/1024 it writes none, since the first is refused. Subtract a
+ * constant from all abscissae before the fit, and from every point after it.
  */
 
 /** Status of AX_apxcoeff() and AX_apxcoefd(). Other values are those of Ls for the design: a
@@ -442,7 +443,8 @@ TABFIT_API int AX_splsmood(int n, int m, const double *x, const double *y, doubl
  *  @param[in]  k           points, k >= 1
  *  @param[in]  v           k abscissae in the range of the data, in any order
  *  @param[out] s           max(m, k + 2) elements; s[0..k-1] the values at v, s[k] and s[k+1] the root
- *                          mean square and the largest residual; the rest is overwritten
+ *                          mean square and the largest residual; s[k+2..m-1] the values at
+ *                          x[k+2..m-1]
  *  @param[out] s1, s2      k first and second derivatives at v, or null; one of them may be v itself, s
  *                          may not
  *
@@ -452,10 +454,10 @@ TABFIT_API int AX_splsmood(int n, int m, const double *x, const double *y, doubl
  *                                written or kept
  *  @retval other                 the status of AX_apxcoef; nothing is written
  *
- *  Points outside the data's range, by more than the band, give what AX_apxvals gives, and 0 is
- *  returned all the same. f twin: the first such point, v[j], ends the evaluation; s[j..k-1] are then
- *  values at the data, x[j] and on. d twin: each such point repeats the point before it. NaN is met as
- *  by AX_splsmoo.
+ *  Points outside the data's range, by more than the band, do not change the status 0. f twin: the
+ *  first such point, v[j], ends the evaluation. s1[j..k-1] and s2[j..k-1] are then untouched, and
+ *  s[j..k-1] hold the values at x[j..k-1], as far as there are data. d twin: each such point repeats
+ *  the point before it, as in AX_apxvals. NaN is met as by AX_splsmoo.
  *
  *  Cost and memory: those of AX_splsmoo, with a second evaluation.
  *  @note Deliberate: memory is kept as by AX_splsmoo.
@@ -499,7 +501,7 @@ enum {
  *                      not
  *
  *  @retval AX_SPLCONV_OK            fitted and evaluated
- *  @retval AX_SPLCONV_NO_KNOTS      n = 0
+ *  @retval AX_SPLCONV_NO_KNOTS      n = 0, whatever else is wrong
  *  @retval AX_SPLCONV_BAD_ARGUMENT  |n| > m - 4, k < 1, or g negative or NaN
  *  @retval AX_SPLCONVF_NO_MEMORY    f twin: scratch of its own could not be had
  *  @retval AX_SPLCONVD_FAILED       d twin: scratch could not be had, or Ls_cgrn reports anything but
@@ -622,7 +624,7 @@ enum {
  *
  *  @retval AX_POLAPXVAL_OK            the wanted outputs are written
  *  @retval AX_POLAPXVAL_NO_OUTPUT     no output is wanted
- *  @retval AX_POLAPXVAL_NO_MEMORY     scratch could not be had; nothing is written
+ *  @retval AX_POLAPXVAL_NO_MEMORY     scratch could not be had; no output is written
  *  @retval AX_POLAPXVAL_OUT_OF_RANGE  a point lies outside the band; the points before it are written,
  *                                     the others untouched. NaN is not refused: it gives NaN.
  *

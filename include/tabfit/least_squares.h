@@ -31,8 +31,9 @@
  *   - f twin: sums run in double, so there is no lower limit. Norms above half the greatest float spoil
  *     the result. rn is 0 or infinite where the squared residual norm is no float (residuals beyond
  *     about 1e19, or tiny ones); x is right all the same.
- *   - Scratch comes from calloc. Unless a comment says otherwise, it is released on success and on
- *     failure. What a failing call has written stays written. Nothing is printed, logged or thrown.
+ *   - Scratch comes from calloc, but for what M_qrd takes from malloc. Unless a comment says otherwise,
+ *     it is released on success and on failure. What a failing call has written stays written. Nothing
+ *     is printed, logged or thrown.
  *   - Every call needs up to 200 KiB of stack, whatever the size of the problem.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  *
@@ -204,8 +205,8 @@ enum {
  *  @param[out]    rn  squared residual norm
  *
  *  @retval LS_CNN_OK           solved, x in the order of the input columns
- *  @retval LS_CNN_ZERO         no dual value is positive at x = 0, or the first is NaN: x is 0, r is b,
- *                              rn its sum of squares
+ *  @retval LS_CNN_ZERO         no dual value is positive at x = 0, or that of column 0 is NaN: x is 0,
+ *                              r is b, rn its sum of squares, the pointers stay in their order
  *  @retval LS_CNN_NO_PROGRESS  the variable that entered last is not positive in the subproblem's
  *                              solution: the problem is degenerate to working precision
  *  @retval LS_CNN_BAD_SIZE     m < 1 or n < 1; nothing is written
@@ -376,7 +377,8 @@ enum {
  *  @retval LS_CGRN_BAD_SIZE      n < 1 or n > m; nothing is changed
  *  @retval LS_CGRN_NO_MEMORY     scratch could not be had
  *  @retval LS_CGRN_NO_PROGRESS   the active set found no way on, ordinary where the unconstrained
- *                                solution lies on a bound to working precision; -1 may come from it too
+ *                                solution lies on a bound to working precision. The inner solver may
+ *                                also give -1, the number of LS_CGRN_ZERO.
  *  @retval LS_CGRN_INCOMPATIBLE  some lo[i] > hi[i]; or the solution is too far from the unconstrained
  *                                one: |y| of about 707 (f) or 70,710 (d) and more, see below
  *

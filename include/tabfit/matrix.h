@@ -390,12 +390,14 @@ enum { M_ROWSORT_OK = 0, M_ROWSORT_BAD_INDEX = -1 };
  *  @param[in,out] A    column table, m by n
  *  @param[in]     m    rows; less than 2 does nothing
  *  @param[in]     n    columns; with less than 1 only idx is sorted
- *  @param[in,out] idx  a permutation of 0..m-1; consumed: after success it holds 0, 1, ..., m-1
+ *  @param[in,out] idx  a permutation of 0..m-1; consumed: after success it holds 0, 1, ..., m-1,
+ *                      but for what the note says
  *
  *  @retval M_ROWSORT_OK         done
  *  @retval M_ROWSORT_BAD_INDEX  idx lacks one of 0..m-2. Let i be the least that is missing: the rows
- *                               for places 0..i-1 are there, and idx begins 0, 1, ..., i-1. With
- *                               i = 0 nothing has moved.
+ *                               for places 0..i-1 are there, and idx begins 0, 1, ..., i-1; the
+ *                               rest of both is in no stated order. With i = 0 neither A nor idx
+ *                               has changed.
  *
  *  Cost: O(m n) moves and O(m^2) comparisons of int. Allocates nothing.
  *  @note Deliberate: M_colsort goes the other way. m - 1 is not searched, so any value passes for it;
