@@ -430,8 +430,8 @@ TABFIT_API int Ls_cintd(double **A, int m, int n, const double *lo, const double
  *  @retval LS_CGRN_BAD_SIZE      mc < 1, n < 1 or n > m; nothing is changed
  *  @retval LS_CGRN_NO_MEMORY     scratch could not be had
  *  @retval LS_CGRN_NO_PROGRESS   the active set found no way on, ordinary where the unconstrained
- *                                solution lies on a constraint to working precision; -1 may come from
- *                                it too
+ *                                solution lies on a constraint to working precision. The inner solver
+ *                                may also give -1, the number of LS_CGRN_ZERO.
  *  @retval LS_CGRN_INCOMPATIBLE  no x satisfies the constraints; or the solution is too far from the
  *                                unconstrained one: |y| of about 707 (f) or 70,710 (d) and more
  *
