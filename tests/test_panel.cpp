@@ -92,77 +92,58 @@ int padded(int count) { return (count + 7) / 8 * 8; }
 
 constexpr int most_terms = 40;
 
-/// Which sums of a tile its terms belong to.
-enum class Masks { none, band, bits };
-
 /// A tile and everything around it.
-template <class Real>
 class TileCall {
  public:
   struct Shape {
     int rows, columns, first, end, step;
-    bool from_zero, level;
-    Masks masks;
+    bool from_zero, crossed;  ///< crossed by the diagonal
+    Band row_band, column_band;
   };
 
-  /// A tile of that shape with elements of its own. level needs eight columns.
-  void lay(Source<Real>& source, const Shape& shape) {
+  /// A tile of that shape with elements of its own.
+  void lay(Source<double>& source, const Shape& shape) {
     shape_ = shape;
     Random& random = source.random;
-    tile_ = {};
-    tile_.P = P_;
-    tile_.row = random.integer(0, 9);
-    tile_.step = shape.step;
-    tile_.rows = shape.rows;
-    tile_.columns = shape.columns;
-    tile_.first = shape.first;
-    tile_.end = shape.end;
-    tile_.from_zero = shape.from_zero;
-    tile_.level = shape.level;
-    lay_masks(random);
-    for (int t = 0; t < most_terms; ++t) P_[t] = nullptr;
-    for (int t = shape.first; t < shape.end; ++t) {
-      // From the first row of the mask to its last: the others need not exist.
-      const std::uint32_t rows = mask(t).rows;
-      int from = 0, n = shape.rows;
-      while (from < n && !(rows >> from & 1)) ++from;
-      while (n > from && !(rows >> (n - 1) & 1)) --n;
-      const auto value = [&](int r) { return rows >> r & 1 ? source.element() : signal_of<Real>(); };
-      P_[t] = input(P_arrays_[static_cast<std::size_t>(t)], from, n,
-                    from > 0 ? Touching::begin : source.side(), value) -
-              tile_.row;
-    }
+    rows_ = {shape.row_band, random.integer(-4, shape.end)};
+    columns_ = {shape.column_band, random.integer(-4, shape.end)};
+    tile_ = {.P = P_,
+             .row = random.integer(0, 9),
+             .Q = columns_of_Q_,
+             .term = random.integer(0, 5),
+             .step = shape.step,
+             .sums = columns_of_sums_,
+             .place = random.integer(0, 9),
+             .rows = shape.rows,
+             .columns = shape.columns,
+             .first = shape.first,
+             .end = shape.end,
+             .from_zero = shape.from_zero};
+    if (shape.crossed) tile_.corner = random.integer(2 - shape.columns, shape.rows);
+    lay_rows(source);
     lay_columns(source);
     for (int c = 0; c < shape.columns; ++c) {
-      const int height = shape.level        ? shape.rows
-                         : random.chance(3) ? shape.rows
-                                            : random.integer(0, shape.rows);
-      if (!shape.level) tile_.height[c] = height;
+      const int height = std::clamp(tile_.corner + c, 0, shape.rows);
       auto& sums = sums_[static_cast<std::size_t>(c)];
-      tile_.sums[c] = sums.lay(height, Guarded<double>::poison(), source.side());
+      columns_of_sums_[c] = sums.lay(height, Guarded<double>::poison(), source.side()) - tile_.place;
       expected_[c].clear();
       for (int r = 0; r < height; ++r) {
         if (!shape.from_zero) sums[r] = source.number();
         double sum = shape.from_zero ? 0.0 : sums[r];
         for (int t = shape.first; t < shape.end; ++t)
-          if ((mask(t).rows >> r & 1) && (mask(t).columns >> c & 1))
-            sum = std::fma(double(P_[t][tile_.row + r]),
-                           double(tile_.Q[c][static_cast<std::ptrdiff_t>(t) * shape.step]), sum);
+          if (has(rows_, r, t) && has(columns_, c, t))
+            sum =
+                std::fma(P_[t][tile_.row + r], Q(c)[static_cast<std::ptrdiff_t>(t) * shape.step], sum);
         expected_[c].push_back(sum);
       }
-    }
-    for (int c = shape.columns; c < panel_columns; ++c) {
-      tile_.Q[c] = tile_.Q[shape.columns - 1];
-      tile_.sums[c] = tile_.sums[shape.columns - 1];
-      tile_.height[c] = 0;
     }
   }
 
   void check(const Kernels& kernel) {
-    if (shape_.masks == Masks::none)
-      kernel.of<Real>().tile(tile_);
+    if (shape_.row_band == Band::all && shape_.column_band == Band::all)
+      kernel.tile(tile_);
     else
-      kernel.of<Real>().masked_tile(tile_, masks_.data());
+      kernel.banded_tile(tile_, rows_, columns_);
     for (int c = 0; c < shape_.columns; ++c) {
       auto& sums = sums_[static_cast<std::size_t>(c)];
       ASSERT_TRUE(sums.zone_intact()) << "beside column " << c << " of " << text();
@@ -173,104 +154,106 @@ class TileCall {
   }
 
  private:
-  TileMask mask(int t) const { return masks_[static_cast<std::size_t>(t - shape_.first)]; }
+  static bool has(Edge edge, int r, int t) {
+    if (edge.band == Band::all) return true;
+    return edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t;
+  }
+  bool some_row_has(int t) const { return has(rows_, 0, t) || has(rows_, shape_.rows - 1, t); }
+  bool some_column_has(int t) const {
+    return has(columns_, 0, t) || has(columns_, shape_.columns - 1, t);
+  }
+  const double* Q(int c) const { return columns_of_Q_[c] + tile_.term; }
 
-  /// One mask a term: all sums, those that lie on one side of some diagonal, or any. A term that no sum
-  /// has leaves out both its factors.
-  void lay_masks(Random& random) {
-    const auto all = [](int n) { return (std::uint32_t{1} << n) - 1; };
-    const std::uint32_t rows = all(shape_.rows), columns = all(shape_.columns);
-    masks_.clear();
-    const int row0 = random.integer(-4, shape_.rows), column0 = random.integer(-4, shape_.columns);
-    const bool upper_rows = random.chance(2), upper_columns = random.chance(2);
+  /// Of each term the rows that have it; a term that no sum has does not exist.
+  void lay_rows(Source<double>& source) {
+    for (int t = 0; t < most_terms; ++t) P_[t] = nullptr;
     for (int t = shape_.first; t < shape_.end; ++t) {
-      TileMask mask = {rows, columns};
-      if (shape_.masks == Masks::band) {
-        const auto below = [&](int origin, int n) {
-          return all(std::clamp(t - shape_.first - origin, 0, n));
-        };
-        mask.rows = upper_rows ? below(row0, shape_.rows) : rows & ~below(row0, shape_.rows);
-        mask.columns =
-            upper_columns ? below(column0, shape_.columns) : columns & ~below(column0, shape_.columns);
-      } else if (shape_.masks == Masks::bits) {
-        mask.rows &= static_cast<std::uint32_t>(random.integer(0, 0xffffff));
-        mask.columns &= static_cast<std::uint32_t>(random.integer(0, 0xff));
-      }
-      if (mask.rows == 0 || mask.columns == 0) mask = {0, 0};
-      masks_.push_back(mask);
+      int from = 0, n = some_column_has(t) ? shape_.rows : 0;
+      while (from < n && !has(rows_, from, t)) ++from;
+      while (n > from && !has(rows_, n - 1, t)) --n;
+      P_[t] = input(P_arrays_[static_cast<std::size_t>(t)], from, n,
+                    from > 0 ? Touching::begin : source.side(), [&](int) { return source.element(); }) -
+              tile_.row;
     }
   }
 
-  void lay_columns(Source<Real>& source) {
+  void lay_columns(Source<double>& source) {
+    const auto wanted = [&](int t, int c) { return some_row_has(t) && has(columns_, c, t); };
     const auto value = [&](int t, int c) {
-      return mask(t).columns >> c & 1 ? source.element() : signal_of<Real>();
+      return wanted(t, c) ? source.element() : signal_of<double>();
     };
-    const auto wanted = [&](int t, int c) { return mask(t).columns >> c & 1; };
     if (shape_.step == 1) {
       for (int c = 0; c < shape_.columns; ++c) {
         int from = shape_.first, n = shape_.end;
         while (from < n && !wanted(from, c)) ++from;
         while (n > from && !wanted(n - 1, c)) --n;
-        tile_.Q[c] = input(Q_[static_cast<std::size_t>(c)], from, n, source.side(),
-                           [&](int t) { return value(t, c); });
+        columns_of_Q_[c] = input(Q_[static_cast<std::size_t>(c)], from, n, source.side(),
+                                 [&](int t) { return value(t, c); }) -
+                           tile_.term;
       }
       return;
     }
     // A panel whose last row ends with the last column.
     const int step = shape_.step, from = shape_.first * step,
               n = shape_.end > shape_.first ? (shape_.end - 1) * step + shape_.columns : from;
-    const Real* panel = input(Q_[0], from, n, source.side(), [&](int at) {
-      return at % step < shape_.columns ? value(at / step, at % step) : signal_of<Real>();
+    const double* panel = input(Q_[0], from, n, source.side(), [&](int at) {
+      return at % step < shape_.columns ? value(at / step, at % step) : signal_of<double>();
     });
-    for (int c = 0; c < shape_.columns; ++c) tile_.Q[c] = panel + c;
+    for (int c = 0; c < shape_.columns; ++c) columns_of_Q_[c] = panel + c - tile_.term;
   }
 
   std::string text() const {
+    constexpr const char* names[] = {"all", "to l", "from l"};
     const Shape& s = shape_;
     return std::to_string(s.rows) + " by " + std::to_string(s.columns) + ", terms " +
            std::to_string(s.first) + ".." + std::to_string(s.end) + ", step " + std::to_string(s.step) +
-           (s.from_zero ? ", from zero" : "") + (s.level ? ", level" : "") +
-           (s.masks == Masks::band   ? ", banded"
-            : s.masks == Masks::bits ? ", any masks"
-                                     : "");
+           (s.from_zero ? ", from zero" : "") + ", corner " + std::to_string(tile_.corner) + ", rows " +
+           names[static_cast<int>(s.row_band)] + " at " + std::to_string(rows_.at) + ", columns " +
+           names[static_cast<int>(s.column_band)] + " at " + std::to_string(columns_.at);
   }
 
-  std::vector<Fenced<Real>> P_arrays_ = fenced_arrays<Real>(most_terms, panel_rows);
-  std::vector<Fenced<Real>> Q_ = fenced_arrays<Real>(panel_columns, most_terms * 8);
+  std::vector<Fenced<double>> P_arrays_ = fenced_arrays<double>(most_terms, panel_rows);
+  std::vector<Fenced<double>> Q_ = fenced_arrays<double>(panel_columns, most_terms * 8);
   std::vector<Fenced<double>> sums_ = fenced_arrays<double>(panel_columns, panel_rows);
-  const Real* P_[most_terms] = {};
-  std::vector<TileMask> masks_;
+  const double* P_[most_terms] = {};
+  const double* columns_of_Q_[panel_columns] = {};
+  double* columns_of_sums_[panel_columns] = {};
   std::vector<double> expected_[panel_columns];
   Shape shape_{};
-  Tile<Real> tile_{};
+  Edge rows_{}, columns_{};
+  Tile tile_{};
 };
 
-template <class Real>
-void check_tiles(const Kernels& kernel, std::uint64_t seed, std::initializer_list<Masks> all_masks) {
-  Source<Real> source(seed);
-  TileCall<Real> call;
+void check_tiles(const Kernels& kernel, std::uint64_t seed, std::initializer_list<Band> row_bands,
+                 std::initializer_list<Band> column_bands) {
+  Source<double> source(seed);
+  TileCall call;
   for (int rows = 1; rows <= panel_rows; ++rows)
     for (int columns = 1; columns <= panel_columns; ++columns)
-      for (const int terms : {0, 1, 2, 3, 5, 17})
+      for (const int terms : {0, 1, 2, 3, 5, 17, 33})
         for (const int step : {1, 8})
           for (const bool from_zero : {false, true})
-            for (const bool level : {false, true})
-              for (const Masks masks : all_masks) {
-                if (level && columns < panel_columns) continue;
-                source.next_kind();
-                const int first = source.turn % 3 ? 0 : source.random.integer(1, 4);
-                call.lay(source, {rows, columns, first, first + terms, step, from_zero, level, masks});
-                call.check(kernel);
-                if (testing::Test::HasFatalFailure()) return;
-              }
+            for (const bool crossed : {false, true})
+              for (const Band row_band : row_bands)
+                for (const Band column_band : column_bands) {
+                  source.next_kind();
+                  const int first = source.turn % 3 ? 0 : source.random.integer(1, 4);
+                  call.lay(source, {rows, columns, first, first + terms, step, from_zero, crossed,
+                                    row_band, column_band});
+                  call.check(kernel);
+                  if (testing::Test::HasFatalFailure()) return;
+                }
 }
 
-KERNEL_TEST(Panel, TilesAddThePlainSumsAndTouchNoOther) {
-  check_tiles<Real>(kernel, 7101, {Masks::none});
+TEST_P(Panel, TilesAddThePlainSumsAndTouchNoOther) {
+  check_tiles(kernels(), 7101, {Band::all}, {Band::all});
 }
 
-KERNEL_TEST(Panel, MaskedTilesAddTheTermsOfTheirMasksAndTouchNoOther) {
-  check_tiles<Real>(kernel, 7102, {Masks::band, Masks::bits});
+TEST_P(Panel, BandedTilesAddTheTermsOfTheirBandsAndTouchNoOther) {
+  const auto banded = {Band::to_l, Band::from_l};
+  check_tiles(kernels(), 7102, {Band::all}, banded);
+  check_tiles(kernels(), 7122, banded, {Band::all});
+  check_tiles(kernels(), 7132, banded, banded);
 }
 
 // -- packing --------------------------------------------------------------------------------------
@@ -296,13 +279,14 @@ void check_packed(Fenced<double>& out, int count, int terms, int width, Element 
     }
 }
 
-/// body(count, terms, width) for panels of every shape.
+/// body(count, terms, width) for panels of every shape whose width is a multiple of `lanes`.
 template <class Body>
-void each_panel(Body body) {
+void each_panel(int lanes, Body body) {
   for (int count = 0; count <= 40; ++count)
     for (int terms = 0; terms <= 13; ++terms)
-      for (const int spare : {0, 8, 24}) {
-        body(count, terms, padded(count) + spare);
+      for (const int spare : {-4, 0, 8, 24}) {
+        const int width = padded(count) + spare;
+        if (width >= count && width % lanes == 0) body(count, terms, width);
         if (testing::Test::HasFatalFailure()) return;
       }
 }
@@ -311,7 +295,7 @@ KERNEL_TEST(Panel, PackLinesCopiesNeighbouringElementsOfEveryTerm) {
   Source<Real> source(7103);
   auto lines = fenced_arrays<Real>(13, 64);
   Fenced<double> out(13 * 64);
-  each_panel([&](int count, int terms, int width) {
+  each_panel(kernel.lanes, [&](int count, int terms, int width) {
     source.next_kind();
     const int line = source.random.integer(0, 9);
     const Real* pointers[13] = {};
@@ -330,7 +314,7 @@ KERNEL_TEST(Panel, PackTermsTurnsLinesAndFillsUpWithZeros) {
   Source<Real> source(7104);
   auto lines = fenced_arrays<Real>(40, 64);
   Fenced<double> out(13 * 64);
-  each_panel([&](int count, int terms, int width) {
+  each_panel(kernel.lanes, [&](int count, int terms, int width) {
     source.next_kind();
     const int term = source.random.integer(0, 9);
     const Real* pointers[40] = {};

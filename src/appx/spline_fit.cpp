@@ -125,7 +125,9 @@ class FittedSpline {
     const int knots = n + 2;
     all_known_ = knots <= most_knots && count >= knots;
     if (all_known_) {
-      product({knots, 1, n + 4}, as_is(T), column(a), [this](int i, int, double sum) { C_[i] = sum; });
+      double* const column = C_;
+      product({.rows = knots, .columns = 1, .terms = n + 4}, as_is(T), as_is(&a),
+              into_sums<Real>(&column));
       pieces_ = SplinePieces::of(grid_, map_.hw, C_);
     } else {
       C_[0] = C_[1] = 0.0;

@@ -13,8 +13,6 @@ constexpr ElementKernels<Real> element_table = {
     .axpy = axpy<Real, Real>,
     .axpy_of_doubles = axpy<double, Real>,
     .greatest = greatest<Real>,
-    .tile = tile<Real>,
-    .masked_tile = masked_tile<Real>,
     .pack_lines = pack_lines<Real>,
     .pack_terms = pack_terms<Real>,
     .dots = dots<Real>,
@@ -41,6 +39,9 @@ constexpr ElementKernels<Real> element_table = {
 };
 
 constexpr Kernels table = {
+    .lanes = lanes,
+    .tile = tile,
+    .banded_tile = banded_tile,
     .add_lanes = add_lanes,
     .locate = locate,
     .weigh = weigh,

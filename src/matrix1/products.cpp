@@ -58,7 +58,7 @@ void M_ltv(Real* const* A, const Real* x, const Real* b, int m, int n, int mode,
 
 template <class Real>
 void M_mm(Real* const* A, Real* const* B, int m, int n, int p, Real* const* C) noexcept {
-  product({m, p, n}, as_is(A), as_is(B), into_table(C));
+  product({.rows = m, .columns = p, .terms = n}, as_is(A), as_is(B), into(C));
 }
 
 template void M_mv(float* const*, const float*, int, int, float*) noexcept;
@@ -80,7 +80,7 @@ int M_mmb(Real* const* A, Real* const* B, int m, int n, int p) noexcept {
 
 template <class Real>
 void M_mtm(Real* const* A, Real* const* B, int m, int n, int p, Real* const* C) noexcept {
-  product({n, p, m}, transposed(A), as_is(B), into_table(C));
+  product({.rows = n, .columns = p, .terms = m}, transposed(A), as_is(B), into(C));
 }
 
 template <class Real>
@@ -90,7 +90,7 @@ int M_mtmb(Real* const* A, Real* const* B, int m, int n, int p) noexcept {
 
 template <class Real>
 void M_mmt(Real* const* A, Real* const* B, int m, int n, int p, Real* const* C) noexcept {
-  product({m, p, n}, as_is(A), transposed(B), into_table(C));
+  product({.rows = m, .columns = p, .terms = n}, as_is(A), transposed(B), into(C));
 }
 
 template <class Real>
@@ -102,12 +102,12 @@ int M_mmtb(Real* const* A, Real* const* B, int m, int n, int p) noexcept {
 
 template <class Real>
 void M_mmts(Real* const* A, int m, int n, Real* const* S) noexcept {
-  product({m, m, n, Band::all, Band::all, true}, as_is(A), transposed(A), into_table(S));
+  product({.rows = m, .columns = m, .terms = n, .upper_only = true}, as_is(A), transposed(A), into(S));
 }
 
 template <class Real>
 void M_mtms(Real* const* A, int m, int n, Real* const* S) noexcept {
-  product({n, n, m, Band::all, Band::all, true}, transposed(A), as_is(A), into_table(S));
+  product({.rows = n, .columns = n, .terms = m, .upper_only = true}, transposed(A), as_is(A), into(S));
 }
 
 }  // namespace

@@ -15,12 +15,12 @@ namespace {
 
 template <class Real>
 void M_smv(Real* const* S, const Real* x, int n, Real* y) noexcept {
-  product({n, 1, n}, symmetric(S), column(x), into_vector(y));
+  product({.rows = n, .columns = 1, .terms = n}, symmetric(S), as_is(&x), into(&y));
 }
 
 template <class Real>
 void M_smm(Real* const* S, Real* const* B, int n, int p, Real* const* C) noexcept {
-  product({n, p, n}, symmetric(S), as_is(B), into_table(C));
+  product({.rows = n, .columns = p, .terms = n}, symmetric(S), as_is(B), into(C));
 }
 
 template <class Real>
@@ -30,12 +30,12 @@ int M_smma(Real* const* S, Real* const* B, int n, int p) noexcept {
 
 template <class Real>
 void M_msm(Real* const* A, Real* const* S, int n, int m, Real* const* C) noexcept {
-  product({m, n, n}, as_is(A), symmetric(S), into_table(C));
+  product({.rows = m, .columns = n, .terms = n}, as_is(A), symmetric(S), into(C));
 }
 
 template <class Real>
 void M_smtm(Real* const* S, Real* const* B, int n, int p, Real* const* C) noexcept {
-  product({n, p, n}, symmetric(S), transposed(B), into_table(C));
+  product({.rows = n, .columns = p, .terms = n}, symmetric(S), transposed(B), into(C));
 }
 
 template <class Real>
@@ -47,12 +47,12 @@ int M_smtma(Real* const* S, Real* const* B, int n, int p) noexcept {
 
 template <class Real>
 void M_tmsm(Real* const* A, Real* const* S, int n, int m, Real* const* C) noexcept {
-  product({m, n, n}, transposed(A), symmetric(S), into_table(C));
+  product({.rows = m, .columns = n, .terms = n}, transposed(A), symmetric(S), into(C));
 }
 
 template <class Real>
 void M_smsm(Real* const* S1, Real* const* S2, int n, Real* const* C) noexcept {
-  product({n, n, n}, symmetric(S1), symmetric(S2), into_table(C));
+  product({.rows = n, .columns = n, .terms = n}, symmetric(S1), symmetric(S2), into(C));
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
 template <class Real>
 void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Real* const* X,
                   int p) noexcept {
-  constexpr int strip = 128;
+  constexpr int strip = 64;
   const Kernels& kernel = kernels();
   alignas(64) double tall[strip * panel_rows], sums[panel_rows * strip], rest[panel_rows * strip],
       solved[panel_rows * strip];
@@ -109,7 +109,8 @@ void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Re
     const int count = std::min(strip, p - k0), lanes = (count + 7) / 8 * 8;
     for (int i = 0; i < rows; ++i) lines[i] = solved + i * lanes;
     if (i0 > 0) {
-      product({rows, count, i0}, transposed(U + i0), as_is(X + k0), into_table(columns));
+      product({.rows = rows, .columns = count, .terms = i0}, transposed(U + i0), as_is(X + k0),
+              into_sums<Real>(columns));
       kernel.d.pack_terms(columns, 0, count, rows, lanes, sums);
     } else {
       std::fill_n(sums, rows * lanes, 0.0);

@@ -13,6 +13,26 @@
 #include "matrix1/triangular_products.hpp"
 
 namespace tabfit {
+namespace {
+
+/// A product of two triangles of order n, of which only the upper triangle is formed.
+Extent upper(int n, Band row_band, Band column_band) noexcept {
+  return {.rows = n,
+          .columns = n,
+          .terms = n,
+          .row_band = row_band,
+          .column_band = column_band,
+          .upper_only = true};
+}
+/// A triangle of order n by p columns, and m rows by a triangle of order n.
+Extent by_rows(int n, int p, Band band) noexcept {
+  return {.rows = n, .columns = p, .terms = n, .row_band = band};
+}
+Extent by_columns(int m, int n, Band band) noexcept {
+  return {.rows = m, .columns = n, .terms = n, .column_band = band};
+}
+
+}  // namespace
 
 // Rows from the first, in a row columns from the first: what is written is not read by later results.
 // The scratch that the operation is documented to need stays unused.
@@ -20,7 +40,7 @@ template <class Real>
 int M_uutu(Real* const* U, int n) noexcept {
   const NewArray<Real> row = new_array<Real>(n);
   if (!row) return in_place_no_memory;
-  product({n, n, n, Band::to_l, Band::to_l, true}, as_is(U), transposed(U), into_place(U));
+  product(upper(n, Band::to_l, Band::to_l), as_is(U), transposed(U), into_place(U));
   return in_place_done;
 }
 
@@ -31,13 +51,13 @@ namespace {
 
 template <class Real>
 void M_uu(Real* const* U1, Real* const* U2, int n, Real* const* C) noexcept {
-  product({n, n, n, Band::to_l, Band::from_l, true}, as_is(U1), as_is(U2), into_table(C));
+  product(upper(n, Band::to_l, Band::from_l), as_is(U1), as_is(U2), into(C));
 }
 
 /// c = column j of U1 U2, rows 0..j.
 template <class Real>
 void uu_column(Real* const* U1, const Real* u2, int j, Real* c) noexcept {
-  product({j + 1, 1, j + 1, Band::to_l}, as_is(U1), column(u2), into_vector(c));
+  product(by_rows(j + 1, 1, Band::to_l), as_is(U1), as_is(&u2), into(&c));
 }
 
 template <class Real>
@@ -53,7 +73,7 @@ int M_uuu(Real* const* U1, Real* const* U2, int n) noexcept {
 
 template <class Real>
 void M_utu(Real* const* U, int n, Real* const* S) noexcept {
-  product({n, n, n, Band::from_l, Band::from_l, true}, transposed(U), as_is(U), into_table(S));
+  product(upper(n, Band::from_l, Band::from_l), transposed(U), as_is(U), into(S));
 }
 
 // From the last column to the first: all columns before the present one still hold U.
@@ -61,57 +81,58 @@ template <class Real>
 int M_utuu(Real* const* U, int n) noexcept {
   const NewArray<Real> c = new_array<Real>(n);
   if (!c) return in_place_no_memory;
+  Real* const sums = c.get();
   for (int size = n; size > 0; --size) {
     Real* u = U[size - 1];
-    product({size, 1, size, Band::from_l}, transposed(U), column(u), into_vector(c.get()));
-    V_copy(c.get(), u, size);
+    product(by_rows(size, 1, Band::from_l), transposed(U), as_is(&u), into(&sums));
+    V_copy(sums, u, size);
   }
   return in_place_done;
 }
 
 template <class Real>
 void M_uut(Real* const* U, int n, Real* const* S) noexcept {
-  product({n, n, n, Band::to_l, Band::to_l, true}, as_is(U), transposed(U), into_table(S));
+  product(upper(n, Band::to_l, Band::to_l), as_is(U), transposed(U), into(S));
 }
 
 template <class Real>
 void M_um(Real* const* U, Real* const* B, int n, int p, Real* const* C) noexcept {
-  product({n, p, n, Band::to_l}, as_is(U), as_is(B), into_table(C));
+  product(by_rows(n, p, Band::to_l), as_is(U), as_is(B), into(C));
 }
 
 template <class Real>
 int M_uma(Real* const* U, Real* const* B, int n, int p) noexcept {
   replace_columns(B, n, p, new_array<Real>(n), [=](int k, Real* c) {
-    product({n, 1, n, Band::to_l}, as_is(U), column(B[k]), into_vector(c));
+    product(by_rows(n, 1, Band::to_l), as_is(U), as_is(B + k), into(&c));
   });
   return 1;  // Deliberate: on every path, a success too: the result tells nothing.
 }
 
 template <class Real>
 void M_utm(Real* const* U, Real* const* B, int n, int p, Real* const* C) noexcept {
-  product({n, p, n, Band::from_l}, transposed(U), as_is(B), into_table(C));
+  product(by_rows(n, p, Band::from_l), transposed(U), as_is(B), into(C));
 }
 
 template <class Real>
 int M_utma(Real* const* U, Real* const* B, int n, int p) noexcept {
   return replace_columns(B, n, p, new_array<Real>(n), [=](int k, Real* c) {
-    product({n, 1, n, Band::from_l}, transposed(U), column(B[k]), into_vector(c));
+    product(by_rows(n, 1, Band::from_l), transposed(U), as_is(B + k), into(&c));
   });
 }
 
 template <class Real>
 void M_mu(Real* const* A, Real* const* U, int n, int m, Real* const* C) noexcept {
-  product({m, n, n, Band::all, Band::from_l}, as_is(A), as_is(U), into_table(C));
+  product(by_columns(m, n, Band::from_l), as_is(A), as_is(U), into(C));
 }
 
 template <class Real>
 void M_mut(Real* const* A, Real* const* U, int n, int m, Real* const* C) noexcept {
-  product({m, n, n, Band::all, Band::to_l}, as_is(A), transposed(U), into_table(C));
+  product(by_columns(m, n, Band::to_l), as_is(A), transposed(U), into(C));
 }
 
 template <class Real>
 void M_mtu(Real* const* A, Real* const* U, int n, int m, Real* const* C) noexcept {
-  product({m, n, n, Band::all, Band::from_l}, transposed(A), as_is(U), into_table(C));
+  product(by_columns(m, n, Band::from_l), transposed(A), as_is(U), into(C));
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ void sum_rows_above(Real* const* U, int i0, int rows, int lanes, double* sums) n
   alignas(64) double tall[most_rows * most_rows];
   double* columns[most_rows];
   for (int j = 0; j < rows; ++j) columns[j] = tall + j * most_rows;
-  product({rows, rows, i0, Band::all, Band::all, true}, transposed(U + i0), as_is(U + i0),
-          into_table(columns));
+  product({.rows = rows, .columns = rows, .terms = i0, .upper_only = true}, transposed(U + i0),
+          as_is(U + i0), into_sums<Real>(columns));
   for (int j = 0; j < rows; ++j)
     for (int i = 0; i <= j; ++i) sums[i * lanes + j] = columns[j][i];
 }

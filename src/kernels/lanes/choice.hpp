@@ -10,9 +10,8 @@
 
 namespace tabfit {
 
-template <class Real>
 struct Tile;
-struct TileMask;
+struct Edge;
 struct PointMapping;
 struct BasisGrid;
 struct PointPlaces;
@@ -38,19 +37,13 @@ struct ElementKernels {
 
   // -- sums side by side ----------------------------------------------------------------------------
 
-  void (*tile)(const Tile<Real>& tile) noexcept;
-
-  /// The same, but a term belongs only to the sums that mask[t] names, some of each kind or none, and
-  /// only its factors are read.
-  void (*masked_tile)(const Tile<Real>& tile, const TileMask* mask) noexcept;
-
   /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width; what stands in
-  /// the places up to the next multiple of 8 is not said.
+  /// the places up to the next multiple of 8, or the width, is not said.
   void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                      double* out) noexcept;
 
   /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r
-  /// up to the next multiple of 8.
+  /// up to the next multiple of 8, or the width.
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                      double* out) noexcept;
 
@@ -162,6 +155,16 @@ struct ElementKernels {
 
 /// All kernels of one instruction set.
 struct Kernels {
+  /// Doubles of a vector. Tiles are best with three vectors of rows.
+  int lanes;
+
+  /// Adds the terms of a tile to its sums.
+  void (*tile)(const Tile& tile) noexcept;
+
+  /// The same, but a sum gets only the terms that both its row and its column have, and only their
+  /// factors are read.
+  void (*banded_tile)(const Tile& tile, Edge rows, Edge columns) noexcept;
+
   /// sums[v] += q[t] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8.
   void (*add_lanes)(const double* q, const double* X, int lanes, int terms, double* sums) noexcept;
 

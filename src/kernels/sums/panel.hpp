@@ -9,27 +9,34 @@
 
 namespace tabfit {
 
-/// Rows and columns of a tile of sums, and so the widths of the panels of its factors.
+/// Rows and columns of a tile of sums, at most: the widths of the panels of its factors.
 inline constexpr int panel_rows = 24, panel_columns = 8;
 
-/// The sums of a tile that a term belongs to.
-struct TileMask {
-  std::uint32_t rows;     ///< bit r for row r
-  std::uint32_t columns;  ///< bit c for column c
+/// A tile of sums: sums[c][place + r] gets the terms P[t][row + r] Q[c][term + t * step], t = first..end-1
+/// ascending, for c < columns and r < rows, r < corner + c.
+struct Tile {
+  const double* const* P = nullptr;
+  std::ptrdiff_t row = 0;
+  const double* const* Q = nullptr;
+  std::ptrdiff_t term = 0, step = 1;
+  double* const* sums = nullptr;
+  std::ptrdiff_t place = 0;
+  int rows = 0, columns = 0, first = 0, end = 0;
+  bool from_zero = true;    ///< the sums begin at 0, not at what stands there
+  int corner = panel_rows;  ///< the rows of column 0, one more of each next one; never none of the last
 };
 
-/// A tile of sums: sums[c][r] gets the terms t = first..end-1 of P[t][row + r] Q[c][t * step],
-/// ascending, for c < columns and r < height[c].
-template <class Real>
-struct Tile {
-  const Real* const* P;
-  std::ptrdiff_t row, step;
-  const Real* Q[panel_columns];  ///< of a column beyond the count, that of another
-  double* sums[panel_columns];
-  int rows, columns, first, end;
-  bool from_zero;             ///< the sums begin at 0, not at what stands there
-  bool level;                 ///< eight columns of `rows` sums: the heights are not looked at
-  int height[panel_columns];  ///< at most `rows`; 0 beyond the count
+/// Of the rows (or columns) of a product, those whose sums have a term at l.
+enum class Band {
+  all,
+  to_l,    ///< 0..l: the sum of row i begins at l = i
+  from_l,  ///< l..: the sum of row i ends at l = i
+};
+
+/// Which of some neighbouring rows or columns have term t: number r stands for i = at + r.
+struct Edge {
+  Band band;
+  int at;
 };
 
 }  // namespace tabfit

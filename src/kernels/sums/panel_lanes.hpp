@@ -8,6 +8,8 @@
 namespace tabfit {
 namespace {
 
+constexpr int lanes = Lanes::width;
+
 // -- packing ----------------------------------------------------------------------------------------
 
 template <class Real>
@@ -25,7 +27,8 @@ void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int te
 template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                 double* out) noexcept {
-  for (int r = 0; r < (count + 7) / 8 * 8; r += Lanes::width) {
+  const int padded = (count + 7) / 8 * 8, end = padded < width ? padded : width;
+  for (int r = 0; r < end; r += Lanes::width) {
     if (r >= count) {
       for (int t = 0; t < terms; ++t) Lanes::zero().put(out + t * width + r);
       continue;
@@ -52,147 +55,234 @@ void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int te
 
 // -- tiles ------------------------------------------------------------------------------------------
 
-/// `vectors` of rows by `columns` sums of a tile, from row r0 and column c0 on, kept in registers.
-template <int vectors, int columns, class Real>
-struct Sums {
-  Lanes acc[columns][vectors];
-
-  Lanes::Mask live(const Tile<Real>& x, int r0, int c0, int c, int v) const {
-    return first_lanes(x.height[c0 + c] - r0 - v * Lanes::width);
-  }
-
-  Sums(const Tile<Real>& x, int r0, int c0) {
-    if (x.from_zero) {
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-          acc[c][v] = Lanes::zero();
-    } else if (x.level) {
-      const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-        const double* sums = x.sums[c0 + c] + r0;
-        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[c][v] =
-            Lanes::load(sums + v * Lanes::width);
-        acc[c][vectors - 1] = Lanes::load(sums + (vectors - 1) * Lanes::width, rest);
-      }
-    } else {
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-          acc[c][v] = Lanes::load(x.sums[c0 + c] + r0 + v * Lanes::width, live(x, r0, c0, c, v));
-    }
-  }
-
-  void put(const Tile<Real>& x, int r0, int c0) const {
-    if (x.level) {
-      const Lanes::Mask rest = first_lanes(x.rows - r0 - (vectors - 1) * Lanes::width);
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-        double* sums = x.sums[c0 + c] + r0;
-        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[c][v].put(sums + v * Lanes::width);
-        acc[c][vectors - 1].put(sums + (vectors - 1) * Lanes::width, rest);
-      }
-    } else {
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-          acc[c][v]
-              .put(x.sums[c0 + c] + r0 + v * Lanes::width, live(x, r0, c0, c, v));
-    }
-  }
-};
-
 /// The compiler is to take p as it is, and not to keep several sums of it with other variables in
 /// registers.
-template <class Real>
-inline const Real* opaque(const Real* p) {
+inline const double* opaque(const double* p) {
   asm("" : "+r"(p));
   return p;
 }
 
-/// With `whole` every row of the vectors is there.
-template <int vectors, int columns, bool whole, class Real>
-inline void sub_tile(const Tile<Real>& x, int r0, int c0) {
-  Sums<vectors, columns, Real> sums(x, r0, c0);
-  constexpr int last = (vectors - 1) * Lanes::width;
-  const Lanes::Mask rest = first_lanes(x.rows - r0 - last);
-  const Real *const *line = x.P + x.first, *const *const end = x.P + x.end;
-  const std::ptrdiff_t row = x.row + r0, step = x.step;
-  const Real* Q[columns];
-  TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[c0 + c];
-  for (std::ptrdiff_t at = x.first * step; line != end; ++line, at += step) {
-    const Real* from = opaque(*line + row);
-    Lanes p[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] = Lanes::load(from + v * Lanes::width);
-    if constexpr (whole)
-      p[vectors - 1] = Lanes::load(from + last);
-    else
-      p[vectors - 1] = Lanes::load(from + last, rest);
-    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-      const Lanes q = Lanes::of(Q[c][at]);
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) sums.acc[c][v] = fma(p[v], q, sums.acc[c][v]);
-    }
+inline int least(int a, int b) { return a < b ? a : b; }
+inline int most(int a, int b) { return a > b ? a : b; }
+
+/// Terms first..end-1 of a tile.
+struct Run {
+  int first, end;
+  Run within(Run other) const { return {most(first, other.first), least(end, other.end)}; }
+  bool has(int t) const { return t >= first && t < end; }
+  /// The next term after t, at most `last`, that lies on the other side of an end.
+  int next(int t, int last) const {
+    return t < first && first < end ? least(first, last) : has(t) ? least(end, last) : last;
   }
-  sums.put(x, r0, c0);
+};
+
+/// The terms that some of lines r..r+n-1 have, and those that all have.
+inline Run some_have(Edge e, int r, int n, Run of) {
+  if (e.band == Band::to_l) return {most(of.first, e.at + r), of.end};
+  if (e.band == Band::from_l) return {of.first, least(of.end, e.at + r + n)};
+  return of;
+}
+inline Run all_have(Edge e, int r, int n, Run of) {
+  if (e.band == Band::to_l) return {most(of.first, e.at + r + n - 1), of.end};
+  if (e.band == Band::from_l) return {of.first, least(of.end, e.at + r + 1)};
+  return of;
+}
+/// Bit i for each line r + i, i < n <= 24, that has term t.
+inline std::uint32_t lines_with(Edge e, int r, int n, int t) {
+  const auto below = [=](int k) { return (std::uint32_t{1} << most(0, least(k, n))) - 1; };
+  if (e.band == Band::to_l) return below(t - e.at - r + 1);
+  if (e.band == Band::from_l) return below(n) & ~below(t - e.at - r);
+  return below(n);
 }
 
-template <int vectors, int columns, class Real>
-inline void masked_sub_tile(const Tile<Real>& x, const TileMask* mask, int r0, int c0) {
-  static constexpr Real nothing = 0;
-  Sums<vectors, columns, Real> sums(x, r0, c0);
-  const std::ptrdiff_t row = x.row + r0;
-  for (int t = x.first; t < x.end; ++t, ++mask) {
-    Lanes p[vectors];
-    Lanes::Mask rows[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-      rows[v] = Lanes::mask(mask->rows >> (r0 + v * Lanes::width));
-      p[v] = Lanes::load(x.P[t] + row + v * Lanes::width, rows[v]);
-    }
+/// A part of a tile, whose sums are kept in registers: `vectors` of rows by `columns`, from row r0 and
+/// column c0 on.
+///
+/// Why:       as many sums as cover the latency of a multiply-add; a factor of a row is loaded once for all
+///            columns, one of a column once for all rows.
+/// Shape:     lanes behind the last row are neither read nor stored; a column behind the last one repeats
+///            it, with the same sums. With `whole` all lanes are rows.
+/// Invariant: acc[c][v] holds the terms up to the present one.
+/// Order:     t ascending.
+template <int vectors, int columns, bool whole>
+struct Part {
+  static constexpr int last = (vectors - 1) * Lanes::width;
+  const Tile& x;
+  const int r0, c0, rows;
+  const Lanes::Mask rest;
+  const double* Q[columns];
+  Lanes acc[columns][vectors];
+
+  Part(const Tile& tile, int row, int first_column)
+      : x(tile), r0(row), c0(first_column), rows(x.rows - r0), rest(first_lanes(rows - last)) {
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[column(c)] + x.term;
+  }
+
+  std::uint32_t rows_there() const { return rows < 24 ? (1U << rows) - 1U : 0xffffffU; }
+  int column(int c) const { return columns == 1 ? c0 : least(c0 + c, x.columns - 1); }
+
+  /// Calls f(sum, place, all) for each vector of sums; not all of its lanes exist if `all` is false.
+  template <class F>
+  void each(F f) {
+    const bool level = x.corner + c0 >= x.rows;
     TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-      const std::uint32_t wanted = mask->columns >> (c0 + c) & 1U;
-      const Lanes q = Lanes::of(wanted ? x.Q[c0 + c][t * x.step] : nothing);
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-        const Lanes next = fma(p[v], q, sums.acc[c][v], rows[v]);
-        if (wanted) sums.acc[c][v] = next;
+      double* sums = x.sums[column(c)] + x.place + r0;
+      if (level) {
+        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) f(acc[c][v], sums + v * Lanes::width);
+        if (whole)
+          f(acc[c][vectors - 1], sums + last);
+        else
+          f(acc[c][vectors - 1], sums + last, rest);
+      } else {
+        const int height = least(rows, x.corner + column(c) - r0);
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+            f(acc[c][v], sums + v * Lanes::width, first_lanes(height - v * Lanes::width));
       }
     }
   }
-  sums.put(x, r0, c0);
-}
+
+  void begin() {
+    if (x.from_zero)
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+          acc[c][v] = Lanes::zero();
+    else
+      each([](Lanes& sum, const double* place, auto... mask) { sum = Lanes::load(place, mask...); });
+  }
+
+  void put() {
+    each([](Lanes sum, double* place, auto... mask) { sum.put(place, mask...); });
+  }
+
+  void add(Run run) {
+    const double *const *line = x.P + run.first, *const *const end = x.P + run.end;
+    const std::ptrdiff_t row = x.row + r0, step = x.step;
+    for (std::ptrdiff_t at = run.first * step; line < end; ++line, at += step) {
+      const double* from = opaque(*line + row);
+      Lanes p[vectors];
+      TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] = Lanes::load(from + v * Lanes::width);
+      p[vectors - 1] = whole ? Lanes::load(from + last) : Lanes::load(from + last, rest);
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        const Lanes q = Lanes::of(Q[c][at]);
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v]);
+      }
+    }
+  }
+
+  /// Adds one term to the rows of the masks and the columns of the set bits.
+  template <class Wanted>
+  void add_one(int t, const Lanes::Mask (&live)[vectors], Wanted wanted) {
+    Lanes p[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) p[v] =
+        Lanes::load(x.P[t] + x.row + r0 + v * Lanes::width, live[v]);
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) if (wanted(c)) {
+      const Lanes q = Lanes::of(x.Q[column(c)][x.term + t * x.step]);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], live[v]);
+    }
+  }
+
+  /// Terms that some rows and all columns have.
+  void add_by_rows(Run run, Edge edge) {
+    const std::uint32_t next = edge.band == Band::to_l, there = rows_there();
+    std::uint32_t with = lines_with(edge, r0, rows, run.first);
+    for (int t = run.first; t < run.end; ++t, with = with << 1 | next) {
+      Lanes::Mask live[vectors];
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] =
+          Lanes::mask((with & there) >> v * Lanes::width);
+      add_one(t, live, [](int) { return true; });
+    }
+  }
+
+  /// Terms that all rows and some columns have: the first ones, or the last.
+  template <bool first_ones>
+  void add_by_columns(Run run, int at) {
+    Lanes::Mask live[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] = first_lanes(rows - v * Lanes::width);
+    TABFIT_UNROLL for (int j = 0; j < columns;
+                       ++j) if (at + c0 + j >= run.first && at + c0 + j < run.end)
+        add_one(at + c0 + j, live, [=](int c) { return first_ones ? c <= j : c >= j; });
+  }
+
+  /// Terms that some rows and some columns have.
+  void add_by_both(Run run, Edge row_edge, Edge column_edge) {
+    const std::uint32_t next_row = row_edge.band == Band::to_l,
+                        next_column = column_edge.band == Band::to_l, there = rows_there();
+    const int last_column = column(columns - 1) - c0;
+    std::uint32_t with = lines_with(row_edge, r0, rows, run.first),
+                  wanted = lines_with(column_edge, c0, columns, run.first);
+    for (int t = run.first; t < run.end; ++t) {
+      Lanes::Mask live[vectors];
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] =
+          Lanes::mask((with & there) >> v * Lanes::width);
+      // What repeats the last column goes with it.
+      const std::uint32_t repeated = wanted >> last_column & 1U ? ~0U << last_column : 0U,
+                          set = (wanted & ((1U << last_column) - 1U)) | repeated;
+      add_one(t, live, [=](int c) { return set >> c & 1U; });
+      with = with << 1 | next_row;
+      wanted = wanted << 1 | next_column;
+    }
+  }
+};
 
 /// All parts of a tile that fit the registers, each by f(vectors, columns, r0, c0).
-template <class Real, class F>
-inline void each_part(const Tile<Real>& x, F f) {
-#ifdef __AVX512F__
-  const auto parts = [&](auto vectors) {
-    if (x.columns > 4) return f(vectors, Count<8>{}, 0, 0);
-    if (x.columns > 1) return f(vectors, Count<4>{}, 0, 0);
-    f(vectors, Count<1>{}, 0, 0);
+template <class F>
+inline void each_part(const Tile& x, F f) {
+  constexpr int columns_at_once = Lanes::width;
+  int r0 = 0;
+  const auto columns = [&](auto vectors) {
+    int c0 = 0;
+    for (; x.columns - c0 > 1; c0 += columns_at_once)
+      if (columns_at_once > 4 && x.columns - c0 <= 4)
+        f(vectors, Count<4>{}, r0, c0);
+      else
+        f(vectors, Count<columns_at_once>{}, r0, c0);
+    if (x.columns - c0 == 1) f(vectors, Count<1>{}, r0, c0);
   };
-  if (x.rows > 16) return parts(Count<3>{});
-  if (x.rows > 8) return parts(Count<2>{});
-  parts(Count<1>{});
-#else
-  for (int c0 = 0; c0 < x.columns; c0 += 4) {
-    const auto parts = [&](auto vectors, int r0) {
-      if (x.columns > 1) return f(vectors, Count<4>{}, r0, c0);
-      f(vectors, Count<1>{}, r0, c0);
-    };
-    int r0 = 0;
-    for (; x.rows - r0 > 8; r0 += 12) parts(Count<3>{}, r0);
-    if (x.rows - r0 > 4)
-      parts(Count<2>{}, r0);
-    else if (x.rows > r0)
-      parts(Count<1>{}, r0);
-  }
-#endif
+  for (; x.rows - r0 > 2 * Lanes::width; r0 += 3 * Lanes::width) columns(Count<3>{});
+  if (x.rows - r0 > Lanes::width)
+    columns(Count<2>{});
+  else if (x.rows > r0)
+    columns(Count<1>{});
 }
 
-template <class Real>
-void tile(const Tile<Real>& x) noexcept {
+void tile(const Tile& x) noexcept {
   each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
+    const auto form = [&](auto part) {
+      part.begin();
+      part.add({x.first, x.end});
+      part.put();
+    };
     constexpr int v = decltype(vectors)::value, c = decltype(columns)::value;
-    x.rows - r0 >= v* Lanes::width ? sub_tile<v, c, true>(x, r0, c0) : sub_tile<v, c, false>(x, r0, c0);
+    if (x.rows - r0 >= v * Lanes::width)
+      form(Part<v, c, true>(x, r0, c0));
+    else
+      form(Part<v, c, false>(x, r0, c0));
   });
 }
 
-template <class Real>
-void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
-  each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
-    masked_sub_tile<decltype(vectors)::value, decltype(columns)::value>(x, mask, r0, c0);
+/// In each part the terms in order: a run that the same rows and columns have goes the shortest way.
+void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
+  each_part(x, [&](auto vectors, auto count, int r0, int c0) {
+    constexpr int v = decltype(vectors)::value, c = decltype(count)::value;
+    const int height = least(x.rows - r0, v * Lanes::width), width = least(x.columns - c0, c);
+    const Run run{x.first, x.end},
+        some = some_have(rows, r0, height, run).within(some_have(columns, c0, width, run)),
+        row_all = all_have(rows, r0, height, run), column_all = all_have(columns, c0, width, run);
+    Part<v, c, false> part(x, r0, c0);
+    part.begin();
+    for (int t = some.first, end; t < some.end; t = end) {
+      end = least(row_all.next(t, some.end), column_all.next(t, some.end));
+      if (!row_all.has(t) && !column_all.has(t))
+        part.add_by_both({t, end}, rows, columns);
+      else if (!row_all.has(t))
+        part.add_by_rows({t, end}, rows);
+      else if (column_all.has(t))
+        part.add({t, end});
+      else if (columns.band == Band::to_l)
+        part.template add_by_columns<true>({t, end}, columns.at);
+      else
+        part.template add_by_columns<false>({t, end}, columns.at);
+    }
+    part.put();
   });
 }
 

@@ -9,6 +9,8 @@
 namespace tabfit {
 namespace {
 
+constexpr int lanes = 8;
+
 template <class Real>
 void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
                 double* out) noexcept {
@@ -20,7 +22,8 @@ void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int te
 template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                 double* out) noexcept {
-  for (int r = 0; r < (count + 7) / 8 * 8; ++r)
+  const int padded = (count + 7) / 8 * 8, end = padded < width ? padded : width;
+  for (int r = 0; r < end; ++r)
     for (int t = 0; t < terms; ++t) out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
 }
 
@@ -43,11 +46,11 @@ void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real*
 }
 
 template <class Real>
-void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
+void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int width, int terms,
               bool subtract, const int* band, double* sums) noexcept {
-  for (int t = 0; t < terms; ++t, X += lanes) {
+  for (int t = 0; t < terms; ++t, X += width) {
     const double factor = subtract ? -double(columns[t][row]) : double(columns[t][row]);
-    for (int v = 0; v < lanes; ++v)
+    for (int v = 0; v < width; ++v)
       if (!band || v >= *band + t) sums[v] = mul_add(factor, X[v], sums[v]);
   }
 }
@@ -125,26 +128,26 @@ void column_squares(Real* const* columns, int count, int rows, double* s) noexce
   }
 }
 
-template <class Real>
-void masked_tile(const Tile<Real>& x, const TileMask* mask) noexcept {
+bool has(Edge edge, int r, int t) noexcept {
+  return edge.band == Band::all || (edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t);
+}
+
+void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
   for (int c = 0; c < x.columns; ++c)
-    for (int r = 0; r < (x.level ? x.rows : x.height[c]); ++r) {
-      double sum = x.from_zero ? 0.0 : x.sums[c][r];
+    for (int r = 0; r < x.rows && r < x.corner + c; ++r) {
+      double sum = x.from_zero ? 0.0 : x.sums[c][x.place + r];
       for (int t = x.first; t < x.end; ++t)
-        if (!mask || ((mask[t - x.first].columns >> c & 1) && (mask[t - x.first].rows >> r & 1)))
-          sum = mul_add(x.P[t][x.row + r], x.Q[c][t * x.step], sum);
-      x.sums[c][r] = sum;
+        if (has(rows, r, t) && has(columns, c, t))
+          sum = mul_add(x.P[t][x.row + r], x.Q[c][x.term + t * x.step], sum);
+      x.sums[c][x.place + r] = sum;
     }
 }
 
-template <class Real>
-void tile(const Tile<Real>& x) noexcept {
-  masked_tile(x, nullptr);
-}
+void tile(const Tile& x) noexcept { banded_tile(x, {Band::all, 0}, {Band::all, 0}); }
 
-void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
-  for (int t = 0; t < terms; ++t, X += lanes)
-    for (int v = 0; v < lanes; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
+void add_lanes(const double* q, const double* X, int width, int terms, double* sums) noexcept {
+  for (int t = 0; t < terms; ++t, X += width)
+    for (int v = 0; v < width; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
 }
 
 }  // namespace
