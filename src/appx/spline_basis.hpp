@@ -66,6 +66,9 @@ struct BasisPoint {
   }
 };
 
+/// One function at one point: the basis as it is defined, for tests and for reading. Fits evaluate all
+/// functions at many points.
+///
 /// Value and derivatives of basis function j, 0 <= j <= n + 3, at u, per reference unit; each output
 /// may be null. Returns 0; or 1, with nothing written, if u lies outside 0..2 or is NaN, or if n < 1.
 template <class Real>

@@ -54,23 +54,68 @@ Real scale_element(const std::vector<Real>& x, int k) {
   return chosen;
 }
 
+/// r = b and its squared norm: the residual of x = 0. Returns the status of that end.
+template <class Real>
+int end_at_zero(Real* const* A, int m, int n, Real* r, Real* rn) {
+  double sum = 0;
+  for (int i = 0; i < m; ++i) {
+    r[i] = A[n][i];
+    sum = std::fma(double(r[i]), double(r[i]), sum);
+  }
+  *rn = static_cast<Real>(sum);
+  return 1;
+}
+
+/// x moves towards z, elements 0..k-1, as far as no element from `first` on falls below 0; what is small then
+/// becomes 0. Returns the fraction of the way.
+template <class Real>
+double move_towards(const std::vector<Real>& z, int first, int k, std::vector<Real>& x) {
+  double alpha = step_bound<Real>;
+  for (int j = first; j < k; ++j) {
+    if (z[j] > 0) continue;
+    const double q = static_cast<double>(x[j] / (static_cast<long double>(x[j]) - z[j]));
+    if (q < alpha || std::isnan(q) || std::isnan(alpha)) alpha = q;
+  }
+  for (int j = 0; j < k; ++j)
+    x[j] = static_cast<Real>((static_cast<long double>(z[j]) - x[j]) * alpha + x[j]);
+
+  const double threshold = dual_tolerance<Real> * scale_element(x, k);
+  for (int j = 0; j < k; ++j)
+    if (std::abs(x[j]) <= threshold || std::isnan(x[j]) || std::isnan(threshold)) x[j] = 0;
+  return alpha;
+}
+
+/// The columns of the passive elements that are 0 leave. Returns how many stay.
+template <class Real>
+int drop_zeros(Real** A, int n, int k, std::vector<int>& order, std::vector<Real>& x, Run& run) {
+  for (int j = 0; j < k; ++j) {
+    if (x[j] != 0) continue;
+    for (int p = j; p + 1 < n; ++p) x[p] = x[p + 1];
+    std::rotate(order.begin() + j, order.begin() + j + 1, order.end());
+    std::rotate(A + j, A + j + 1, A + n);
+    --k;
+    ++run.drops;
+    run.skipped = run.skipped || (j < k && x[j] == 0);
+    run.stale = run.stale || (x[n - 1] != 0 && k <= n - 1);
+  }
+  return k;
+}
+
+/// Copies x to the result when it ends.
+template <class Real>
+struct Handover {
+  std::vector<Real>& x;
+  Real* result;
+  ~Handover() { std::copy(x.begin(), x.end(), result); }
+};
+
 /// Ls_cnn, at most `limit` subproblems. Must not run inside another probe.
 template <class Real>
 Run cnn(Real** A, int m, int n, Real* result, Real* r, Real* rn, int limit = 100) {
-  constexpr double eps = dual_tolerance<Real>;
   Run run;
   const auto end = [&](int status) {
     run.status = status;
     return run;
-  };
-  const auto zero = [&] {
-    double sum = 0;
-    for (int i = 0; i < m; ++i) {
-      r[i] = A[n][i];
-      sum = std::fma(double(r[i]), double(r[i]), sum);
-    }
-    *rn = static_cast<Real>(sum);
-    return end(1);
   };
   if (m < 1 || n < 1) return end(-2);
 
@@ -78,17 +123,12 @@ Run cnn(Real** A, int m, int n, Real* result, Real* r, Real* rn, int limit = 100
   std::vector<int> order(size);
   std::vector<Real> w(size), z(size), x(size, Real(0));
   for (int p = 0; p < n; ++p) order[p] = p;
-  // At every end x is handed to the caller, in the working order.
-  struct Handover {
-    std::vector<Real>& x;
-    Real* result;
-    ~Handover() { std::copy(x.begin(), x.end(), result); }
-  } handover{x, result};
+  const Handover<Real> at_every_end{x, result};  // in the working order
 
   M_mtv(A, A[n], m, n, w.data());
   int t = first_greatest(w.data(), 0, n);
-  if (!(w[t] > 0)) return zero();
-  const double tol = eps * w[t];
+  if (!(w[t] > 0)) return end(end_at_zero(A, m, n, r, rn));
+  const double tol = dual_tolerance<Real> * w[t];
   int k = 1;
   for (;;) {
     if (t > k - 1) {
@@ -109,31 +149,10 @@ Run cnn(Real** A, int m, int n, Real* result, Real* r, Real* rn, int limit = 100
       if (i == k) break;
       if (i == k - 1) return end(-4);
 
-      double alpha = step_bound<Real>;
-      for (int j = i; j < k; ++j) {
-        if (z[j] > 0) continue;
-        const double q = static_cast<double>(x[j] / (static_cast<long double>(x[j]) - z[j]));
-        if (q < alpha || std::isnan(q) || std::isnan(alpha)) alpha = q;
-      }
+      const double alpha = move_towards(z, i, k, x);
       run.not_a_number = run.not_a_number || std::isnan(alpha);
-      for (int j = 0; j < k; ++j)
-        x[j] = static_cast<Real>((static_cast<long double>(z[j]) - x[j]) * alpha + x[j]);
-
-      const double threshold = eps * scale_element(x, k);
-      for (int j = 0; j < k; ++j)
-        if (std::abs(x[j]) <= threshold || std::isnan(x[j]) || std::isnan(threshold)) x[j] = 0;
-
-      for (int j = 0; j < k; ++j) {
-        if (x[j] != 0) continue;
-        for (int p = j; p + 1 < n; ++p) x[p] = x[p + 1];
-        std::rotate(order.begin() + j, order.begin() + j + 1, order.end());
-        std::rotate(A + j, A + j + 1, A + n);
-        --k;
-        ++run.drops;
-        run.skipped = run.skipped || (j < k && x[j] == 0);
-        run.stale = run.stale || (x[n - 1] != 0 && k <= n - 1);
-      }
-      if (k < 1) return zero();
+      k = drop_zeros(A, n, k, order, x, run);
+      if (k < 1) return end(end_at_zero(A, m, n, r, rn));
     }
     for (int j = 0; j < k; ++j) x[j] = z[j];
     run.passive = k;

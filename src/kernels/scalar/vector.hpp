@@ -53,6 +53,7 @@ void V_copy(const Real* src, Real* dst, int n) noexcept {
   for (int i = 0; i < n; ++i) dst[i] = src[i];
 }
 
+/// V_copy of the pointers to columns. It completes the set with P_swap and P_perm; tests alone call it.
 template <class Real>
 void P_copy(Real* const* src, Real** dst, int n) noexcept {
   for (int i = 0; i < n; ++i) dst[i] = src[i];
