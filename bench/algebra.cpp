@@ -13,7 +13,7 @@
 #include "bench/blas.hpp"
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
-#include "tabfit/matrix.h"
+#include "tools/twins.hpp"
 
 #include <cstring>
 #include <utility>
@@ -89,7 +89,7 @@ struct Problem {
 
   /// S = (I + A^T A / n) / s(0,0), condition below 3.
   void fill_positive_definite() {
-    twin<Real>(M_mtmsf, M_mtmsd)(A.table.data(), n, n, S.table.data());
+    M_mtms(A.table.data(), n, n, S.table.data());
     for (int j = 0; j < n; ++j)
       for (int i = 0; i <= j; ++i) S(i, j) = S(i, j) / static_cast<Real>(n) + static_cast<Real>(i == j);
     const Real s00 = S(0, 0);
@@ -208,6 +208,14 @@ class Contest {
     return *this;
   }
 
+  /// C from one or two operands, by a function of Eigen.
+  template <class Run, class... Operands>
+  Contest& eigen(Run run, Operands... operands) {
+    return peer("Eigen", [=](Problem<Real>& p, Result<Real>& r) {
+      run(p.n, (p.*operands).data.data()..., r.C.data.data());
+    });
+  }
+
   /// Every side's C holds A at the start.
   Contest& start_from_a() {
     for (Problem<Real>& problem : *pool_)
@@ -250,121 +258,131 @@ Real** table(Matrix<Real>& matrix) {
   return matrix.table.data();
 }
 
+// -- the peers' ways --------------------------------------------------------------------------------
+
+// Each makes a call of one BLAS for a problem; operands are named by the members of Problem.
+template <class Real>
+using Operand = Matrix<Real> Problem<Real>::*;
+
+/// C = op(A) B.
+template <class Real>
+auto gemm(Transposition transposed) {
+  return [=](const Blas<Real>& blas, Problem<Real>& p, Result<Real>& r) {
+    blas.gemm(by_columns, transposed, no_transposition, p.n, p.n, p.n, 1, data(p.A), p.n, data(p.B),
+              p.n, 0, data(r.C), p.n);
+  };
+}
+
+/// The upper triangle of C = A^T A, or A A^T without transposition.
+template <class Real>
+auto syrk(Operand<Real> A, Transposition transposed) {
+  return [=](const Blas<Real>& blas, Problem<Real>& p, Result<Real>& r) {
+    blas.syrk(by_columns, upper, transposed, p.n, p.n, 1, data(p.*A), p.n, 0, data(r.C), p.n);
+  };
+}
+
+/// C = op(U) B, or B U from the right.
+template <class Real>
+auto trmm(Side side, Transposition transposed, Operand<Real> B) {
+  return [=](const Blas<Real>& blas, Problem<Real>& p, Result<Real>& r) {
+    copy(p.*B, r.C);
+    blas.trmm(by_columns, side, upper, transposed, any_diagonal, p.n, p.n, 1, data(p.U), p.n, data(r.C),
+              p.n);
+  };
+}
+
+/// C = op(U)^-1 B.
+template <class Real>
+auto trsm(Transposition transposed) {
+  return [=](const Blas<Real>& blas, Problem<Real>& p, Result<Real>& r) {
+    copy(p.B, r.C);
+    blas.trsm(by_columns, left, upper, transposed, any_diagonal, p.n, p.n, 1, data(p.U), p.n, data(r.C),
+              p.n);
+  };
+}
+
+/// y = op(A) x.
+template <class Real>
+auto gemv(Transposition transposed) {
+  return [=](const Blas<Real>& blas, Problem<Real>& p, Result<Real>& r) {
+    blas.gemv(by_columns, transposed, p.n, p.n, 1, data(p.A), p.n, p.x.data(), 1, 0, r.y.data(), 1);
+  };
+}
+
 // -- products -----------------------------------------------------------------------------------------
 
 template <class Real>
 Trial mm(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_mmf, M_mmd)(table(p.A), table(p.B), n, n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        blas.gemm(by_columns, no_transposition, no_transposition, n, n, n, 1, data(p.A), n, data(p.B),
-                  n, 0, data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mm(n, data(p.A), data(p.B), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_mm(table(p.A), table(p.B), n, n, n, table(r.C)); })
+      .blas(gemm<Real>(no_transposition))
+      .eigen(Eigenlib<Real>::mm, &Problem<Real>::A, &Problem<Real>::B)
       .trial();
 }
 
 template <class Real>
 Trial smm(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_smmf, M_smmd)(table(p.S), table(p.B), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
+      .ours([n](auto& p, auto& r) { M_smm(table(p.S), table(p.B), n, n, table(r.C)); })
+      .blas([n](const Blas<Real>& blas, auto& p, auto& r) {
         blas.symm(by_columns, left, upper, n, n, 1, data(p.S), n, data(p.B), n, 0, data(r.C), n);
       })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::smm(n, data(p.S), data(p.B), data(r.C)); })
+      .eigen(Eigenlib<Real>::smm, &Problem<Real>::S, &Problem<Real>::B)
       .trial();
 }
 
 template <class Real>
 Trial mtm(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours(
-          [n](P& p, R& r) { twin<Real>(M_mtmf, M_mtmd)(table(p.A), table(p.B), n, n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        blas.gemm(by_columns, transposition, no_transposition, n, n, n, 1, data(p.A), n, data(p.B), n,
-                  0, data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mtm(n, data(p.A), data(p.B), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_mtm(table(p.A), table(p.B), n, n, n, table(r.C)); })
+      .blas(gemm<Real>(transposition))
+      .eigen(Eigenlib<Real>::mtm, &Problem<Real>::A, &Problem<Real>::B)
       .trial();
 }
 
 template <class Real>
 Trial mtms(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_mtmsf, M_mtmsd)(table(p.A), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        blas.syrk(by_columns, upper, transposition, n, n, 1, data(p.A), n, 0, data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mtms(n, data(p.A), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_mtms(table(p.A), n, n, table(r.C)); })
+      .blas(syrk<Real>(&Problem<Real>::A, transposition))
+      .eigen(Eigenlib<Real>::mtms, &Problem<Real>::A)
       .trial();
 }
 
 template <class Real>
 Trial um(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_umf, M_umd)(table(p.U), table(p.B), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.B, r.C);
-        blas.trmm(by_columns, left, upper, no_transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::um(n, data(p.U), data(p.B), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_um(table(p.U), table(p.B), n, n, table(r.C)); })
+      .blas(trmm<Real>(left, no_transposition, &Problem<Real>::B))
+      .eigen(Eigenlib<Real>::um, &Problem<Real>::U, &Problem<Real>::B)
       .trial();
 }
 
 template <class Real>
 Trial utm(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_utmf, M_utmd)(table(p.U), table(p.B), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.B, r.C);
-        blas.trmm(by_columns, left, upper, transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::utm(n, data(p.U), data(p.B), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_utm(table(p.U), table(p.B), n, n, table(r.C)); })
+      .blas(trmm<Real>(left, transposition, &Problem<Real>::B))
+      .eigen(Eigenlib<Real>::utm, &Problem<Real>::U, &Problem<Real>::B)
       .trial();
 }
 
 template <class Real>
 Trial mu(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_muf, M_mud)(table(p.A), table(p.U), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.A, r.C);
-        blas.trmm(by_columns, right, upper, no_transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mu(n, data(p.A), data(p.U), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_mu(table(p.A), table(p.U), n, n, table(r.C)); })
+      .blas(trmm<Real>(right, no_transposition, &Problem<Real>::A))
+      .eigen(Eigenlib<Real>::mu, &Problem<Real>::A, &Problem<Real>::U)
       .trial();
 }
 
 /// The peers have no product of two triangles: one factor is taken for a general matrix.
 template <class Real>
 Trial uu(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_uuf, M_uud)(table(p.U), table(p.V), n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.V, r.C);
-        blas.trmm(by_columns, left, upper, no_transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::um(n, data(p.U), data(p.V), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_uu(table(p.U), table(p.V), n, table(r.C)); })
+      .blas(trmm<Real>(left, no_transposition, &Problem<Real>::V))
+      .eigen(Eigenlib<Real>::um, &Problem<Real>::U, &Problem<Real>::V)
       .trial();
 }
 
@@ -372,68 +390,44 @@ Trial uu(int n, unsigned seed) {
 /// product.
 template <class Real>
 Trial utu(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_utuf, M_utud)(table(p.U), n, table(r.C)); })
-      .blas(
-          [n](const Blas<Real>& blas, P& p, R& r) {
-            blas.syrk(by_columns, upper, transposition, n, n, 1, data(p.U), n, 0, data(r.C), n);
-          },
-          " syrk")
-      .blas(
-          [n](const Blas<Real>& blas, P& p, R& r) {
-            copy(p.U, r.C);
-            blas.trmm(by_columns, left, upper, transposition, any_diagonal, n, n, 1, data(p.U), n,
-                      data(r.C), n);
-          },
-          " trmm")
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mtms(n, data(p.U), data(r.C)); })
+      .ours([n](auto& p, auto& r) { M_utu(table(p.U), n, table(r.C)); })
+      .blas(syrk<Real>(&Problem<Real>::U, transposition), " syrk")
+      .blas(trmm<Real>(left, transposition, &Problem<Real>::U), " trmm")
+      .eigen(Eigenlib<Real>::mtms, &Problem<Real>::U)
       .trial();
 }
 
 template <class Real>
 Trial uut(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_uutf, M_uutd)(table(p.U), n, table(r.C)); })
+      .ours([n](auto& p, auto& r) { M_uut(table(p.U), n, table(r.C)); })
       .peer("OpenBLAS lauum",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.U, r.C);
               lapack<Real>().lauum("U", &n, data(r.C), &n, &r.info, 1);
             })
-      .blas(
-          [n](const Blas<Real>& blas, P& p, R& r) {
-            blas.syrk(by_columns, upper, no_transposition, n, n, 1, data(p.U), n, 0, data(r.C), n);
-          },
-          " syrk")
+      .blas(syrk<Real>(&Problem<Real>::U, no_transposition), " syrk")
       .trial();
 }
 
 template <class Real>
 Trial mv(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, vectors<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_mvf, M_mvd)(table(p.A), p.x.data(), n, n, r.y.data()); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        blas.gemv(by_columns, no_transposition, n, n, 1, data(p.A), n, p.x.data(), 1, 0, r.y.data(), 1);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mv(n, data(p.A), p.x.data(), r.y.data()); })
+      .ours([n](auto& p, auto& r) { M_mv(table(p.A), p.x.data(), n, n, r.y.data()); })
+      .blas(gemv<Real>(no_transposition))
+      .peer("Eigen",
+            [n](auto& p, auto& r) { Eigenlib<Real>::mv(n, data(p.A), p.x.data(), r.y.data()); })
       .trial();
 }
 
 template <class Real>
 Trial mtv(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, vectors<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_mtvf, M_mtvd)(table(p.A), p.x.data(), n, n, r.y.data()); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        blas.gemv(by_columns, transposition, n, n, 1, data(p.A), n, p.x.data(), 1, 0, r.y.data(), 1);
-      })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::mtv(n, data(p.A), p.x.data(), r.y.data()); })
+      .ours([n](auto& p, auto& r) { M_mtv(table(p.A), p.x.data(), n, n, r.y.data()); })
+      .blas(gemv<Real>(transposition))
+      .peer("Eigen",
+            [n](auto& p, auto& r) { Eigenlib<Real>::mtv(n, data(p.A), p.x.data(), r.y.data()); })
       .trial();
 }
 
@@ -441,20 +435,14 @@ Trial mtv(int n, unsigned seed) {
 
 template <class Real>
 Trial invt(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.B, r.C);
-        twin<Real>(M_invtf, M_invtd)(table(p.U), table(r.C), n, n);
+        M_invt(table(p.U), table(r.C), n, n);
       })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.B, r.C);
-        blas.trsm(by_columns, left, upper, no_transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
+      .blas(trsm<Real>(no_transposition))
       .peer("Eigen",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.B, r.C);
               Eigenlib<Real>::solve_u(n, data(p.U), data(r.C));
             })
@@ -463,20 +451,14 @@ Trial invt(int n, unsigned seed) {
 
 template <class Real>
 Trial invutm(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.B, r.C);
-        twin<Real>(M_invutmf, M_invutmd)(table(p.U), table(r.C), n, n);
+        M_invutm(table(p.U), table(r.C), n, n);
       })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
-        copy(p.B, r.C);
-        blas.trsm(by_columns, left, upper, transposition, any_diagonal, n, n, 1, data(p.U), n,
-                  data(r.C), n);
-      })
+      .blas(trsm<Real>(transposition))
       .peer("Eigen",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.B, r.C);
               Eigenlib<Real>::solve_ut(n, data(p.U), data(r.C));
             })
@@ -491,26 +473,22 @@ void invert_by_lapack(Problem<Real>& p, Result<Real>& r) {
 
 template <class Real>
 Trial tinv(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.U, r.C);
-        r.info = twin<Real>(M_tinvf, M_tinvd)(table(r.C), n);
+        r.info = M_tinv(table(r.C), n);
       })
       .peer("OpenBLAS", invert_by_lapack<Real>)
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::inverse_u(n, data(p.U), data(r.C)); })
+      .eigen(Eigenlib<Real>::inverse_u, &Problem<Real>::U)
       .trial();
 }
 
 template <class Real>
 Trial invu(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) { twin<Real>(M_invuf, M_invud)(table(p.U), table(r.C), n); })
+      .ours([n](auto& p, auto& r) { M_invu(table(p.U), table(r.C), n); })
       .peer("OpenBLAS", invert_by_lapack<Real>)
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::inverse_u(n, data(p.U), data(r.C)); })
+      .eigen(Eigenlib<Real>::inverse_u, &Problem<Real>::U)
       .trial();
 }
 
@@ -544,34 +522,30 @@ void decompose_by_eigen(Problem<Real>& p, Result<Real>& r, bool show) {
 
 template <class Real>
 Trial qrd(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, solutions<Real>, of_solutions)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy_system(p, r);
         r.C.reset_table();
-        r.info = twin<Real>(M_qrdf, M_qrdd)(table(r.C), n, n, 1, r.order.data());
+        r.info = M_qrd(table(r.C), n, n, 1, r.order.data());
       })
       .peer("LAPACK", decompose_by_lapack<Real>)
       .peer(
-          "Eigen", [](P& p, R& r) { decompose_by_eigen(p, r, false); },
-          [](P& p, R& r) { decompose_by_eigen(p, r, true); })
+          "Eigen", [](auto& p, auto& r) { decompose_by_eigen(p, r, false); },
+          [](auto& p, auto& r) { decompose_by_eigen(p, r, true); })
       .trial();
 }
 
 template <class Real>
 Trial qrdeq(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, vectors<Real>, of_solutions)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy_system(p, r);
         r.C.reset_table();
-        r.info = twin<Real>(M_qrdeqf, M_qrdeqd)(table(r.C), n, 1);
+        r.info = M_qrdeq(table(r.C), n, 1);
         std::memcpy(r.y.data(), r.rhs(n), r.y.size() * sizeof(Real));
       })
       .peer("LAPACK",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               const int one = 1;
               decompose_by_lapack(p, r);
               lapack<Real>().trtrs("U", "N", "N", &n, &one, data(r.C), &n, r.rhs(n), &n, &r.info, 1, 1,
@@ -579,27 +553,26 @@ Trial qrdeq(int n, unsigned seed) {
               for (std::size_t j = 0; j < r.y.size(); ++j)
                 r.y[static_cast<std::size_t>(r.order[j] - 1)] = r.rhs(n)[j];
             })
-      .peer("Eigen",
-            [n](P& p, R& r) { Eigenlib<Real>::qr_solve(n, n, data(p.W), p.x.data(), r.y.data()); })
+      .peer(
+          "Eigen",
+          [n](auto& p, auto& r) { Eigenlib<Real>::qr_solve(n, n, data(p.W), p.x.data(), r.y.data()); })
       .trial();
 }
 
 template <class Real>
 Trial chol(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.S, r.C);
-        r.info = twin<Real>(M_cholf, M_chold)(table(r.C), n, table(r.C));
+        r.info = M_chol(table(r.C), n, table(r.C));
       })
       .peer("OpenBLAS",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.C);
               lapack<Real>().potrf("U", &n, data(r.C), &n, &r.info, 1);
             })
       .peer("Eigen",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.C);
               Eigenlib<Real>::cholesky(n, data(r.C));
             })
@@ -608,22 +581,20 @@ Trial chol(int n, unsigned seed) {
 
 template <class Real>
 Trial choleq(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.S, r.D);
         copy(p.B, r.C);
-        r.info = twin<Real>(M_choleqf, M_choleqd)(table(r.D), table(r.C), n, n, table(r.D));
+        r.info = M_choleq(table(r.D), table(r.C), n, n, table(r.D));
       })
       .peer("OpenBLAS",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.D);
               copy(p.B, r.C);
               lapack<Real>().posv("U", &n, &n, data(r.D), &n, data(r.C), &n, &r.info, 1);
             })
       .peer("Eigen",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.D);
               copy(p.B, r.C);
               Eigenlib<Real>::cholesky_solve(n, n, data(r.D), data(r.C));
@@ -633,21 +604,19 @@ Trial choleq(int n, unsigned seed) {
 
 template <class Real>
 Trial invs(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, upper_triangle<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         copy(p.S, r.C);
-        r.info = twin<Real>(M_invsf, M_invsd)(table(r.C), n, table(r.D));
+        r.info = M_invs(table(r.C), n, table(r.D));
       })
       .peer("OpenBLAS",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.C);
               lapack<Real>().potrf("U", &n, data(r.C), &n, &r.info, 1);
               lapack<Real>().potri("U", &n, data(r.C), &n, &r.info, 1);
             })
       .peer("Eigen",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               copy(p.S, r.D);
               Eigenlib<Real>::cholesky_inverse(n, data(r.D), data(r.C));
             })
@@ -657,25 +626,23 @@ Trial invs(int n, unsigned seed) {
 /// Ours leaves 2 n ints at every call.
 template <class Real>
 Trial inv_gj(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, of_sums)
-      .ours([n](P& p, R& r) {
+      .ours([n](auto& p, auto& r) {
         double det = 0.0;
         copy(p.W, r.C);
         r.C.reset_table();
-        r.info = twin<Real>(M_invGJf, M_invGJd)(table(r.C), n, &det);
+        r.info = M_invGJ(table(r.C), n, &det);
       })
       .peer("LAPACK",
-            [n](P& p, R& r) {
+            [n](auto& p, auto& r) {
               const int size = r.work_size();
               copy(p.W, r.C);
               lapack<Real>().getrf(&n, &n, data(r.C), &n, r.order.data(), &r.info);
               lapack<Real>().getri(&n, data(r.C), &n, r.order.data(), r.work.data(), &size, &r.info);
             })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::inverse(n, data(p.W), data(r.C)); })
+      .eigen(Eigenlib<Real>::inverse, &Problem<Real>::W)
       .peer("Eigen full pivoting",
-            [n](P& p, R& r) { Eigenlib<Real>::inverse_full_pivoting(n, data(p.W), data(r.C)); })
+            [n](auto& p, auto& r) { Eigenlib<Real>::inverse_full_pivoting(n, data(p.W), data(r.C)); })
       .trial();
 }
 
@@ -683,29 +650,25 @@ Trial inv_gj(int n, unsigned seed) {
 
 template <class Real>
 Trial transp(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, exact)
-      .ours([n](P& p, R& r) { twin<Real>(M_transpf, M_transpd)(table(p.A), n, n, table(r.C)); })
-      .blas([n](const Blas<Real>& blas, P& p, R& r) {
+      .ours([n](auto& p, auto& r) { M_transp(table(p.A), n, n, table(r.C)); })
+      .blas([n](const Blas<Real>& blas, auto& p, auto& r) {
         blas.omatcopy(by_columns, transposition, n, n, 1, data(p.A), n, data(r.C), n);
       })
-      .peer("Eigen", [n](P& p, R& r) { Eigenlib<Real>::transpose(n, data(p.A), data(r.C)); })
+      .eigen(Eigenlib<Real>::transpose, &Problem<Real>::A)
       .trial();
 }
 
 /// Each call transposes what the last one left. No random element is the marker of M_tran.
 template <class Real>
 Trial tran(int n, unsigned seed) {
-  using P = Problem<Real>;
-  using R = Result<Real>;
   return Contest<Real>(n, seed, full<Real>, exact)
-      .ours([n](P&, R& r) { r.info = twin<Real>(M_tranf, M_trand)(data(r.C), n, n); })
+      .ours([n](auto&, auto& r) { r.info = M_tran(data(r.C), n, n); })
       .peer("OpenBLAS",
-            [n](P&, R& r) {
+            [n](auto&, auto& r) {
               openblas<Real>().imatcopy(by_columns, transposition, n, n, 1, data(r.C), n, n);
             })
-      .peer("Eigen", [n](P&, R& r) { Eigenlib<Real>::transpose_in_place(n, data(r.C)); })
+      .peer("Eigen", [n](auto&, auto& r) { Eigenlib<Real>::transpose_in_place(n, data(r.C)); })
       .start_from_a()
       .trial();
 }

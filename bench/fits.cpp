@@ -13,8 +13,7 @@
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
 #include "bench/worker.hpp"
-#include "tabfit/approximation.h"
-#include "tabfit/least_squares.h"
+#include "tools/twins.hpp"
 
 #include <gsl/gsl_bspline.h>
 #include <gsl/gsl_chebyshev.h>
@@ -236,55 +235,75 @@ struct AlglibFit {
   }
 };
 
+/// What all fits have: m samples, points to evaluate at, and each side's results.
 template <class Real>
-struct SplineData {
-  int n;
+struct FitData {
   Samples<Real> samples;
-  Vector x, y;  ///< the same values for peers in double
-  Real** T;     ///< basis table; never released
-  Block<Real> a, c;
+  Vector x, y;       ///< the same values for peers in double
+  Block<Real> a, c;  ///< our coefficients, and those of Eigen
   Block<Real> v, s[3];
   Vector peer_v, gsl_values, alglib_values;
-  Block<Real> smoothed, eigen_smoothed;
-  Real statistics[2] = {};
-  int status = -1;
-  GslSpline gsl;
   AlglibFit alglib_fit;
+  int status = -1;
 
-  SplineData(int m, int knots, int points, unsigned seed)
-      : n(knots),
-        samples(m, seed),
+  /// Ours keeps more than coefficients in its vector.
+  FitData(int m, int coefficients, int more, int points, unsigned seed)
+      : samples(m, seed),
         x(widened(samples.x)),
         y(widened(samples.y)),
-        T(twin<Real>(AX_d2fcsf, AX_d2fcsd)(n)),
-        a(size(n + 6)),
-        c(size(n + 4)),
+        a(size(coefficients + more)),
+        c(size(coefficients)),
         v(samples.points(points, seed)),
         peer_v(widened(v)),
         gsl_values(3 * size(points)),
         alglib_values(3 * size(points)),
-        smoothed(size(m + 2)),
-        eigen_smoothed(size(m + 2)),
-        gsl(n, x.front(), x.back()),
         alglib_fit(x, y) {
     for (auto& out : s) out.resize(size(points));
   }
-  ~SplineData() { twin<Real>(AX_freed2fcsf, AX_freed2fcsd)(T); }
-  SplineData(const SplineData&) = delete;
-  SplineData& operator=(const SplineData&) = delete;
 
   int m() const { return samples.m; }
 
-  void fit() {
-    status =
-        twin<Real>(AX_apxcoeff, AX_apxcoefd)(T, n, m(), samples.x.data(), samples.y.data(), a.data());
+  /// Where a derivative of ours goes: nowhere if it is not wanted.
+  Real* derivative(int order, int derivatives) {
+    return order <= derivatives ? s[order].data() : nullptr;
   }
+
+  /// Our values, and the derivatives behind them.
+  Vector evaluated(int derivatives, bool ok) const {
+    Vector all;
+    for (int order = 0; order <= derivatives; ++order)
+      all.insert(all.end(), s[order].begin(), s[order].end());
+    return if_ok(ok, all);
+  }
+};
+
+template <class Real>
+struct SplineData : FitData<Real> {
+  using FitData<Real>::samples, FitData<Real>::x, FitData<Real>::y, FitData<Real>::a, FitData<Real>::c,
+      FitData<Real>::status, FitData<Real>::m;
+
+  int n;
+  Real** T;
+  Block<Real> smoothed, eigen_smoothed;
+  GslSpline gsl;
+
+  SplineData(int rows, int knots, int points, unsigned seed)
+      : FitData<Real>(rows, knots + 4, 2, points, seed),
+        n(knots),
+        T(AX_d2fcs<Real>(n)),
+        smoothed(size(rows + 2)),
+        eigen_smoothed(size(rows + 2)),
+        gsl(n, x.front(), x.back()) {}
+  ~SplineData() { AX_freed2fcs(T); }
+  SplineData(const SplineData&) = delete;
+  SplineData& operator=(const SplineData&) = delete;
+
+  void fit() { status = AX_apxcoef(T, n, m(), samples.x.data(), samples.y.data(), a.data()); }
 
   Vector fitted() {
     Block<Real> values(size(m()));
     constexpr Real* none = nullptr;
-    twin<Real>(AX_apxvalsf, AX_apxvalsd)(T, n, a.data(), m(), samples.x.data(), values.data(), none,
-                                         none);
+    AX_apxvals(T, n, a.data(), m(), samples.x.data(), values.data(), none, none);
     return if_ok(status == AX_APXCOEF_OK, widened(values));
   }
 
@@ -362,17 +381,10 @@ Trial spline_values(int n, int derivatives, unsigned seed) {
   return Contest<Real>(
              points, parts,
              [=] {
-               Real* const s1 = derivatives > 0 ? d->s[1].data() : nullptr;
-               Real* const s2 = derivatives > 0 ? d->s[2].data() : nullptr;
-               d->status = twin<Real>(AX_apxvalsf, AX_apxvalsd)(d->T, n, d->a.data(), points,
-                                                                d->v.data(), d->s[0].data(), s1, s2);
+               d->status = AX_apxvals(d->T, n, d->a.data(), points, d->v.data(), d->s[0].data(),
+                                      d->derivative(1, derivatives), d->derivative(2, derivatives));
              },
-             [=] {
-               Vector all;
-               for (std::size_t k = 0; k < parts; ++k)
-                 all.insert(all.end(), d->s[k].begin(), d->s[k].end());
-               return if_ok(d->status == AX_APXVALS_OK, all);
-             })
+             [=] { return d->evaluated(derivatives, d->status == AX_APXVALS_OK); })
       .peer(
           "GSL", bound,
           [=] {
@@ -400,7 +412,20 @@ Trial spline_values(int n, int derivatives, unsigned seed) {
       .trial();
 }
 
-/// Values at the data, with the root mean square and the greatest residual behind them.
+/// Behind the values at the data: the root mean square and the greatest residual.
+template <class Real>
+void put_residuals(const Vector& y, Real* values) {
+  double squares = 0.0, greatest = 0.0;
+  for (std::size_t i = 0; i < y.size(); ++i) {
+    const double r = static_cast<double>(values[i]) - y[i];
+    squares += r * r;
+    greatest = std::max(greatest, std::fabs(r));
+  }
+  values[y.size()] = static_cast<Real>(std::sqrt(squares / static_cast<double>(y.size())));
+  values[y.size() + 1] = static_cast<Real>(greatest);
+}
+
+/// Values at the data, with these two.
 template <class Real>
 Trial smoothing(int n, unsigned seed) {
   constexpr int m = 1000;
@@ -409,8 +434,8 @@ Trial smoothing(int n, unsigned seed) {
              1.0, 1,
              [=] {
                constexpr Real* none = nullptr;
-               d->status = twin<Real>(AX_splsmoof, AX_splsmood)(
-                   n, m, d->samples.x.data(), d->samples.y.data(), d->smoothed.data(), none, none);
+               d->status = AX_splsmoo(n, m, d->samples.x.data(), d->samples.y.data(),
+                                      d->smoothed.data(), none, none);
              },
              [=] { return if_ok(d->status == AX_SPLSMOO_OK, widened(d->smoothed)); })
       .peer(
@@ -419,29 +444,16 @@ Trial smoothing(int n, unsigned seed) {
             d->fit_by_eigen(false);
             Eigenlib<Real>::spline_values(m, n, d->samples.x.data(), d->c.data(),
                                           d->eigen_smoothed.data());
-            double squares = 0.0, greatest = 0.0;
-            for (std::size_t i = 0; i < m; ++i) {
-              const double r = static_cast<double>(d->eigen_smoothed[i]) - d->y[i];
-              squares += r * r;
-              greatest = std::max(greatest, std::fabs(r));
-            }
-            d->eigen_smoothed[m] = static_cast<Real>(std::sqrt(squares / m));
-            d->eigen_smoothed[m + 1] = static_cast<Real>(greatest);
+            put_residuals(d->y, d->eigen_smoothed.data());
           },
           [=] { return widened(d->eigen_smoothed); })
       .peer(
           "ALGLIB", fit_bound<Real>,
           [=] {
             d->alglib_fit.fit_spline(n);
-            double squares = 0.0, greatest = 0.0;
-            for (std::size_t i = 0; i < m; ++i) {
+            for (std::size_t i = 0; i < m; ++i)
               d->alglib_values[i] = spline1dcalc(d->alglib_fit.spline, d->x[i]);
-              const double r = d->alglib_values[i] - d->y[i];
-              squares += r * r;
-              greatest = std::max(greatest, std::fabs(r));
-            }
-            d->alglib_values[m] = std::sqrt(squares / m);
-            d->alglib_values[m + 1] = greatest;
+            put_residuals(d->y, d->alglib_values.data());
           },
           [=] { return first_of(d->alglib_values, m + 2); })
       .worker(python_worker(), "FITPACK", fit_bound<Real>,
@@ -452,50 +464,31 @@ Trial smoothing(int n, unsigned seed) {
 // -- polynomials --------------------------------------------------------------------------------------
 
 template <class Real>
-struct PolynomialData {
-  int p;
-  Samples<Real> samples;
-  Vector x, y;
-  Block<Real> mapped;  ///< the operations map abscissae in place, so they get a copy each time
-  Block<Real> a, c;
-  Block<Real> v, s[3];
-  Vector peer_v, gsl_values, alglib_values;
-  AlglibFit alglib_fit;
-  Kept<gsl_cheb_series> series[3];
-  int status = -1;
+struct PolynomialData : FitData<Real> {
+  using FitData<Real>::samples, FitData<Real>::x, FitData<Real>::a, FitData<Real>::c,
+      FitData<Real>::status, FitData<Real>::m;
 
-  PolynomialData(int m, int degree, int points, unsigned seed)
-      : p(degree),
-        samples(m, seed),
-        x(widened(samples.x)),
-        y(widened(samples.y)),
-        mapped(size(std::max(m, points))),
-        a(size(p + 5)),
-        c(size(p + 1)),
-        v(samples.points(points, seed)),
-        peer_v(widened(v)),
-        gsl_values(3 * size(points)),
-        alglib_values(3 * size(points)),
-        alglib_fit(x, y),
+  int p;
+  Block<Real> mapped;  ///< the operations map abscissae in place, so they get a copy each time
+  Kept<gsl_cheb_series> series[3];
+
+  PolynomialData(int rows, int degree, int points, unsigned seed)
+      : FitData<Real>(rows, degree + 1, 4, points, seed),
+        p(degree),
+        mapped(size(std::max(rows, points))),
         series{{gsl_cheb_alloc(size(p)), gsl_cheb_free},
                {gsl_cheb_alloc(size(p)), gsl_cheb_free},
-               {gsl_cheb_alloc(size(p)), gsl_cheb_free}} {
-    for (auto& out : s) out.resize(size(points));
-  }
-
-  int m() const { return samples.m; }
+               {gsl_cheb_alloc(size(p)), gsl_cheb_free}} {}
 
   void fit() {
     std::memcpy(mapped.data(), samples.x.data(), samples.x.size() * sizeof(Real));
-    status =
-        twin<Real>(AX_polapxcoeff, AX_polapxcoefd)(p, m(), mapped.data(), samples.y.data(), a.data());
+    status = AX_polapxcoef(p, m(), mapped.data(), samples.y.data(), a.data());
   }
 
   Vector fitted() {
     Block<Real> points = samples.x, values(size(m()));
     constexpr Real* none = nullptr;
-    twin<Real>(AX_polapxvalf, AX_polapxvald)(p, a.data(), m(), points.data(), values.data(), none,
-                                             none);
+    AX_polapxval(p, a.data(), m(), points.data(), values.data(), none, none);
     return if_ok(status == AX_POLAPXCOEF_OK, widened(values));
   }
 
@@ -569,17 +562,10 @@ Trial polynomial_values(int p, int derivatives, unsigned seed) {
              points, parts,
              [=] {
                std::memcpy(d->mapped.data(), d->v.data(), d->v.size() * sizeof(Real));
-               Real* const s1 = derivatives > 0 ? d->s[1].data() : nullptr;
-               Real* const s2 = derivatives > 0 ? d->s[2].data() : nullptr;
-               d->status = twin<Real>(AX_polapxvalf, AX_polapxvald)(
-                   p, d->a.data(), points, d->mapped.data(), d->s[0].data(), s1, s2);
+               d->status = AX_polapxval(p, d->a.data(), points, d->mapped.data(), d->s[0].data(),
+                                        d->derivative(1, derivatives), d->derivative(2, derivatives));
              },
-             [=] {
-               Vector all;
-               for (std::size_t k = 0; k < parts; ++k)
-                 all.insert(all.end(), d->s[k].begin(), d->s[k].end());
-               return if_ok(d->status == AX_POLAPXVAL_OK, all);
-             })
+             [=] { return d->evaluated(derivatives, d->status == AX_POLAPXVAL_OK); })
       .peer(
           "GSL", bound,
           [=] {

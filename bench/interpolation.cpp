@@ -11,7 +11,7 @@
 //          compute the same function, and they are compared at every point.
 #include "bench/interpolation.hpp"
 
-#include "tabfit/approximation.h"
+#include "tools/twins.hpp"
 
 #include <gsl/gsl_spline.h>
 #include <gsl/gsl_version.h>
@@ -28,38 +28,6 @@ namespace {
 constexpr int points = 1'000'000;
 
 using Vector = std::vector<double>;
-
-// The overload picks the twin.
-
-int AX_lintval(int n, const float* x, const float* y, double t, double* result) {
-  return AX_lintvalf(n, x, y, t, result);
-}
-int AX_lintval(int n, const double* x, const double* y, double t, double* result) {
-  return AX_lintvald(n, x, y, t, result);
-}
-int AX_linttab(int n, const float* x, const float* y, int m, const float* t, float* out) {
-  return AX_linttabf(n, x, y, m, t, out);
-}
-int AX_linttab(int n, const double* x, const double* y, int m, const double* t, double* out) {
-  return AX_linttabd(n, x, y, m, t, out);
-}
-int AX_intspl3(const float* x, float* C, int n) { return AX_intspl3f(x, C, n); }
-int AX_intspl3(const double* x, double* C, int n) { return AX_intspl3d(x, C, n); }
-int AX_intspl3val(const float* x, const float* C, int n, double u, double* s, double* s1, double* s2) {
-  return AX_intspl3valf(x, C, n, u, s, s1, s2);
-}
-int AX_intspl3val(const double* x, const double* C, int n, double u, double* s, double* s1,
-                  double* s2) {
-  return AX_intspl3vald(x, C, n, u, s, s1, s2);
-}
-int AX_intspl3tab(const float* x, float* C, int n, int m, const float* u, float* s, float* s1,
-                  float* s2) {
-  return AX_intspl3tabf(x, C, n, m, u, s, s1, s2);
-}
-int AX_intspl3tab(const double* x, double* C, int n, int m, const double* u, double* s, double* s1,
-                  double* s2) {
-  return AX_intspl3tabd(x, C, n, m, u, s, s1, s2);
-}
 
 /// A number of 0 <= u < 1, the same on every platform.
 class Random {
@@ -232,44 +200,27 @@ Trial linear_points(int n, Order order, unsigned seed) {
             }}}};
 }
 
-/// Ours builds the spline in the same call, so the peer's time includes its build too.
-template <class Real>
-Trial spline_values(int n, Order order, unsigned seed) {
+/// Values, or values and two derivatives. Ours builds the spline in the same call, so the peer's time
+/// includes its build too.
+template <class Real, bool derivatives>
+Trial spline_table(int n, Order order, unsigned seed) {
   auto data = std::make_shared<Table<Real>>(n, Kind::cubic, seed);
   data->add_points(points, order, seed);
-  return {points,
-          [=] {
-            AX_intspl3tab(data->x.data(), data->C.data(), n, points, data->t.data(),
-                          data->ours[0].data(), static_cast<Real*>(nullptr),
-                          static_cast<Real*>(nullptr));
-          },
-          {{"GSL",
-            [=] {
-              data->initialise_peer();
-              data->evaluate_peer_values();
-            },
-            [=] {
-              return Agreement{difference(data->ours, data->peer, 1), spline_bound<Real>};
-            }}}};
-}
-
-template <class Real>
-Trial spline_derivatives(int n, Order order, unsigned seed) {
-  auto data = std::make_shared<Table<Real>>(n, Kind::cubic, seed);
-  data->add_points(points, order, seed);
-  return {points,
-          [=] {
-            AX_intspl3tab(data->x.data(), data->C.data(), n, points, data->t.data(),
-                          data->ours[0].data(), data->ours[1].data(), data->ours[2].data());
-          },
-          {{"GSL",
-            [=] {
-              data->initialise_peer();
-              data->evaluate_peer_derivatives();
-            },
-            [=] {
-              return Agreement{difference(data->ours, data->peer, 3), spline_bound<Real>};
-            }}}};
+  return {
+      points,
+      [=] {
+        AX_intspl3tab(data->x.data(), data->C.data(), n, points, data->t.data(), data->ours[0].data(),
+                      derivatives ? data->ours[1].data() : nullptr,
+                      derivatives ? data->ours[2].data() : nullptr);
+      },
+      {{"GSL",
+        [=] {
+          data->initialise_peer();
+          derivatives ? data->evaluate_peer_derivatives() : data->evaluate_peer_values();
+        },
+        [=] {
+          return Agreement{difference(data->ours, data->peer, derivatives ? 3 : 1), spline_bound<Real>};
+        }}}};
 }
 
 template <class Real>
@@ -329,14 +280,14 @@ void add_interpolation(Comparison& comparison) {
   comparison.peers.push_back("GSL " GSL_VERSION);
   add_evaluations("AX_linttabd", linear_table<double>);
   add_evaluations("AX_lintvald", linear_points<double>);
-  add_evaluations("AX_intspl3tabd/value", spline_values<double>);
-  add_evaluations("AX_intspl3tabd/derivatives", spline_derivatives<double>);
+  add_evaluations("AX_intspl3tabd/value", spline_table<double, false>);
+  add_evaluations("AX_intspl3tabd/derivatives", spline_table<double, true>);
   add_evaluations("AX_intspl3vald", spline_points<double>);
   add_builds("AX_intspl3d", spline_build<double>);
   add_evaluations("AX_linttabf", linear_table<float>);
   add_evaluations("AX_lintvalf", linear_points<float>);
-  add_evaluations("AX_intspl3tabf/value", spline_values<float>);
-  add_evaluations("AX_intspl3tabf/derivatives", spline_derivatives<float>);
+  add_evaluations("AX_intspl3tabf/value", spline_table<float, false>);
+  add_evaluations("AX_intspl3tabf/derivatives", spline_table<float, true>);
   add_evaluations("AX_intspl3valf", spline_points<float>);
   add_builds("AX_intspl3f", spline_build<float>);
 }

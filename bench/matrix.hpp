@@ -21,15 +21,6 @@ constexpr bool is_float = sizeof(Real) == sizeof(float);
 template <class Real>
 constexpr double epsilon = std::numeric_limits<Real>::epsilon();
 
-/// The twin of an operation that belongs to Real: twin<Real>(M_mmf, M_mmd)(A, B, m, n, p, C).
-template <class Real, class Single, class Double>
-constexpr auto twin(Single single_twin, Double double_twin) {
-  if constexpr (is_float<Real>)
-    return single_twin;
-  else
-    return double_twin;
-}
-
 /// A number of 0 <= u < 1, the same on every platform.
 class Random {
  public:

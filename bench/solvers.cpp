@@ -12,7 +12,7 @@
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
 #include "bench/worker.hpp"
-#include "tabfit/least_squares.h"
+#include "tools/twins.hpp"
 
 #include <cstring>
 
@@ -99,7 +99,7 @@ Trial plain(int m, int n, unsigned seed) {
       [=] {
         s->restore();
         s->work.reset_table();
-        s->info = twin<Real>(Ls_f, Ls_d)(s->work.table.data(), m, n, &s->rn);
+        s->info = Ls(s->work.table.data(), m, n, &s->rn);
         std::copy_n(s->rhs(), n, s->x[0].begin());
       },
       {{"LAPACK gelsy", [=] { solve_by_gelsy(*s, s->x[1]); }, [=] { return s->compare(1, bound); }},
@@ -144,7 +144,7 @@ struct NonNegative {
 
   void solve() {
     A.reset_table();
-    status = twin<Real>(Ls_cnnf, Ls_cnnd)(A.table.data(), m, n, x.data(), r.data(), &rn);
+    status = Ls_cnn(A.table.data(), m, n, x.data(), r.data(), &rn);
   }
 };
 
