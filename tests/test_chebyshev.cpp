@@ -13,6 +13,7 @@
 #include "tests/support/guarded.hpp"
 #include "tests/support/random.hpp"
 #include "tests/support/twins.hpp"
+#include "tests/support/worst.hpp"
 
 namespace {
 
@@ -22,15 +23,6 @@ constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 constexpr double separation = 2e-5, band = 1.00002;  // of both twins
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
-/// The worst of many comparisons, in units of its scale.
-struct Worst {
-  double value = 0;
-  void take(Wide difference, Wide scale) {
-    const double ratio = static_cast<double>(std::abs(difference) / scale);
-    if (!(value >= ratio)) value = ratio;  // NaN stays
-  }
-};
 
 template <class Real>
 using Vector = std::vector<Real>;

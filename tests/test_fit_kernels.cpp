@@ -17,6 +17,7 @@
 #include "tests/support/random.hpp"
 #include "tests/support/table.hpp"
 #include "tests/support/twin_test.hpp"
+#include "tests/support/worst.hpp"
 
 namespace {
 
@@ -154,15 +155,6 @@ TWIN_TEST(Basisval, IsExactAtBothEnds) {
     }
   }
 }
-
-/// The worst of many comparisons, in units of its scale.
-struct Worst {
-  double value = 0;
-  void take(Wide difference, Wide scale) {
-    const double ratio = static_cast<double>(std::abs(difference) / scale);
-    if (!(value >= ratio)) value = ratio;  // NaN stays
-  }
-};
 
 /// Rounding errors of numbers of magnitude 1 that depend on the place in an interval of width h: from
 /// the elements, and from the point and the left knot, which carry a rounding of 2.

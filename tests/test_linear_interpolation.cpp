@@ -12,6 +12,7 @@
 #include "tests/support/guarded.hpp"
 #include "tests/support/plain_search.hpp"
 #include "tests/support/random.hpp"
+#include "tests/support/refused.hpp"
 #include "tests/support/twins.hpp"
 
 namespace {
@@ -538,12 +539,8 @@ TWIN_TEST(Linttab, EndsAtTheFirstRefusedAbscissaAnywhereInALongTable) {
       const int n = random.integer(2, 12);
       const std::vector<Real> x = random_nodes<Real>(random, n, Nodes::ascending, tol);
       const std::vector<Real> y = random_ordinates<Real>(random, n);
-      const Real refused[] = {static_cast<Real>(x.front() - 2 * tol),
-                              static_cast<Real>(x.back() + 2 * tol), nan_of<Real>, inf_of<Real>,
-                              -inf_of<Real>};
       std::vector<Real> t = scattered_points(random, m, x, Points::random, tolerance_of<Real>);
-      for (const int at : {position, random.integer(position, m - 1)})
-        t[static_cast<std::size_t>(at)] = refused[random.integer(0, 4)];
+      refuse_from(position, x, random, t);
       ASSERT_EQ(expect_as_point_by_point(x, y, t), AX_LINTTAB_NO_INTERVAL);
       ASSERT_FALSE(testing::Test::HasFailure()) << "m = " << m << ", position " << position;
     }

@@ -16,6 +16,7 @@
 #include "tests/support/guarded.hpp"
 #include "tests/support/random.hpp"
 #include "tests/support/twins.hpp"
+#include "tests/support/worst.hpp"
 
 namespace {
 
@@ -25,15 +26,6 @@ constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
-/// The worst of many comparisons, in units of its scale.
-struct Worst {
-  double value = 0;
-  void take(Wide difference, Wide scale) {
-    const double ratio = static_cast<double>(std::abs(difference) / scale);
-    if (!(value >= ratio)) value = ratio;  // NaN stays
-  }
-};
 
 /// A basis table and its release.
 template <class Real>
