@@ -34,6 +34,15 @@ struct Count {
   static constexpr int value = n;
 };
 
+/// f(Count<n>{}) for n of least..most; nothing for another n.
+template <int least, int most, class F>
+inline void with_count(int n, F f) {
+  if constexpr (least <= most) {
+    if (n == most) return f(Count<most>{});
+    with_count<least, most - 1>(n, f);
+  }
+}
+
 /// The doubles of a register, or of two, of an instruction set.
 template <class Set>
 struct Vector {

@@ -1,5 +1,12 @@
 // kernels/sums/panel_lanes.hpp - the panel kernels over vectors of the width that the file including
 // this is compiled for.
+//
+// Why:       one sum waits for its own last step; sums in the lanes of several vectors do not wait for each
+//            other, and together cover the latency of a multiply-add.
+// Shape:     operands are those of choice.hpp. What is left over of a vector is masked, or repeats the last
+//            line and is not kept.
+// Invariant: a lane of acc holds one sum, with all terms before the present one.
+// Order:     terms ascending in every sum, one fused multiply-add each: the bits of panel_plain.hpp.
 #pragma once
 
 #include "kernels/lanes/lanes.hpp"
@@ -389,32 +396,18 @@ void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real*
     for (; t < terms; ++t) long_strip<1>(columns + t, row, count, x + t, sums);
     advance(count);
   }
-#ifdef __AVX512F__
-  while (rows >= 16 * Lanes::width) {
-    strip<16>(columns, row, x, terms, all, sums);
-    advance(16 * Lanes::width);
-  }
-#endif
-  while (rows >= 8 * Lanes::width) {
+  if (rows >= 8 * Lanes::width) {
     strip<8>(columns, row, x, terms, all, sums);
     advance(8 * Lanes::width);
   }
-  while (rows > 4 * Lanes::width) {
+  if (rows > 4 * Lanes::width) {
     strip<4>(columns, row, x, terms, all, sums);
     advance(4 * Lanes::width);
   }
-  switch ((rows + Lanes::width - 1) / Lanes::width) {
-    case 4:
-      return strip<4>(columns, row, x, terms, first_lanes(rows - 3 * Lanes::width), sums);
-    case 3:
-      return strip<3>(columns, row, x, terms, first_lanes(rows - 2 * Lanes::width), sums);
-    case 2:
-      return strip<2>(columns, row, x, terms, first_lanes(rows - Lanes::width), sums);
-    case 1:
-      return strip<1>(columns, row, x, terms, first_lanes(rows), sums);
-    default:
-      return;
-  }
+  with_count<1, 4>((rows + Lanes::width - 1) / Lanes::width, [&](auto vectors) {
+    constexpr int n = decltype(vectors)::value;
+    strip<n>(columns, row, x, terms, first_lanes(rows - (n - 1) * Lanes::width), sums);
+  });
 }
 
 // -- lines of right-hand sides ----------------------------------------------------------------------
@@ -439,24 +432,9 @@ inline void all_line_sums(Factor factor, const double* X, int lanes, int terms, 
   int v = 0;
   for (; v + 8 * Lanes::width <= lanes; v += 8 * Lanes::width)
     line_sums<8, subtract>(factor, X + v, lanes, terms, sums + v);
-  switch ((lanes - v) / Lanes::width) {
-    case 7:
-      return line_sums<7, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 6:
-      return line_sums<6, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 5:
-      return line_sums<5, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 4:
-      return line_sums<4, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 3:
-      return line_sums<3, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 2:
-      return line_sums<2, subtract>(factor, X + v, lanes, terms, sums + v);
-    case 1:
-      return line_sums<1, subtract>(factor, X + v, lanes, terms, sums + v);
-    default:
-      return;
-  }
+  with_count<1, 7>((lanes - v) / Lanes::width, [&](auto vectors) {
+    line_sums<decltype(vectors)::value, subtract>(factor, X + v, lanes, terms, sums + v);
+  });
 }
 
 void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
@@ -534,49 +512,26 @@ inline void reflect_all(Real* Y, std::ptrdiff_t panel_size, int panels, int rows
 #endif
   int p = 0;
   const auto some = [&](auto count) {
-    constexpr int n = decltype(count)::value < most ? decltype(count)::value : most;
+    constexpr int n = decltype(count)::value;
     reflect_panels<n, waiting, keep, sum>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
     p += n;
   };
   while (panels - p >= most) some(Count<most>{});
-  switch (panels - p) {
-    case 5:
-      return some(Count<5>{});
-    case 4:
-      return some(Count<4>{});
-    case 3:
-      return some(Count<3>{});
-    case 2:
-      return some(Count<2>{});
-    case 1:
-      return some(Count<1>{});
-    default:
-      return;
-  }
+  with_count<1, most - 1>(panels - p, some);
 }
 
 template <class Real>
 void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
              const double* const* u, const double* const* t, bool keep, const double* next,
              double* s) noexcept {
-  const auto with = [&](auto count) {
+  with_count<0, 3>(waiting, [&](auto count) {
     constexpr int q = decltype(count)::value;
     if (next && keep) return reflect_all<q, true, true>(Y, panel_size, panels, rows, u, t, next, s);
     if (next) return reflect_all<q, false, true>(Y, panel_size, panels, rows, u, t, next, s);
     if (keep)
       for (int p = 0; p < panels; ++p)
         reflect_panels<1, q, true, false>(Y + p * panel_size, panel_size, rows, u, t, 8 * p, next, s);
-  };
-  switch (waiting) {
-    case 0:
-      return with(Count<0>{});
-    case 1:
-      return with(Count<1>{});
-    case 2:
-      return with(Count<2>{});
-    default:
-      return with(Count<3>{});
-  }
+  });
 }
 
 /// What is summed over the rows of a column: its products with another one, or its squares.
