@@ -128,7 +128,6 @@ class FittedSpline {
       double* const column = C_;
       product({.rows = knots, .columns = 1, .terms = n + 4}, as_is(T), as_is(&a),
               into_sums<Real>(&column));
-      pieces_ = SplinePieces::of(grid_, map_.hw, C_);
     } else {
       C_[0] = C_[1] = 0.0;
     }
@@ -153,7 +152,8 @@ class FittedSpline {
     PointPlaces at;
     map_block(v, count, map_, u);
     if (locate_block(grid_, tol, count, u, at)) return false;
-    for_points(kernels().of<Real>().spline(at, count, pieces_, a_, s, s1, s2), [&](int i) {
+    const SplinePieces pieces{.grid = grid_, .hw = map_.hw, .C = C_};
+    for_points(kernels().of<Real>().spline(at, count, pieces, a_, s, s1, s2), [&](int i) {
       double value = 0.0, slope = 0.0, curvature = 0.0;
       evaluate(BasisPoint(grid_, at.k[i], at.t[i]), s ? &value : nullptr, s1 ? &slope : nullptr,
                s2 ? &curvature : nullptr);
@@ -191,9 +191,8 @@ class FittedSpline {
   BasisGrid grid_;
   PointMapping map_;
   bool all_known_;
-  int k_ = -1;             // the interval of C_[0..1], unless all are known
-  double C_[most_knots];   // second derivatives at the knots
-  SplinePieces pieces_{};  // if all are known
+  int k_ = -1;            // the interval of C_[0..1], unless all are known
+  double C_[most_knots];  // second derivatives at the knots
 };
 
 template <class Real>

@@ -1,11 +1,10 @@
 // kernels/points/points.hpp - long formulas for a block of points side by side: what their kernels work on.
 //
-// A formula that is evaluated in Wide (arithmetic.hpp) takes one point at a time. The kernels evaluate it
-// in pairs of doubles, exact to a hundred bits, and know how far the documented roundings may lead from
-// there: where the least and the greatest value that they may lead to are stored as the same result, that
-// is the result. The other points, about one in a hundred, are in doubt, and the caller evaluates them
-// in Wide: the bits of the plain formula, with every instruction set. Points whose pairs are not exact
-// (NaN, infinities, the ends of the exponents' range) are among them.
+// The formulas are documented in Wide (arithmetic.hpp), which takes one point at a time. The vector kernels
+// evaluate a block in doubles, with a bound of what the documented roundings may change (bounded.hpp). Where
+// all values within the bound are stored as one result, it is the result. The other points are in doubt:
+// about one in a hundred, and all with NaN, infinities or the ends of the exponents' range. The caller
+// evaluates them in Wide. So the bits are those of the plain formula, with every instruction set.
 #pragma once
 
 #include "kernels/lanes/choice.hpp"
@@ -28,23 +27,6 @@ inline PointSet first_points(int count) noexcept {
 template <class F>
 void for_points(PointSet points, F f) noexcept {
   for (; points != 0; points &= points - 1) f(std::countr_zero(points));
-}
-
-/// A number as the sum of two doubles, the first of them its rounding.
-struct Pair {
-  double high, low;
-};
-
-/// a / b.
-inline Pair quotient(double a, double b) noexcept {
-  const double high = a / b;
-  return {high, std::fma(-high, b, a) / b};
-}
-
-/// 1 / (a b).
-inline Pair reciprocal(double a, double b) noexcept {
-  const double product = a * b, rest = std::fma(a, b, -product), high = 1.0 / product;
-  return {high, high * std::fma(-high, rest, std::fma(-high, product, 1.0))};
 }
 
 /// v -> (v - cm) / hw + offset, offset 0 or 1.
@@ -78,14 +60,9 @@ struct PointPlaces {
 /// What the pieces of a spline share: a grid over data of half width hw, and the second derivatives C at
 /// its knots.
 struct SplinePieces {
-  double h, g, hw;
+  const BasisGrid& grid;
+  double hw;
   const double* C;
-  Pair per_bend, per_rise, per_square;  ///< (h / 2) / hw, 1 / (h hw), 1 / (hw hw)
-
-  static SplinePieces of(const BasisGrid& grid, double hw, const double* C) noexcept {
-    return {
-        grid.h, grid.g, hw, C, quotient(0.5 * grid.h, hw), reciprocal(grid.h, hw), reciprocal(hw, hw)};
-  }
 };
 
 }  // namespace tabfit

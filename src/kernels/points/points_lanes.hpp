@@ -1,50 +1,19 @@
 // kernels/points/points_lanes.hpp - the kernels for points over vectors of the width that the file
 // including this is compiled for.
 //
-// A quantity is a pair of doubles, high + low, whose relative error is below 2^-100. Next to it stands a
-// bound of what the roundings of the documented formula may add up to, in units of 2^-64: each operation in
-// Wide is off by at most one such unit of its result.
+// Why:       the formulas are documented in long double, which has no vectors.
+// Shape:     blocks of at most point_block points; whole vectors of indices are read, and no element behind
+//            the last point.
+// Invariant: a formula stands as it is documented, in the numbers of bounded.hpp. What put() stores has the
+//            documented bits; it returns the other points.
+// Order:     every point for itself; within a formula, the documented order of its sums.
 #pragma once
 
-#include "kernels/points/pairs.hpp"
+#include "kernels/points/bounded.hpp"
 #include "kernels/points/points.hpp"
 
 namespace tabfit {
 namespace {
-
-constexpr double unit = 0x1p-64;
-
-inline Sum of(Pair a) { return {Lanes::of(a.high), Lanes::of(a.low)}; }
-
-/// Puts x into those of the first `left` lanes in which all values within the bound around x are stored
-/// as one, and returns the others. Zero is not one where some of them are negative and others not.
-template <class Real>
-inline unsigned put_within(Sum x, Lanes bound, Real* p, int left) {
-  const Lanes lowest = x.high + (x.low - bound), highest = x.high + (x.low + bound),
-              least = lowest.rounded(p), most = highest.rounded(p);
-  unsigned doubts = different(least, most);
-  if constexpr (sizeof(Real) == sizeof(float))
-    doubts |= below(lowest, Lanes::zero()) & ~below(highest, Lanes::zero());
-  if (left < Lanes::width) doubts |= ~0U << left;
-  doubts &= (1U << Lanes::width) - 1;
-  if (doubts == 0)
-    most.put(p);
-  else
-    most.put(p, Lanes::mask(~doubts));
-  return doubts;
-}
-
-/// Results that Wide rounds to float directly must not stand on a double that is halfway between
-/// floats by its own rounding: the bound of float results is several units of double.
-template <class Real>
-constexpr double coarse = sizeof(Real) == sizeof(float) ? 0x1p-48 : 0.0;
-
-/// Added to bounds, so that results too small for exact pairs are in doubt.
-constexpr double too_small = 0x1p-700;
-
-/// What data may be divided or multiplied by, that pairs are exact above too_small.
-constexpr double least_length = 0x1p-100, greatest_length = 0x1p100;
-inline bool in_range(double x) { return x >= least_length && x <= greatest_length; }
 
 /// f(i, left) for each vector of the block, `left` points from point i on; the doubts of all.
 template <class F>
@@ -57,34 +26,22 @@ inline PointSet all_points(int count) {
   return each_vector(count, [](int, int) { return (1U << Lanes::width) - 1; });
 }
 
-/// Roundings: of the difference, of the quotient, and with an offset of the sum.
-template <bool with_offset, class Real, class Result>
-inline PointSet mapped(const Real* v, int count, const PointMapping& map, Result* out) {
-  if (!in_range(map.hw)) return all_points(count);
-  const Lanes cm = Lanes::of(map.cm), hw = Lanes::of(map.hw), inverse = Lanes::of(1.0 / map.hw),
-              offset = Lanes::of(map.offset),
-              relative = Lanes::of((with_offset ? 3.2 : 2.2) * unit + coarse<Result>),
-              absolute = Lanes::of((with_offset ? map.offset * 1.2 * unit : 0.0) + too_small);
+template <class Real>
+PointSet map(const Real* v, int count, const PointMapping& map, double* u) noexcept {
+  const Divisor hw(map.hw);
+  const Exact<double> cm{Lanes::of(map.cm)}, offset{Lanes::of(map.offset)};
   return each_vector(count, [&](int i, int left) {
-    const Sum d = difference_of(load_some(v + i, left), cm),
-              q = quotient_of(d.high, d.low, hw, inverse);
-    Sum t = q;
-    if constexpr (with_offset) {
-      t = sum_of(offset, q.high);
-      t.low = t.low + q.low;
-    }
-    return put_within(t, fma(magnitude(q.high), relative, absolute), out + i, left);
+    return put((Exact<double>{load_some(v + i, left)} - cm) / hw + offset, u + i, left);
   });
 }
 
 template <class Real>
-PointSet map(const Real* v, int count, const PointMapping& map, double* u) noexcept {
-  return mapped<true>(v, count, map, u);
-}
-
-template <class Real>
 PointSet map_elements(Real* v, int count, const PointMapping& map) noexcept {
-  return mapped<false>(v, count, map, v);
+  const Divisor hw(map.hw);
+  const Exact<Real> cm{Lanes::of(map.cm)};
+  return each_vector(count, [&](int i, int left) {
+    return put((Exact<Real>{load_some(v + i, left)} - cm) / hw, v + i, left);
+  });
 }
 
 template <class Real>
@@ -94,25 +51,19 @@ void map_back(Real* v, int count, const PointMapping& map) noexcept {
     put_some(fma(hw, load_some(v + i, count - i), cm), v + i, count - i);
 }
 
-/// Rounding: of the quotient.
 template <class Real>
 PointSet divide(const double* s, int count, Wide divisor, Real* out) noexcept {
-  const auto high = static_cast<double>(divisor);
-  if (!in_range(high)) return all_points(count);
-  const Lanes b = Lanes::of(high), b_low = Lanes::of(static_cast<double>(divisor - high)),
-              inverse = Lanes::of(1.0 / high), relative = Lanes::of(1.1 * unit + coarse<Real>),
-              absolute = Lanes::of(too_small);
+  const WideDivisor b(divisor);
   return each_vector(count, [&](int i, int left) {
-    const Lanes a = load_some(s + i, left), q = a * inverse;
-    const Sum x{q, fnma(q, b_low, fnma(q, b, a)) * inverse};
-    return put_within(x, fma(magnitude(q), relative, absolute), out + i, left);
+    return put(Exact<Real>{load_some(s + i, left)} / b, out + i, left);
   });
 }
 
 /// Elements of some arrays at the intervals of a vector of points; often it is one interval.
 class Intervals {
  public:
-  explicit Intervals(const std::int32_t* k) : k_(k), level_(same(k)) {}
+  explicit Intervals(const std::int32_t* k) : Intervals(k, same(k)) {}
+  Intervals(const std::int32_t* k, bool level) : k_(k), level_(level) {}
 
   template <class Real>
   Lanes of(const Real* p) const {
@@ -126,170 +77,148 @@ class Intervals {
 
 // -- splines ----------------------------------------------------------------------------------------
 
-/// Roundings: of u / h, whose whole part counts; of the place, whose numerator is exact.
+/// Why:       the interval is the whole part of u / h, which the documented rounding may raise to the next.
+/// Invariant: where u / h, a little more and a little less, have one whole part, it is the interval.
 PointSet locate(const BasisGrid& grid, double tol, int count, double* u, PointPlaces& at,
                 PointSet& outside) noexcept {
-  const Lanes h = Lanes::of(grid.h), inverse = Lanes::of(1.0 / grid.h),
-              last = Lanes::of(static_cast<double>(grid.n)), zero = Lanes::zero(), two = Lanes::of(2.0),
+  const Divisor h(grid.h);
+  const Lanes last = Lanes::of(static_cast<double>(grid.n)), zero = Lanes::zero(), two = Lanes::of(2.0),
               lowest = Lanes::of(-tol), highest = Lanes::of(2.0 + tol), down = Lanes::of(1 - 0x1p-50),
-              up = Lanes::of(1 + 0x1p-50), relative = Lanes::of(1.1 * unit),
-              absolute = Lanes::of(too_small);
+              up = Lanes::of(1 + 0x1p-50);
   PointSet beyond = 0;
   const PointSet doubts = each_vector(count, [&](int i, int left) {
     const Lanes x = load_some(u + i, left), inside = lesser(greater(x, zero), two);
     beyond |= PointSet{below(x, lowest) | below(highest, x)} << i;
     put_some(inside, u + i, left);
-    const Lanes steps = inside * inverse, least = floor(steps * down), most = floor(steps * up),
+    const Lanes steps = inside * h.inverse, least = floor(steps * down), most = floor(steps * up),
                 k = lesser(least, last);
     put_whole(k, at.k + i);
-    const Sum t = quotient_of(inside - k * h, zero, h, inverse);
+    Bounded<double> t = (Exact<double>{inside} - Exact<double>{k * h.value}) / h;
     // 0 is exact: the lanes behind the last point are to have a place, too.
-    const Lanes size = magnitude(t.high), bound = lesser(fma(size, relative, absolute), size);
-    return different(least, most) | put_within(t, bound, at.t + i, Lanes::width);
+    t.bound = lesser(t.bound, magnitude(t.value.high));
+    return different(least, most) | put(t, at.t + i, Lanes::width);
   });
   outside = beyond & all_points(count);
   return doubts & ~outside;
 }
 
-/// What a spline's value in an interval is made of, at place t >= 2^-11, where the three differences
-/// are exact in Wide too.
+/// What a spline's value in an interval is made of, at a place t of 2^-11..1, where 64 bits hold the three
+/// differences.
+template <class Real>
 struct Place {
-  Sum rest, from_right, from_left;  ///< 1 - t, 2 - t, 1 + t
+  using Weight = Known<Real, Value<Real>::of_exact_sum>;
+  Exact<Real> t;
+  Weight rest, from_right, from_left;  ///< 1 - t, 2 - t, 1 + t
 
-  explicit Place(Lanes t) {
-    const Lanes one = Lanes::of(1.0), two = Lanes::of(2.0);
-    rest.high = one - t;
-    rest.low = (one - rest.high) - t;
-    from_right.high = two - t;
-    from_right.low = (two - from_right.high) - t;
-    from_left.high = one + t;
-    from_left.low = t - (from_left.high - one);
+  explicit Place(Lanes at)
+      : t{at},
+        rest(exact_sum(one(), -t)),
+        from_right(exact_sum(Exact<Real>{Lanes::of(2.0)}, -t)),
+        from_left(exact_sum(one(), t)) {}
+  static Exact<Real> one() { return {Lanes::of(1.0)}; }
+
+  // What the second derivatives at the ends of the interval are multiplied by.
+  auto left(Exact<Real> g) const { return weight(t, weight(g, from_right)); }
+  auto right(Exact<Real> g) const { return weight(rest, weight(g, from_left)); }
+
+  /// (e1 - left a) (1 - t) + (e2 - right b) t.
+  Bounded<Real> value(Exact<Real> g, Exact<Real> a, Exact<Real> b, Exact<Real> e1,
+                      Exact<Real> e2) const {
+    return (e1 - a * left(g)) * rest + (e2 - b * right(g)) * t;
   }
 
-  /// g t (1 - t).
-  Sum bend(Lanes t, Lanes g) const { return product_of(product_of(t, g), rest); }
-
   /// The lanes where it cannot be used.
-  static unsigned doubts(Lanes t) { return below(t, Lanes::of(0x1p-11)) | below(Lanes::of(1.0), t); }
+  unsigned doubts() const {
+    return below(t.value, Lanes::of(0x1p-11)) | below(Lanes::of(1.0), t.value);
+  }
 };
 
 PointSet weigh(const BasisGrid& grid, int count, PointPlaces& at) noexcept {
-  const Lanes g = Lanes::of(grid.g);
+  const Exact<double> g{Lanes::of(grid.g)};
   at.level = 0;
   return each_vector(count, [&](int i, int) {
-    const Lanes t = Lanes::load(at.t + i);
-    const Place place(t);
-    const Sum bend = place.bend(t, g), left = product_of(bend, place.from_right),
-              right = product_of(bend, place.from_left);
+    const Place<double> place(Lanes::load(at.t + i));
+    const Value<double> left = weight(place.rest, place.left(g)).value,
+                        right = weight(place.t, place.right(g)).value;
     left.high.put(at.left + i);
     left.low.put(at.left_low + i);
     right.high.put(at.right + i);
     right.low.put(at.right_low + i);
     if (same(at.k + i)) at.level |= PointSet{1} << i;
-    return Place::doubts(t);
+    return place.doubts();
   });
 }
 
-/// Roundings of what a and b add: two in the weight, one of the product with a or b, one of that with 1 - t
-/// or t, one of the sum; and one more where a knot value is 1. Of what that adds: three.
+/// Whether one of the lanes lies in interval i or i + 1.
+inline bool any_in(const std::int32_t* k, int i) {
+  int found = 0;
+  for (int lane = 0; lane < Lanes::width; ++lane) found |= (k[lane] == i) | (k[lane] == i + 1);
+  return found != 0;
+}
+/// 1 in the lanes that lie in interval i, else 0.
+inline Lanes ones_in(const std::int32_t* k, int i) {
+  double one[Lanes::width];
+  for (int lane = 0; lane < Lanes::width; ++lane) one[lane] = k[lane] == i ? 1.0 : 0.0;
+  return Lanes::load(one);
+}
+
+/// A weight of a second derivative: three roundings, and one more for basis().
+inline Known<double, 4> weight_at(const double* high, const double* low, const double*) {
+  return {{Lanes::load(high), Lanes::load(low)}};
+}
+inline Known<float, 4> weight_at(const double* high, const double*, const float*) {
+  return {Lanes::load(high)};
+}
+
+/// e1 (1 - t) + e2 t - (left (1 - t) a + right t b), where one of e1 and e2 is 1, or none, and the other 0.
+///
+/// Why:       all basis functions share the weights of a and b, and most have no knot value in an interval:
+///            the documented order, (e1 - left a) (1 - t) + (e2 - right b) t, takes twice the time.
+/// Shape:     the places are weighed; at.level says which vectors lie in one interval.
+/// Invariant: where e1 is 1, the documented order rounds two numbers that e1 (1 - t) and left (1 - t) a bound
+///            together: two shares of the former, and one more of the latter, cover them; e2 likewise.
 template <class Real>
 PointSet basis(const PointPlaces& at, int count, const Real* T, int j, Real* out) noexcept {
-  const Lanes bends = Lanes::of(5.2 * unit), values = Lanes::of(3.2 * unit),
-              absolute = Lanes::of(too_small);
   return each_vector(count, [&](int i, int left) {
-    Lanes a, b;
     const std::int32_t* k = at.k + i;
     const bool level = at.level >> i & 1;
-    if (level) {
-      a = Lanes::of(T[*k]);
-      b = Lanes::of(T[*k + 1]);
-    } else {
-      a = pick(T, k);
-      b = pick(T + 1, k);
+    const Intervals in(k, level);
+    const Exact<Real> a{in.of(T)}, b{in.of(T + 1)};
+    Bounded<Real> x = -(a * weight_at(at.left + i, at.left_low + i, T) +
+                        b * weight_at(at.right + i, at.right_low + i, T));
+    if (level && (*k == j - 2 || *k == j - 1)) {
+      const Place<Real> place(Lanes::load(at.t + i));
+      x = x + (*k == j - 1 ? bounded<2>(place.rest) : bounded<2>(place.t));
+    } else if (!level && any_in(k, j - 2)) {
+      const Place<Real> place(Lanes::load(at.t + i));
+      const Exact<Real> e1{ones_in(k, j - 1)}, e2{ones_in(k, j - 2)};
+      x = e1 * place.rest + e2 * place.t + x;
     }
-    const Sum x = product_of(a, Sum{Lanes::load(at.left + i), Lanes::load(at.left_low + i)}),
-              y = product_of(b, Sum{Lanes::load(at.right + i), Lanes::load(at.right_low + i)});
-    Sum s = sum_of(x, y);
-    const Lanes bent = magnitude(x.high) + magnitude(y.high);
-    Lanes bound = fma(bent, bends, absolute);
-    Sum e;  // what the knot value 1 adds
-    if (level) {
-      if (*k != j - 1 && *k != j - 2) {
-        s.high = Lanes::zero() - s.high;
-        s.low = Lanes::zero() - s.low;
-        return put_within(s, bound, out + i, left);
-      }
-      const Lanes t = Lanes::load(at.t + i);
-      e = *k == j - 1 ? Place(t).rest : Sum{t, Lanes::zero()};
-    } else {
-      double high[Lanes::width], low[Lanes::width];
-      const Lanes t = Lanes::load(at.t + i);
-      const Place place(t);
-      place.rest.high.put(high);
-      place.rest.low.put(low);
-      for (int lane = 0; lane < Lanes::width; ++lane)
-        if (k[lane] != j - 1) {
-          high[lane] = k[lane] == j - 2 ? at.t[i + lane] : 0.0;
-          low[lane] = 0.0;
-        }
-      e = {Lanes::load(high), Lanes::load(low)};
-    }
-    bound = fma(e.high, values, fma(bent, Lanes::of(unit), bound));
-    return put_within(difference_of(e, s), bound, out + i, left);
+    return put(x, out + i, left);
   });
 }
 
-/// Roundings of the value: as in basis. Of the slope: two of b t t and a rest
-/// rest, one of their difference and of its product with h / 2; three of (a - b) g in the rise, one of e2,
-/// two of the whole rise; two of the sum and its quotient. Of the curvature: one of each product, and
-/// three of their sum, the square of hw and the quotient.
 template <class Real>
 PointSet spline(const PointPlaces& at, int count, const SplinePieces& pieces, const Real* coefficients,
                 Real* s, Real* s1, Real* s2) noexcept {
-  if (!in_range(pieces.hw)) return all_points(count);
-  const Lanes g = Lanes::of(pieces.g), absolute = Lanes::of(too_small);
-  const Sum per_bend = of(pieces.per_bend), per_rise = of(pieces.per_rise),
-            per_square = of(pieces.per_square);
+  const Exact<Real> g{Lanes::of(pieces.grid.g)}, half_h{Lanes::of(0.5 * pieces.grid.h)};
+  const Divisor h(pieces.grid.h), hw(pieces.hw);
+  const WideDivisor square(Wide(pieces.hw) * pieces.hw);
   return each_vector(count, [&](int i, int left) {
     const Intervals k(at.k + i);
-    const Lanes t = Lanes::load(at.t + i), a = k.of(pieces.C), b = k.of(pieces.C + 1),
-                e1 = k.of(coefficients + 1), e2 = k.of(coefficients + 2);
-    const Place place(t);
-    unsigned doubts = Place::doubts(t);
-    if (s) {
-      const Sum from_left = product_of(a, place.from_right),
-                from_right = product_of(b, place.from_left);
-      const Sum bend = place.bend(t, g), curved = product_of(bend, sum_of(from_left, from_right));
-      const Sum left_value = product_of(e1, place.rest), right_value = product_of(e2, t);
-      const Lanes bends = (magnitude(from_left.high) + magnitude(from_right.high)) * bend.high,
-                  values = magnitude(left_value.high) + magnitude(right_value.high);
-      const Lanes bound =
-          fma(bends, Lanes::of(6.2 * unit), fma(values, Lanes::of(3.2 * unit), absolute));
-      doubts |= put_within(difference_of(sum_of(left_value, right_value), curved), bound, s + i, left);
-    }
+    const Exact<Real> a{k.of(pieces.C)}, b{k.of(pieces.C + 1)}, e1{k.of(coefficients + 1)},
+        e2{k.of(coefficients + 2)};
+    const Place<Real> place(Lanes::load(at.t + i));
+    const auto& t = place.t;
+    const auto& rest = place.rest;
+    unsigned doubts = place.doubts();
+    if (s) doubts |= put(place.value(g, a, b, e1, e2), s + i, left);
     if (s1) {
-      const Sum square = product_of(t, t), x = product_of(b, square),
-                y = product_of(a, product_of(place.rest, place.rest)),
-                bend = product_of(per_bend, difference_of(x, y));
-      const Sum third = product_of(g, difference_of(a, b)),
-                change = sum_of(third, difference_of(e2, e1)), rise = product_of(per_rise, change),
-                slope = sum_of(bend, rise);
-      const Lanes bends = magnitude(x.high) + magnitude(y.high) + absolute,
-                  rises = fma(magnitude(third.high), Lanes::of(3.2),
-                              fma(magnitude(change.high), Lanes::of(2.2), magnitude(e2) + absolute));
-      Lanes bound = magnitude(slope.high) * Lanes::of(2.2 * unit);
-      bound = fma(bends, per_bend.high * Lanes::of(4.2 * unit), bound);
-      bound = fma(rises, per_rise.high * Lanes::of(1.1 * unit), bound);
-      doubts |= put_within(slope, bound, s1 + i, left);
+      const Bounded<Real> bend = (b * weight(t, t) - a * weight(rest, rest)) * half_h,
+                          rise = (g * (a - b) + e2 - e1) / h;
+      doubts |= put((bend + rise) / hw, s1 + i, left);
     }
-    if (s2) {
-      const Sum x = product_of(a, place.rest), y = product_of(b, t),
-                curvature = product_of(per_square, sum_of(x, y));
-      const Lanes bends = magnitude(x.high) + magnitude(y.high) + absolute;
-      const Lanes bound = fma(bends, per_square.high * Lanes::of(1.1 * unit),
-                              magnitude(curvature.high) * Lanes::of(3.2 * unit));
-      doubts |= put_within(curvature, bound, s2 + i, left);
-    }
+    if (s2) doubts |= put((a * rest + b * t) / square, s2 + i, left);
     return doubts;
   });
 }
@@ -337,72 +266,30 @@ PointSet find(const Real* x, int n, const Real* t, int count, std::int32_t* k,
   return outside & (count < point_block ? (PointSet{1} << count) - 1 : ~PointSet{0});
 }
 
-/// Roundings: of the difference of the abscissae, of the slope two, of the product and of the sum.
 template <class Real>
 PointSet line(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
               Real* out) noexcept {
-  const Lanes rises = Lanes::of(4.2 * unit), values = Lanes::of(1.1 * unit),
-              absolute = Lanes::of(too_small);
   return each_vector(count, [&](int i, int left) {
     const Intervals at(k + i);
-    const Lanes x0 = at.of(x), y0 = at.of(y), h = at.of(x + 1) - x0;
-    const Sum run = difference_of(load_some(t + i, left), x0), rise = difference_of(at.of(y + 1), y0),
-              slope = quotient_of(rise.high, rise.low, h, Lanes::of(1.0) / h),
-              climb = product_of(run, slope);
-    Sum value = sum_of(climb.high, y0);
-    value.low = value.low + climb.low;
-    const Lanes bound = fma(magnitude(climb.high), rises, fma(magnitude(value.high), values, absolute));
-    return put_within(value, bound, out + i, left) | below(Lanes::of(greatest_length), h);
+    const Exact<Real> x0{at.of(x)}, y0{at.of(y)}, y1{at.of(y + 1)}, here{load_some(t + i, left)};
+    const Divisor h(at.of(x + 1) - x0.value);
+    return put((y1 - y0) / h * (here - x0) + y0, out + i, left);
   });
 }
 
-/// Roundings: of each product and each sum one; the place is a double, and 2 c, 3 d and 6 d are exact.
-/// For a place of any length: where its product with a double is too small to be exact, the place is small too,
-/// and the bound of results that are too small covers the difference.
 template <class Real>
 PointSet cubic(const Real* x, const Real* C, int n, const std::int32_t* k, const Real* t, int count,
                Real* s, Real* s1, Real* s2) noexcept {
   const std::ptrdiff_t row = n;
-  const Lanes rounding = Lanes::of(1.1 * unit), absolute = Lanes::of(too_small);
+  const Exact<Real> three{Lanes::of(3.0)}, six{Lanes::of(6.0)};
   return each_vector(count, [&](int i, int left) {
     const Intervals at(k + i);
-    const Lanes r = load_some(t + i, left) - at.of(x), b = at.of(C + row), c = at.of(C + 2 * row),
-                d = at.of(C + 3 * row), size = magnitude(r);
-    const auto next = [&](const Sum& a, Lanes coefficient) {  // a r + coefficient
-      const Sum p = product_of(r, a);
-      Sum q = sum_of(p.high, coefficient);
-      q.low = q.low + p.low;
-      return q;
-    };
+    const Exact<Real> r{load_some(t + i, left) - at.of(x)}, y{at.of(C)}, b{at.of(C + row)},
+        c{at.of(C + 2 * row)}, d{at.of(C + 3 * row)}, c2{c.value + c.value};
     unsigned doubts = 0;
-    if (s) {
-      const Sum p = product_of(r, d);
-      Sum two = sum_of(p.high, c);
-      two.low = two.low + p.low;
-      const Sum one = next(two, b), value = next(one, at.of(C));
-      const Lanes twice = magnitude(two.high) + magnitude(two.high),
-                  inner =
-                      fma(magnitude(p.high) + twice, size, magnitude(one.high) + magnitude(one.high)),
-                  bound = fma(fma(inner, size, magnitude(value.high)), rounding, absolute);
-      doubts |= put_within(value, bound, s + i, left);
-    }
-    const Lanes c2 = c + c;
-    if (s1) {
-      const Sum d3 = product_of(d, Lanes::of(3.0)), p = product_of(r, d3);
-      Sum two = sum_of(p.high, c2);
-      two.low = two.low + p.low;
-      const Sum value = next(two, b);
-      const Lanes inner = magnitude(p.high) + magnitude(two.high) + magnitude(two.high),
-                  bound = fma(fma(inner, size, magnitude(value.high)), rounding, absolute);
-      doubts |= put_within(value, bound, s1 + i, left);
-    }
-    if (s2) {
-      const Sum d6 = product_of(d, Lanes::of(6.0)), p = product_of(r, d6);
-      Sum value = sum_of(p.high, c2);
-      value.low = value.low + p.low;
-      const Lanes bound = fma(magnitude(p.high) + magnitude(value.high), rounding, absolute);
-      doubts |= put_within(value, bound, s2 + i, left);
-    }
+    if (s) doubts |= put(((d * r + c) * r + b) * r + y, s + i, left);
+    if (s1) doubts |= put((d * three * r + c2) * r + b, s1 + i, left);
+    if (s2) doubts |= put(d * six * r + c2, s2 + i, left);
     return doubts;
   });
 }

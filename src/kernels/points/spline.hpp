@@ -1,9 +1,7 @@
 // kernels/points/spline.hpp - the tridiagonal system of an interpolating cubic spline, and its solution.
 //
-// Each formula below is one of long double, rounded once to Real where it is kept. On a processor with
-// fused multiply-adds a formula is first evaluated in double, with what its roundings left over, and
-// is kept when no long double within the formula's own roundings of it would have been rounded to
-// another Real; the rest are evaluated in long double. The bits are those of the plain loops.
+// The formulas are documented in long double, rounded once to Real. spline_plain.hpp evaluates them so, row
+// by row; spline_lanes.hpp four rows at a time, with the same bits.
 #pragma once
 
 namespace tabfit {
@@ -19,12 +17,5 @@ struct SplineFormula {
 };
 extern template struct SplineFormula<float>;
 extern template struct SplineFormula<double>;
-
-/// Kernels eliminate and substitute, four rows side by side, for processors with AVX2.
-void eliminate_fours(float* b, float* c, const float* d, int last) noexcept;
-void eliminate_fours(double* b, double* c, const double* d, int last) noexcept;
-float substitute_fours(const float* y, float* b, float* c, float* d, int last, float right) noexcept;
-double substitute_fours(const double* y, double* b, double* c, double* d, int last,
-                        double right) noexcept;
 
 }  // namespace tabfit
