@@ -1,6 +1,6 @@
 // kernels/arm64.cpp - the kernels for arm64.
 #include "kernels/points/points_lanes.hpp"
-#include "kernels/points/spline_plain.hpp"
+#include "kernels/points/spline_lanes.hpp"
 #include "kernels/sums/panel_lanes.hpp"
 #include "kernels/table.hpp"
 
