@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kernels/sums/panel.hpp"
+#include "kernels/sums/unknowns.hpp"
 #include "tests/support/bits.hpp"
 #include "tests/support/columns.hpp"
 #include "tests/support/fenced.hpp"
@@ -387,43 +388,98 @@ KERNEL_TEST(Panel, SweepIsThePlainSumOfEveryRow) {
 
 // -- lines of right-hand sides --------------------------------------------------------------------
 
-KERNEL_TEST(Panel, AddRowsAddsOrSubtractsTheLanesOfItsBand) {
-  Source<Real> source(7107);
-  auto columns = fenced_arrays<Real>(21, 16);
-  Fenced<double> X(21 * 64), sums(64);
-  for (int lanes = 8; lanes <= 64; lanes += 8)
-    for (const int terms : {0, 1, 2, 3, 5, 8, 13, 21})
-      for (const bool subtract : {false, true})
-        for (int band = -3; band <= lanes + 2; ++band) {
-          const bool banded = band > -3;
+/// Rows of unknowns and everything around them: what no lane has is not there or signals.
+template <class Real>
+void check_unknowns(const Kernels& kernel, std::uint64_t seed, bool divide) {
+  Source<double> source(seed);
+  constexpr int most_rows = 40, height = 8;
+  Fenced<double> X(most_rows * 64), P(most_rows * height);
+  for (int width = kernel.lanes; width <= 8 * kernel.lanes; width += kernel.lanes)
+    for (const int end : {1, 2, 5, 9, 24, 40})
+      for (int rows = 1; rows <= std::min(height, end); rows += 3)
+        for (const int corner : {0, 1, end - rows, end - 1, end, 1000}) {
           source.next_kind();
-          const int row = source.random.integer(0, 9);
-          const Real* pointers[21] = {};
-          for (int t = 0; t < terms; ++t)
-            pointers[t] = input(columns[static_cast<std::size_t>(t)], row, row + 1, source.side(),
-                                [&](int) { return source.element(); });
-          const auto has = [&](int t, int v) { return !banded || v >= band + t; };
-          input(X, 0, terms * lanes, source.side(), [&](int at) {
-            return has(at / lanes, at % lanes) ? source.number() : signal_of<double>();
+          const int first = source.random.integer(0, end - rows);
+          const auto has = [&](int i, int v) { return i <= corner + v; };
+          input(X, 0, end * width, source.side(),
+                [&](int at) { return has(at / width, at % width) ? source.number() : 1.0; });
+          input(P, 0, (end - first) * height, source.side(), [&](int at) {
+            const int t = at / height, r = at % height;
+            return r < rows && t >= r ? source.element() : signal_of<double>();
           });
-          sums.lay(lanes, Guarded<double>::poison(), source.side());
-          std::vector<double> expected;
-          for (int v = 0; v < lanes; ++v) {
-            double sum = sums[v] = source.number();
-            for (int t = 0; t < terms; ++t) {
-              const double factor = pointers[t][row];
-              if (has(t, v)) sum = std::fma(subtract ? -factor : factor, X[t * lanes + v], sum);
+          std::vector<double> expected(X.data(), X.data() + end * width);
+          for (int i = first + rows - 1; i >= first; --i)
+            for (int v = 0; v < width; ++v) {
+              const auto u = [&](int l) { return P[(l - first) * height + i - first]; };
+              const auto x = [&](int l) -> double& {
+                return expected[static_cast<std::size_t>(l * width + v)];
+              };
+              if (!has(divide ? i : i + 1, v)) continue;
+              double sum = divide ? x(i) : 0.0;
+              for (int l = i + 1; l < end && has(l, v); ++l)
+                sum = std::fma(divide ? -u(l) : u(l), x(l), sum);
+              x(i) = static_cast<Real>(divide ? sum / u(i) : -u(i) * sum);
             }
-            expected.push_back(sum);
-          }
-          kernel.of<Real>().add_rows(pointers, row, X.data(), lanes, terms, subtract,
-                                     banded ? &band : nullptr, sums.data());
-          ASSERT_TRUE(sums.zone_intact());
-          for (int v = 0; v < lanes; ++v)
-            ASSERT_SAME(sums[v], expected[static_cast<std::size_t>(v)])
-                << "lane " << v << " of " << lanes << ", " << terms << " terms, "
-                << (subtract ? "subtracted" : "added") << (banded ? ", band " : ", no band ") << band;
+          const Unknowns unknowns{.X = X.data(),
+                                  .width = width,
+                                  .P = P.data(),
+                                  .height = height,
+                                  .first = first,
+                                  .rows = rows,
+                                  .end = end,
+                                  .corner = corner};
+          divide ? kernel.of<Real>().solve_rows(unknowns) : kernel.of<Real>().invert_rows(unknowns);
+          ASSERT_TRUE(X.zone_intact());
+          for (int at = 0; at < end * width; ++at)
+            ASSERT_SAME(X[at], expected[static_cast<std::size_t>(at)])
+                << "row " << at / width << " of " << first << ".." << first + rows - 1 << " up to "
+                << end << ", lane " << at % width << " of " << width << ", corner " << corner;
         }
+}
+
+KERNEL_TEST(Panel, SolveRowsAndInvertRowsFindTheUnknownsThatTheirLanesHave) {
+  check_unknowns<Real>(kernel, 7107, true);
+  check_unknowns<Real>(kernel, 7127, false);
+}
+
+// Numerators and divisors of all sizes, among them neighbours of powers of two and of each other, whose
+// quotients lie close to the middle between two numbers.
+KERNEL_TEST(Panel, NextRowsDivideWhatTheirSumsLeave) {
+  Source<double> source(7117);
+  constexpr int most_rows = 24, height = 24;
+  Fenced<double> P(most_rows * height), sums(most_rows * 96), X(most_rows * 96);
+  const auto near_one = [&] {
+    const double at = source.random.chance(2) ? 1.0 : source.random.real(1, 2);
+    return std::nextafter(at, source.random.chance(2) ? 0.0 : 3.0);
+  };
+  for (int turn = 0; turn < 6000; ++turn) {
+    source.next_kind();
+    const int width = 8 * (1 + turn % 12), rows = turn % 3 ? 1 : source.random.integer(1, most_rows),
+              done = source.random.integer(0, rows - 1);
+    const bool close = turn % 2;
+    input(P, 0, (rows - 1) * height + rows, source.side(), [&](int at) {
+      if (at % height > at / height || at / height < done) return signal_of<double>();
+      return close ? std::ldexp(near_one(), source.random.integer(-450, 450)) : source.number();
+    });
+    input(sums, 0, rows * width, source.side(), [&](int) { return close ? 0.0 : source.number(); });
+    input(X, 0, rows * width, source.side(), [&](int) { return close ? near_one() : source.number(); });
+    std::vector<double> expected(X.data(), X.data() + rows * width);
+    for (int i = done; i < rows; ++i)
+      for (int v = 0; v < width; ++v) {
+        const auto x = [&](int t) -> double& {
+          return expected[static_cast<std::size_t>(t * width + v)];
+        };
+        double sum = sums[i * width + v];
+        for (int t = 0; t < i; ++t) sum = std::fma(P[i * height + t], x(t), sum);
+        x(i) = static_cast<Real>((x(i) - sum) / P[i * height + i]);
+      }
+    kernel.of<Real>().next_rows(P.data(), height, done, rows, sums.data(), width, X.data());
+    ASSERT_TRUE(X.zone_intact());
+    for (int at = 0; at < rows * width; ++at)
+      ASSERT_SAME(X[at], expected[static_cast<std::size_t>(at)])
+          << "row " << at / width << " of " << done << ".." << rows - 1 << ", lane " << at % width
+          << " of " << width;
+  }
 }
 
 TEST_P(Panel, AddLanesAddsMultiplesOfLines) {

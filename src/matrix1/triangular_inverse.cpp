@@ -6,125 +6,144 @@
 #include "tabfit/matrix.h"
 
 #include "kernels/scalar/arithmetic.hpp"
+#include "kernels/scalar/tile.hpp"
 #include "kernels/scalar/vector.hpp"
 #include "kernels/sums/panel.hpp"
 #include "kernels/sums/product.hpp"
+#include "kernels/sums/unknowns.hpp"
 
 #include "matrix1/triangular_inverse.hpp"
 
 #include <algorithm>
+#include <limits>
 
 namespace tabfit {
 namespace {
 
-/// Unknowns of neighbouring columns side by side, row i at X + i * lanes.
-constexpr int most_lanes = 64, most_unknowns = 24576;
+// -- blocks of columns, from the last row to the first --------------------------------------------------
 
-/// Columns that are worked on together when each has n rows; 0 if not even eight fit.
-int lanes_for(int n, int columns) noexcept {
-  const int wanted = std::min(most_lanes, (std::min(columns, most_lanes) + 7) / 8 * 8);
-  return std::min(wanted, most_unknowns / n / 8 * 8);
-}
+/// Columns of unknowns side by side, row i at X + i * width, and the rows of U that are in work.
+struct Scratch {
+  static constexpr int unknowns = 22528, factors = unknowns / 8, most_height = 8;
+  alignas(64) double X[unknowns];
+  alignas(64) double P[factors + most_height];  // packing fills up to a multiple of 8
 
-/// Unknowns row by row, from the last of `rows` rows to the first, in columns j0..j0+count-1:
-/// x(i,j) = finish(u(i,i), start(x) -+ (u(i,i+1) x(i+1,j) + u(i,i+2) x(i+2,j) + ...)), the newest
-/// unknown first. With upper, column j has rows 0..j only, and x(j,j) is there already.
+  /// Columns that are worked on together when each has n rows: eight vectors of them at most, and 0 if not
+  /// even eight columns fit.
+  static int width(int n, int columns) noexcept {
+    const int most = 8 * kernels().lanes;
+    const int wanted = columns < most ? (columns + 7) / 8 * 8 : most;
+    return std::min(wanted, unknowns / n / 8 * 8);
+  }
+};
+
+/// All rows of the unknowns in `scratch`, `count` of each lane, by a kernel for a few rows.
 ///
-/// Shape:     X holds `rows` rows of `lanes` unknowns; what a row starts from stands in its place.
-/// Invariant: rows below i of X are final.
-template <class Real, class Start, class Finish>
-void back_substitute(Real* const* U, int rows, double* X, int lanes, int j0, bool upper, bool subtract,
-                     Start start, Finish finish) noexcept {
-  const auto add_rows = kernels().of<Real>().add_rows;
-  double sums[most_lanes];
-  for (int i = rows - 1; i >= 0; --i) {
-    double* x = X + std::ptrdiff_t(i) * lanes;
-    const int next = i + 1;
-    const int first = upper ? std::max(0, next - j0) : 0;  // the first column with a row above its last
-    if (first >= lanes) continue;
-    for (int v = first; v < lanes; ++v) sums[v] = start(x[v]);
-    std::fill_n(sums, first, 0.0);
-    const int shared =
-        upper ? std::max(next, std::min(rows, j0 + 1)) : rows;  // end of the terms of all
-    add_rows(U + next, i, x + lanes, lanes, shared - next, subtract, nullptr, sums);
-    if (shared < rows) {
-      const int band = shared - j0;
-      add_rows(U + shared, i, X + std::ptrdiff_t(shared) * lanes, lanes, rows - shared, subtract, &band,
-               sums);
-    }
-    const double diagonal = U[i][i];
-    for (int v = first; v < lanes; ++v) x[v] = finish(diagonal, sums[v]);
+/// Why:       U is read down its columns, eight rows at a time, and used across: so these rows are packed,
+///            as doubles, before the kernel takes them one by one.
+template <class Real, class Kernel>
+void solve_columns(Kernel kernel, Real* const* U, int rows, int width, int corner,
+                   Scratch& scratch) noexcept {
+  const auto& pack = kernels().of<Real>().pack_lines;
+  const int height = std::min(Scratch::most_height, Scratch::factors / rows);
+  for (int end = rows; end > 0;) {
+    const int count = std::min(height, end), first = end - count;
+    // Column first + t of U has t + 1 of these rows.
+    for (int t = 0; t < count; ++t)
+      pack(U + first + t, first, t + 1, 1, height, scratch.P + t * height);
+    pack(U + end, first, count, rows - end, height, scratch.P + count * height);
+    kernel({.X = scratch.X,
+            .width = width,
+            .P = scratch.P,
+            .height = height,
+            .first = first,
+            .rows = count,
+            .end = rows,
+            .corner = corner});
+    end = first;
   }
 }
 
 /// Copies rows 0..rows-1 of columns B[0..count-1] side by side, zero in the lanes behind.
 template <class Real>
-void load_columns(Real* const* B, int rows, int count, int lanes, double* X) noexcept {
-  kernels().of<Real>().pack_terms(B, 0, count, rows, lanes, X);
+void load_columns(Real* const* B, int rows, int count, int width, double* X) noexcept {
+  kernels().of<Real>().pack_terms(B, 0, count, rows, width, X);
 }
 
 template <class Real>
-void store_column(const double* X, int rows, int lanes, Real* b) noexcept {
-  for (int i = 0; i < rows; ++i) b[i] = store<Real>(X[std::ptrdiff_t(i) * lanes]);
+void store_columns(const double* X, int rows, int count, int width, Real* const* B) noexcept {
+  move_transposed(
+      rows, count, [=](std::ptrdiff_t i) { return X + i * width; },
+      [=](std::ptrdiff_t j) { return B[j]; });
+}
+
+/// Likewise for columns that have one row more each, the first j0 + 1.
+template <class Real>
+void store_upper_columns(const double* X, int j0, int count, int width, Real* const* B) noexcept {
+  store_columns(X, j0, count, width, B);
+  for (int c = 0; c < count; ++c)
+    for (int i = j0; i <= j0 + c; ++i) B[c][i] = store<Real>(X[i * width + c]);
+}
+
+/// One column whose rows are too many for the scratch: unknown i = n-1..0, one at a time.
+template <class Real>
+void solve_column(Real* const* U, Real* b, int n) noexcept {
+  for (int i = n - 1; i >= 0; --i) {
+    double rest = b[i];
+    for (int l = i + 1; l < n; ++l) rest = mul_add(-U[l][i], b[l], rest);
+    b[i] = store<Real>(rest / U[i][i]);
+  }
 }
 
 }  // namespace
 
-// From the last row to the first: b(i) = (b(i) - u(i,i+1) b(i+1) - u(i,i+2) b(i+2) - ...) / u(i,i).
+// b(i) = (b(i) - u(i,i+1) b(i+1) - u(i,i+2) b(i+2) - ...) / u(i,i).
 template <class Real>
 void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
-  if (n < 1) return;
-  const int lanes = lanes_for(n, p);
-  if (lanes == 0) {  // too tall for the scratch: one unknown at a time
-    for (int k = 0; k < p; ++k)
-      for (int i = n - 1; i >= 0; --i) {
-        double rest = B[k][i];
-        for (int l = i + 1; l < n; ++l) rest = mul_add(-U[l][i], B[k][l], rest);
-        B[k][i] = store<Real>(rest / U[i][i]);
-      }
+  if (n < 1 || p < 1) return;
+  const int width = Scratch::width(n, p);
+  if (width == 0) {
+    for (int k = 0; k < p; ++k) solve_column(U, B[k], n);
     return;
   }
-  alignas(64) double X[most_unknowns];
-  for (int k = 0; k < p; k += lanes) {
-    const int count = std::min(lanes, p - k);
-    load_columns(B + k, n, count, lanes, X);
-    back_substitute(
-        U, n, X, lanes, 0, false, true, [](double b) { return b; },
-        [](double diagonal, double rest) { return double(store<Real>(rest / diagonal)); });
-    for (int c = 0; c < count; ++c) store_column(X + c, n, lanes, B[k + c]);
+  Scratch scratch;
+  for (int k = 0; k < p; k += width) {
+    const int count = std::min(width, p - k);
+    load_columns(B + k, n, count, width, scratch.X);
+    solve_columns(kernels().of<Real>().solve_rows, U, n, width, n, scratch);
+    store_columns(scratch.X, n, count, width, B + k);
   }
 }
+
+// -- blocks of rows, from the first to the last ---------------------------------------------------------
 
 // The sums over all rows before the block are one product; the block's own rows follow one by one.
 template <class Real>
 void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Real* const* X,
                   int p) noexcept {
-  constexpr int strip = 64;
+  constexpr int strip = 96;
+  if (p < 1) return;
   const Kernels& kernel = kernels();
-  alignas(64) double tall[strip * panel_rows], sums[panel_rows * strip], rest[panel_rows * strip],
-      solved[panel_rows * strip];
-  double *columns[strip], *lines[panel_rows], factors[panel_rows];
+  const auto& element = kernel.of<Real>();
+  alignas(64) double tall[strip * panel_rows], sums[panel_rows * strip], unknowns[panel_rows * strip],
+      P[panel_rows * panel_rows];
+  double *columns[strip], *lines[panel_rows];
   for (int k = 0; k < std::min(p, strip); ++k) columns[k] = tall + k * panel_rows;
+  for (int i = done; i < rows; ++i)  // column i of U has i + 1 of these rows
+    std::copy_n(U[i0 + i] + i0, i + 1, P + i * panel_rows);
   for (int k0 = 0; k0 < p; k0 += strip) {
-    const int count = std::min(strip, p - k0), lanes = (count + 7) / 8 * 8;
-    for (int i = 0; i < rows; ++i) lines[i] = solved + i * lanes;
+    const int count = std::min(strip, p - k0), width = (count + 7) / 8 * 8;
+    for (int i = 0; i < rows; ++i) lines[i] = unknowns + i * width;
     if (i0 > 0) {
       product({.rows = rows, .columns = count, .terms = i0}, transposed(U + i0), as_is(X + k0),
               into_sums<Real>(columns));
-      kernel.d.pack_terms(columns, 0, count, rows, lanes, sums);
+      kernel.d.pack_terms(columns, 0, count, rows, width, sums);
     } else {
-      std::fill_n(sums, rows * lanes, 0.0);
+      std::fill_n(sums, rows * width, 0.0);
     }
-    kernel.of<Real>().pack_terms(B + k0, i0, count, rows, lanes, rest);
-    kernel.of<Real>().pack_terms(X + k0, i0, count, done, lanes, solved);
-    for (int i = done; i < rows; ++i) {
-      const Real* u = U[i0 + i] + i0;
-      const double diagonal = u[i];
-      std::copy_n(u, i, factors);
-      kernel.add_lanes(factors, solved, lanes, i, sums + i * lanes);
-      for (int k = 0; k < lanes; ++k)
-        lines[i][k] = store<Real>((rest[i * lanes + k] - sums[i * lanes + k]) / diagonal);
-    }
+    element.pack_terms(B + k0, i0, count, rows, width, unknowns);
+    element.pack_terms(X + k0, i0, count, done, width, unknowns);
+    element.next_rows(P, panel_rows, done, rows, sums, width, unknowns);
     kernel.d.pack_terms(lines, 0, rows, count, panel_rows, tall);
     for (int k = 0; k < count; ++k) std::copy_n(columns[k] + done, rows - done, X[k0 + k] + i0 + done);
   }
@@ -138,37 +157,60 @@ void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
   for (int i = 0; i < n; i += panel_rows) forward_rows(U, i, 0, std::min(panel_rows, n - i), B, B, p);
 }
 
+// -- columns that end on the diagonal --------------------------------------------------------------------
+
 namespace {
 
 /// V := U^-1 V for upper-triangular V: back substitution whose column j ends at row j.
 template <class Real>
 void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
   if (n < 1) return;
-  const int lanes = lanes_for(n, n);
-  if (lanes == 0) {  // too tall for the scratch: one unknown at a time
-    for (int j = 0; j < n; ++j)
-      for (int i = j; i >= 0; --i) {
-        double rest = V[j][i];
-        for (int l = i + 1; l <= j; ++l) rest = mul_add(-U[l][i], V[j][l], rest);
-        V[j][i] = store<Real>(rest / U[i][i]);
-      }
+  const int width = Scratch::width(n, n);
+  if (width == 0) {
+    for (int j = 0; j < n; ++j) solve_column(U, V[j], j + 1);
     return;
   }
-  alignas(64) double X[most_unknowns];
-  for (int j0 = 0; j0 < n; j0 += lanes) {
-    const int count = std::min(lanes, n - j0), rows = j0 + count;
-    load_columns(V + j0, j0 + 1, count, lanes, X);
-    for (int i = j0 + 1; i < rows; ++i)
-      for (int v = 0; v < lanes; ++v)
-        X[i * lanes + v] = v < count && i <= j0 + v ? double(V[j0 + v][i]) : 0.0;
-    for (int c = 0; c < count; ++c) {  // the last row of each column has no terms
-      double& last = X[(j0 + c) * lanes + c];
-      last = store<Real>(last / U[j0 + c][j0 + c]);
-    }
-    back_substitute(
-        U, rows, X, lanes, j0, true, true, [](double v) { return v; },
-        [](double diagonal, double rest) { return double(store<Real>(rest / diagonal)); });
-    for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, V[j0 + c]);
+  Scratch scratch;
+  double* const X = scratch.X;
+  for (int j0 = 0; j0 < n; j0 += width) {
+    const int count = std::min(width, n - j0);
+    load_columns(V + j0, j0, count, width, X);
+    std::fill_n(X + j0 * width, count * width, 0.0);
+    for (int c = 0; c < count; ++c)
+      for (int i = j0; i <= j0 + c; ++i) X[i * width + c] = V[j0 + c][i];
+    solve_columns(kernels().of<Real>().solve_rows, U, j0 + count, width, j0, scratch);
+    store_upper_columns(X, j0, count, width, V + j0);
+  }
+}
+
+/// x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), where the diagonal of T holds 1 / u(i,i), and
+/// x(j,j) is that.
+template <class Real>
+void invert_column(Real* const* T, int j) noexcept {
+  for (int i = j - 1; i >= 0; --i) {
+    double sum = 0.0;
+    for (int l = i + 1; l <= j; ++l) sum = mul_add(T[l][i], T[j][l], sum);
+    T[j][i] = store<Real>(-double(T[i][i]) * sum);
+  }
+}
+
+/// The same for all columns, from the last to the first: those before the present ones still hold U.
+template <class Real>
+void invert_columns(Real* const* T, int n) noexcept {
+  const int width = Scratch::width(n, n);
+  if (width == 0) {
+    for (int j = n - 1; j >= 0; --j) invert_column(T, j);
+    return;
+  }
+  Scratch scratch;
+  double* const X = scratch.X;
+  for (int end = n, j0 = 0; end > 0; end = j0) {
+    const int count = std::min(width, end);
+    j0 = end - count;
+    std::fill_n(X + j0 * width, count * width, 0.0);
+    for (int c = 0; c < count; ++c) X[(j0 + c) * width + c] = T[j0 + c][j0 + c];
+    solve_columns(kernels().of<Real>().invert_rows, T, end, width, j0, scratch);
+    store_upper_columns(X, j0, count, width, T + j0);
   }
 }
 
@@ -192,25 +234,7 @@ int M_tinv(Real* const* T, int n) noexcept {
     if (T[k][k] == 0) return k + 1;  // NaN passes
     T[k][k] = store<Real>(1.0 / T[k][k]);
   }
-  // x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), rows from the last to the first.
-  // Columns from the last to the first too: those before the present ones still hold U.
-  const int lanes = lanes_for(n, n);
-  alignas(64) double X[most_unknowns];
-  for (int end = n; lanes > 0 && end > 0; end -= std::min(lanes, end)) {
-    const int count = std::min(lanes, end), j0 = end - count;
-    std::fill_n(X + j0 * lanes, count * lanes, 0.0);
-    for (int c = 0; c < count; ++c) X[(j0 + c) * lanes + c] = T[j0 + c][j0 + c];
-    back_substitute(
-        T, end, X, lanes, j0, true, false, [](double) { return 0.0; },
-        [](double diagonal, double sum) { return double(store<Real>(-diagonal * sum)); });
-    for (int c = 0; c < count; ++c) store_column(X + c, j0 + c + 1, lanes, T[j0 + c]);
-  }
-  for (int j = n - 1; lanes == 0 && j >= 0; --j)  // too tall for the scratch: one unknown at a time
-    for (int i = j - 1; i >= 0; --i) {
-      double sum = 0.0;
-      for (int l = i + 1; l <= j; ++l) sum = mul_add(T[l][i], T[j][l], sum);
-      T[j][i] = store<Real>(-double(T[i][i]) * sum);
-    }
+  invert_columns(T, n);
   for (int j = 0; j < n; ++j) V_fill(T[j] + j + 1, n - 1 - j, 0.0);
   return M_TINV_OK;
 }

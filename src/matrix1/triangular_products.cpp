@@ -39,9 +39,9 @@ Extent by_columns(int m, int n, Band band) noexcept {
 template <class Real>
 int M_uutu(Real* const* U, int n) noexcept {
   const NewArray<Real> row = new_array<Real>(n);
-  if (!row) return in_place_no_memory;
+  if (!row) return M_INPLACE_NO_MEMORY;
   product(upper(n, Band::to_l, Band::to_l), as_is(U), transposed(U), into_place(U));
-  return in_place_done;
+  return M_INPLACE_OK;
 }
 
 template int M_uutu(float* const*, int) noexcept;
@@ -80,14 +80,14 @@ void M_utu(Real* const* U, int n, Real* const* S) noexcept {
 template <class Real>
 int M_utuu(Real* const* U, int n) noexcept {
   const NewArray<Real> c = new_array<Real>(n);
-  if (!c) return in_place_no_memory;
+  if (!c) return M_INPLACE_NO_MEMORY;
   Real* const sums = c.get();
   for (int size = n; size > 0; --size) {
     Real* u = U[size - 1];
     product(by_rows(size, 1, Band::from_l), transposed(U), as_is(&u), into(&sums));
     V_copy(sums, u, size);
   }
-  return in_place_done;
+  return M_INPLACE_OK;
 }
 
 template <class Real>

@@ -99,7 +99,7 @@ int M_choleq(Real* const* S, Real* const* B, int n, int p, Real* const* U) noexc
 template <class Real>
 int inverse_of_factored(Real* const* U, int n, Real* const* X) noexcept {
   M_invu(U, X, n);
-  return M_uutu(X, n) == in_place_done ? M_CHOL_OK : M_CHOL_NO_MEMORY;
+  return M_uutu(X, n) == M_INPLACE_OK ? M_CHOL_OK : M_CHOL_NO_MEMORY;
 }
 
 template <class Real>

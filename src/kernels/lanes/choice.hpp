@@ -11,6 +11,7 @@
 namespace tabfit {
 
 struct Tile;
+struct Unknowns;
 struct Edge;
 struct PointMapping;
 struct BasisGrid;
@@ -56,10 +57,19 @@ struct ElementKernels {
   void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
                 double* sums) noexcept;
 
-  /// sums[v] += or -= columns[t][row] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8;
-  /// with a band, for lanes v >= band + t only.
-  void (*add_rows)(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes,
-                   int terms, bool subtract, const int* band, double* sums) noexcept;
+  /// x(i, v) = (x(i, v) - u(i, i+1) x(i+1, v) - u(i, i+2) x(i+2, v) - ...) / u(i, i), rows from the last to
+  /// the first, rounded to Real.
+  void (*solve_rows)(const Unknowns& x) noexcept;
+
+  /// x(i, v) = -u(i, i) (u(i, i+1) x(i+1, v) + u(i, i+2) x(i+2, v) + ...) likewise, the sum from 0, for the
+  /// rows above a lane's last one.
+  void (*invert_rows)(const Unknowns& x) noexcept;
+
+  /// Rows i = done..rows-1, ascending: x(i, v) = (x(i, v) - s) / P[i * height + i], rounded to Real, where s is
+  /// sums(i, v) + P[i * height] x(0, v) + P[i * height + 1] x(1, v) + ..., i terms, ascending. x(i, v) stands at
+  /// X[i * width + v], sums(i, v) likewise; width is a multiple of 8.
+  void (*next_rows)(const double* P, int height, int done, int rows, const double* sums, int width,
+                    double* X) noexcept;
 
   // -- reflections ----------------------------------------------------------------------------------
 

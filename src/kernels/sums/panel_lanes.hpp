@@ -113,10 +113,10 @@ inline std::uint32_t lines_with(Edge e, int r, int n, int t) {
 /// Order:     t ascending.
 template <int vectors, int columns, bool whole>
 struct Part {
-  static constexpr int last = (vectors - 1) * Lanes::width;
+  static constexpr int count = columns, last = (vectors - 1) * Lanes::width;
   const Tile& x;
-  const int r0, c0, rows;
-  const Lanes::Mask rest;
+  int r0, c0, rows;
+  Lanes::Mask rest;
   const double* Q[columns];
   Lanes acc[columns][vectors];
 
@@ -146,6 +146,12 @@ struct Part {
             f(acc[c][v], sums + v * Lanes::width, first_lanes(height - v * Lanes::width));
       }
     }
+  }
+
+  /// The sums of another part become those of this one.
+  void take(const Part& other) {
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+        acc[c][v] = other.acc[c][v];
   }
 
   void begin() {
@@ -230,19 +236,28 @@ struct Part {
   }
 };
 
-/// All parts of a tile that fit the registers, each by f(vectors, columns, r0, c0).
-template <class F>
+/// f(part) for all parts of a tile, of a size that fits the registers. With `few` there are fewer kinds: of
+/// eight lanes whole parts are taken as any, and high ones of four columns as of eight.
+template <bool few, class F>
 inline void each_part(const Tile& x, F f) {
   constexpr int columns_at_once = Lanes::width;
   int r0 = 0;
+  const auto some = [&](auto vectors, auto columns, int c0) {
+    constexpr int v = decltype(vectors)::value, c = decltype(columns)::value;
+    constexpr bool whole = !few || Lanes::width == 4;
+    if (whole && x.rows - r0 >= v * Lanes::width)
+      f(Part<v, c, whole>(x, r0, c0));
+    else
+      f(Part<v, c, false>(x, r0, c0));
+  };
   const auto columns = [&](auto vectors) {
     int c0 = 0;
     for (; x.columns - c0 > 1; c0 += columns_at_once)
-      if (columns_at_once > 4 && x.columns - c0 <= 4)
-        f(vectors, Count<4>{}, r0, c0);
+      if (columns_at_once > 4 && (!few || decltype(vectors)::value == 1) && x.columns - c0 <= 4)
+        some(vectors, Count<4>{}, c0);
       else
-        f(vectors, Count<columns_at_once>{}, r0, c0);
-    if (x.columns - c0 == 1) f(vectors, Count<1>{}, r0, c0);
+        some(vectors, Count<columns_at_once>{}, c0);
+    if (x.columns - c0 == 1) some(vectors, Count<1>{}, c0);
   };
   for (; x.rows - r0 > 2 * Lanes::width; r0 += 3 * Lanes::width) columns(Count<3>{});
   if (x.rows - r0 > Lanes::width)
@@ -252,29 +267,37 @@ inline void each_part(const Tile& x, F f) {
 }
 
 void tile(const Tile& x) noexcept {
-  each_part(x, [&](auto vectors, auto columns, int r0, int c0) {
-    const auto form = [&](auto part) {
-      part.begin();
-      part.add({x.first, x.end});
-      part.put();
-    };
-    constexpr int v = decltype(vectors)::value, c = decltype(columns)::value;
-    if (x.rows - r0 >= v * Lanes::width)
-      form(Part<v, c, true>(x, r0, c0));
-    else
-      form(Part<v, c, false>(x, r0, c0));
+  each_part<false>(x, [&](auto part) {
+    part.begin();
+    part.add({x.first, x.end});
+    part.put();
   });
+}
+
+/// part.add(run). With four lanes in a function of its own, so that nothing else takes one of the sixteen
+/// registers that its loop needs.
+template <class Part>
+[[gnu::noinline]] void add_apart(Part& part, Run run) {
+  Part own = part;
+  own.add(run);
+  part.take(own);
+}
+template <class Part>
+inline void add_all(Part& part, Run run) {
+  if (Lanes::width == 8) return part.add(run);
+  Part own = part;
+  add_apart(own, run);
+  part.take(own);
 }
 
 /// In each part the terms in order: a run that the same rows and columns have goes the shortest way.
 void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
-  each_part(x, [&](auto vectors, auto count, int r0, int c0) {
-    constexpr int v = decltype(vectors)::value, c = decltype(count)::value;
-    const int height = least(x.rows - r0, v * Lanes::width), width = least(x.columns - c0, c);
+  each_part<true>(x, [&](auto part) {
+    const int r0 = part.r0, c0 = part.c0, height = least(part.rows, part.last + Lanes::width),
+              width = part.column(part.count - 1) + 1 - c0;
     const Run run{x.first, x.end},
         some = some_have(rows, r0, height, run).within(some_have(columns, c0, width, run)),
         row_all = all_have(rows, r0, height, run), column_all = all_have(columns, c0, width, run);
-    Part<v, c, false> part(x, r0, c0);
     part.begin();
     for (int t = some.first, end; t < some.end; t = end) {
       end = least(row_all.next(t, some.end), column_all.next(t, some.end));
@@ -283,7 +306,7 @@ void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
       else if (!row_all.has(t))
         part.add_by_rows({t, end}, rows);
       else if (column_all.has(t))
-        part.add({t, end});
+        add_all(part, {t, end});
       else if (columns.band == Band::to_l)
         part.template add_by_columns<true>({t, end}, columns.at);
       else
@@ -439,33 +462,6 @@ inline void all_line_sums(Factor factor, const double* X, int lanes, int terms, 
 
 void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
   all_line_sums<false>([=](int t) { return q[t]; }, X, lanes, terms, sums);
-}
-
-template <bool subtract, class Factor>
-inline void banded_line_sums(Factor factor, const double* X, int lanes, int terms, int band,
-                             double* sums) {
-  for (int v = 0; v < lanes; v += Lanes::width) {
-    Lanes acc = Lanes::load(sums + v);
-    for (int t = 0; t < terms; ++t) {
-      const int dead = band + t - v;
-      if (dead >= Lanes::width) break;
-      const Lanes::Mask live = Lanes::mask(dead <= 0 ? ~0U : ~0U << dead);
-      const Lanes f = Lanes::of(factor(t)), x = Lanes::load(X + std::ptrdiff_t{t} * lanes + v);
-      acc = subtract ? fnma(f, x, acc, live) : fma(f, x, acc, live);
-    }
-    acc.put(sums + v);
-  }
-}
-
-template <class Real>
-void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int lanes, int terms,
-              bool subtract, const int* band, double* sums) noexcept {
-  const auto factor = [=](int t) { return double(columns[t][row]); };
-  if (band)
-    return subtract ? banded_line_sums<true>(factor, X, lanes, terms, *band, sums)
-                    : banded_line_sums<false>(factor, X, lanes, terms, *band, sums);
-  subtract ? all_line_sums<true>(factor, X, lanes, terms, sums)
-           : all_line_sums<false>(factor, X, lanes, terms, sums);
 }
 
 // -- reflections ------------------------------------------------------------------------------------

@@ -46,16 +46,6 @@ void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real*
 }
 
 template <class Real>
-void add_rows(const Real* const* columns, std::ptrdiff_t row, const double* X, int width, int terms,
-              bool subtract, const int* band, double* sums) noexcept {
-  for (int t = 0; t < terms; ++t, X += width) {
-    const double factor = subtract ? -double(columns[t][row]) : double(columns[t][row]);
-    for (int v = 0; v < width; ++v)
-      if (!band || v >= *band + t) sums[v] = mul_add(factor, X[v], sums[v]);
-  }
-}
-
-template <class Real>
 void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
              const double* const* u, const double* const* t, bool keep, const double* next,
              double* s) noexcept {

@@ -160,7 +160,7 @@ class Product {
   void form() noexcept;
 
  private:
-  static constexpr int most_rows = 96, most_columns = 64, most_terms = 256;
+  static constexpr int most_rows = 96, most_columns = 48, most_terms = 256;
   static constexpr int column_stride = most_terms + 8;  // packing fills up to a multiple of 8
 
   void form_block(Lines rows, Lines columns, Terms range, bool first, bool last) noexcept;

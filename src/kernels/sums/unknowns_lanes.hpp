@@ -1,0 +1,183 @@
+// kernels/sums/unknowns_lanes.hpp - rows of unknowns, in vectors.
+#pragma once
+
+#include "kernels/lanes/lanes.hpp"
+#include "kernels/sums/unknowns.hpp"
+
+namespace tabfit {
+namespace {
+
+/// A number by which many are divided.
+///
+/// Why:       a division takes as long as a dozen multiplications, and a small system has as many divisions as
+///            sums.
+/// Shape:     `moderate` if 2^-400 <= |d| <= 2^400. With numerators of that range all below is far from
+///            overflow and from the subnormal numbers.
+/// Invariant: y is 1/d, rounded. a y is within 1.5 units in the last place of a/d. A step q + (a - q d) y
+///            makes that less than one unit, and then a - q d is exact. From such a q the next step gives
+///            a/d rounded to nearest: what is added misses a/d - q by one rounding of y only, 2^-53 of it,
+///            and no quotient of two doubles lies that close to the middle between two doubles.
+struct RowDivisor {
+  Lanes d, y;
+  bool moderate;
+
+  explicit RowDivisor(double divisor)
+      : d(Lanes::of(divisor)), y(Lanes::of(1.0 / divisor)), moderate(in_range(d)) {}
+
+  static bool in_range(Lanes a) {
+    const Lanes size = magnitude(a);
+    return !(below(size, Lanes::of(0x1p-400)) | below(Lanes::of(0x1p400), size));
+  }
+
+  /// a / d, rounded to nearest.
+  Lanes under(Lanes a) const {
+    if (!moderate || !in_range(a)) return a / d;
+    Lanes q = a * y;
+    q = fma(fnma(q, d, a), y, q);
+    return fma(fnma(q, d, a), y, q);
+  }
+};
+
+/// What the two systems of rows differ in: solve_rows subtracts terms and divides, invert_rows adds them and
+/// multiplies. Unknowns of floats are rounded to float.
+struct System {
+  bool divide, floats;
+};
+
+/// own[v] = what the sums give, for the lanes from `first` on; from the next one if the rows of a lane end
+/// above the diagonal.
+[[gnu::noinline]] void finish_row(const Lanes* sums, int vectors, double diagonal, System system,
+                                  int first, double* own) {
+  const RowDivisor divisor(system.divide ? diagonal : 1.0);
+  const Lanes negative = Lanes::of(-diagonal);
+  const int begin = system.divide ? first : first + 1;
+  for (int v = 0; v < vectors; ++v, own += Lanes::width) {
+    const int gone = begin - v * Lanes::width;
+    if (gone >= Lanes::width) continue;
+    Lanes found = system.divide ? divisor.under(sums[v]) : negative * sums[v];
+    if (system.floats) found = found.rounded(static_cast<float*>(nullptr));
+    if (gone <= 0)
+      found.put(own);
+    else
+      found.put(own, Lanes::mask(~0U << gone));
+  }
+}
+
+/// Rows of unknowns with `vectors` of right-hand sides.
+///
+/// Why:       a sum begins with the newest unknown, so only right-hand sides go side by side. Eight vectors
+///            of them cover the latency of a step, and each element of U is used once for all of them.
+/// Shape:     all lanes have the terms up to row `corner`; from there every row is one lane's last. Of the
+///            vector to which that lane belongs the lanes behind take the step, of later ones all.
+/// Invariant: rows below the present one are final; acc[v] holds the terms up to the present one.
+/// Order:     rows from the last to the first, terms ascending.
+template <int vectors>
+void unknown_rows(const Unknowns& x, System system) {
+  constexpr int width = vectors * Lanes::width;
+  const double sign = system.divide ? -1.0 : 1.0;
+  for (int r = x.rows - 1; r >= 0; --r) {
+    const int i = x.first + r;
+    const double *u = x.P + r, *known = x.X + std::ptrdiff_t{i + 1} * width;
+    double* own = x.X + std::ptrdiff_t{i} * width;
+    const auto factor = [&](int l) {
+      return Lanes::of(sign * u[std::ptrdiff_t{l - x.first} * x.height]);
+    };
+    Lanes acc[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] =
+        system.divide ? Lanes::load(own + v * Lanes::width) : Lanes::zero();
+    const int all = x.corner < x.end ? x.corner + 1 : x.end;
+    int l = i + 1;
+    for (; l < all; ++l, known += width) {
+      const Lanes f = factor(l);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] =
+          fma(f, Lanes::load(known + v * Lanes::width), acc[v]);
+    }
+    TABFIT_UNROLL for (int b = 0; b < vectors; ++b) {
+      const int begin = x.corner + b * Lanes::width;
+      for (; l < x.end && l - begin < Lanes::width; ++l, known += width) {
+        const Lanes f = factor(l);
+        acc[b] = fma(f, Lanes::load(known + b * Lanes::width), acc[b], Lanes::mask(~0U << (l - begin)));
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) if (v > b) acc[v] =
+            fma(f, Lanes::load(known + v * Lanes::width), acc[v]);
+      }
+    }
+    finish_row(acc, vectors, u[r * x.height], system, i - x.corner, own);
+  }
+}
+
+void all_unknown_rows(const Unknowns& x, System system) {
+  switch (x.width / Lanes::width) {
+    case 8:
+      return unknown_rows<8>(x, system);
+    case 7:
+      return unknown_rows<7>(x, system);
+    case 6:
+      return unknown_rows<6>(x, system);
+    case 5:
+      return unknown_rows<5>(x, system);
+    case 4:
+      return unknown_rows<4>(x, system);
+    case 3:
+      return unknown_rows<3>(x, system);
+    case 2:
+      return unknown_rows<2>(x, system);
+    default:
+      return unknown_rows<1>(x, system);
+  }
+}
+
+template <class Real>
+void solve_rows(const Unknowns& x) noexcept {
+  all_unknown_rows(x, {.divide = true, .floats = sizeof(Real) == sizeof(float)});
+}
+
+template <class Real>
+void invert_rows(const Unknowns& x) noexcept {
+  all_unknown_rows(x, {.divide = false, .floats = sizeof(Real) == sizeof(float)});
+}
+
+/// Rows that follow known ones, `vectors` of lanes from lane 0 of X on.
+///
+/// Why:       a row waits for the one before it, vectors of one row do not wait for each other.
+/// Shape:     as next_rows has it.
+/// Invariant: rows before the present one are final.
+/// Order:     rows ascending, terms ascending.
+template <int vectors, class Real>
+void next_vectors(const double* P, int height, int done, int rows, const double* sums, int width,
+                  double* X) {
+  for (int i = done; i < rows; ++i) {
+    const double* u = P + i * height;
+    double* own = X + i * width;
+    Lanes acc[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] =
+        Lanes::load(sums + i * width + v * Lanes::width);
+    const double* known = X;
+    for (int t = 0; t < i; ++t, known += width) {
+      const Lanes f = Lanes::of(u[t]);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] =
+          fma(f, Lanes::load(known + v * Lanes::width), acc[v]);
+    }
+    const RowDivisor diagonal(u[i]);
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
+        diagonal.under(Lanes::load(own + v * Lanes::width) - acc[v])
+            .rounded(static_cast<Real*>(nullptr))
+            .put(own + v * Lanes::width);
+  }
+}
+
+template <class Real>
+void next_rows(const double* P, int height, int done, int rows, const double* sums, int width,
+               double* X) noexcept {
+  int v = 0;
+  const auto some = [&](auto vectors) {
+    next_vectors<decltype(vectors)::value, Real>(P, height, done, rows, sums + v, width, X + v);
+    v += decltype(vectors)::value * Lanes::width;
+  };
+  while (width - v >= 8 * Lanes::width) some(Count<8>{});
+  if (width - v >= 4 * Lanes::width) some(Count<4>{});
+  if (width - v >= 2 * Lanes::width) some(Count<2>{});
+  if (width - v >= Lanes::width) some(Count<1>{});
+}
+
+}  // namespace
+}  // namespace tabfit
