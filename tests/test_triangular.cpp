@@ -328,7 +328,7 @@ TWIN_TEST(TriangularInverses, KeepAnOddElementToTheColumnsThatReadIt) {
       }
 }
 
-// Up to order 3072 the unknowns of eight columns fit the scratch; beyond, they are found one by one.
+// Up to order 2816 the unknowns of eight columns fit the scratch; beyond, they are found one by one.
 TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
   Random random(70);
   for (const int n : {2816, 2817}) {
