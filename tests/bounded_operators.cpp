@@ -1,5 +1,5 @@
-// tests/bounded_operators.cpp - does one step with numbers that carry a bound, a line of standard input each,
-// for checks/bounds.py.
+// tests/bounded_operators.cpp - does one step with numbers that carry a bound, a line of standard input
+// each, for checks/bounds.py.
 //
 //   in:   d|f OPERATOR NUMBER...   doubles as hexadecimal integers; a bounded number is three of them
 //   out:  HIGH LOW BOUND           of `store`: DOUBT RESULT

@@ -825,8 +825,8 @@ struct Conditions {
     }
   }
 
-  /// The multipliers of the active constraints: w = -C_active^T u, by elimination in long double from the
-  /// normal equations. None if the constraints are nearly dependent.
+  /// The multipliers of the active constraints: w = -C_active^T u, by elimination in long double from
+  /// the normal equations. None if the constraints are nearly dependent.
   std::optional<std::vector<double>> multipliers() const {
     const int n = problem.n, p = static_cast<int>(active.size());
     if (p > n) return {};

@@ -1,5 +1,5 @@
-// Forty calls whose status, outputs and memory a reader foretold from the headers alone. Each test holds what
-// the headers say at an edge: the first words of its name are the operation.
+// Forty calls whose status, outputs and memory a reader foretold from the headers alone. Each test
+// holds what the headers say at an edge: the first words of its name are the operation.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -55,9 +55,9 @@ double Knots::place(double x) const {
   return double((static_cast<long double>(x) - first) / width * (n + 1));
 }
 
-// At an abscissa three (on a knot) or four neighbours of the n + 4 B-splines are not zero. Abscissae ascend, and
-// the first free B-spline is the best choice. The ends of the range need no rule of their own: one abscissa
-// lies at each and takes one.
+// At an abscissa three (on a knot) or four neighbours of the n + 4 B-splines are not zero. Abscissae
+// ascend, and the first free B-spline is the best choice. The ends of the range need no rule of their
+// own: one abscissa lies at each and takes one.
 template <class Real>
 int rank_of_design(const Knots& knots, const std::vector<Real>& x) {
   int free = 0, rank = 0;

@@ -6,7 +6,8 @@
 
 namespace tabfit::tool {
 
-/// Throws NoResult if there are too few data for the size, or the precision does not carry so many knots.
+/// Throws NoResult if there are too few data for the size, or the precision does not carry so many
+/// knots.
 template <class Real>
 void check_size(const Pairs<Real>& data, Kind kind, int size);
 
@@ -14,7 +15,8 @@ void check_size(const Pairs<Real>& data, Kind kind, int size);
 template <class Real>
 [[noreturn]] void refuse_rank(const Pairs<Real>& data, Kind kind, int size, int rank);
 
-/// The tolerance is relative to half the range. Names the two neighbours that are closest to each other.
+/// The tolerance is relative to half the range. Names the two neighbours that are closest to each
+/// other.
 template <class Real>
 [[noreturn]] void refuse_closest(const Pairs<Real>& data, double tolerance);
 

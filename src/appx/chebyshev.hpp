@@ -19,8 +19,8 @@ inline double clamp_to_reference(double t) noexcept {
   return t;
 }
 
-// P_chebder and P_cheb take one point: the polynomials as they are defined, for tests and for reading. Fits
-// hand many points to the kernels.
+// P_chebder and P_cheb take one point: the polynomials as they are defined, for tests and for reading.
+// Fits hand many points to the kernels.
 
 /// Derivative of polynomial k from the values c[j] of the polynomials below it: k times the sum of
 /// w c[j], j = k-1, k-3, ..., summed ascending, with w = 1 for j = 0 and 2 otherwise; 0 for k = 0.

@@ -30,8 +30,8 @@ template <class Real>
 int AX_apxvals(Real* const* T, int n, const Real* a, int k, const Real* v, Real* s, Real* s1,
                Real* s2) noexcept;
 
-/// Evaluates a fit of the m points (x, y) at k points v; s[k] and s[k + 1] become its root mean square and
-/// greatest residual. s first holds the values at the data: it has max(m, k + 2) elements.
+/// Evaluates a fit of the m points (x, y) at k points v; s[k] and s[k + 1] become its root mean square
+/// and greatest residual. s first holds the values at the data: it has max(m, k + 2) elements.
 template <class Real>
 void values_and_residuals(Real* const* T, int n, const Real* a, int m, const Real* x, const Real* y,
                           int k, const Real* v, Real* s, Real* s1, Real* s2) noexcept;

@@ -1,5 +1,5 @@
-// kernels/table.hpp - fills the table of an instruction set: each member with the body of its name that the
-// file including this has included before.
+// kernels/table.hpp - fills the table of an instruction set: each member with the body of its name that
+// the file including this has included before.
 #pragma once
 
 #include "kernels/lanes/choice.hpp"
@@ -40,7 +40,7 @@ constexpr ElementKernels<Real> element_table = {
     .substitute = substitute<Real>,
 };
 
-constexpr Kernels table = {
+inline constexpr Kernels table = {
     .lanes = lanes,
     .tile = tile,
     .banded_tile = banded_tile,

@@ -20,7 +20,7 @@
 namespace tabfit {
 namespace {
 
-// -- blocks of columns, from the last row to the first --------------------------------------------------
+// -- blocks of columns, from the last row to the first -----------------------------------------------
 
 /// Columns of unknowns side by side, row i at X + i * width, and the rows of U that are in work.
 struct Scratch {
@@ -28,8 +28,8 @@ struct Scratch {
   alignas(64) double X[unknowns];
   alignas(64) double P[factors + most_height];  // packing fills up to a multiple of 8
 
-  /// Columns that are worked on together when each has n rows: eight vectors of them at most, and 0 if not
-  /// even eight columns fit.
+  /// Columns that are worked on together when each has n rows: eight vectors of them at most, and 0 if
+  /// not even eight columns fit.
   static int width(int n, int columns) noexcept {
     const int most = 8 * kernels().lanes;
     const int wanted = columns < most ? (columns + 7) / 8 * 8 : most;
@@ -39,8 +39,8 @@ struct Scratch {
 
 /// All rows of the unknowns in `scratch`, `count` of each lane, by a kernel for a few rows.
 ///
-/// Why:       U is read down its columns, eight rows at a time, and used across: so these rows are packed,
-///            as doubles, before the kernel takes them one by one.
+/// Why:       U is read down its columns, eight rows at a time, and used across: so these rows are
+///            packed, as doubles, before the kernel takes them one by one.
 template <class Real, class Kernel>
 void solve_columns(Kernel kernel, Real* const* U, int rows, int width, int corner,
                    Scratch& scratch) noexcept {
@@ -115,7 +115,7 @@ void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
   }
 }
 
-// -- blocks of rows, from the first to the last ---------------------------------------------------------
+// -- blocks of rows, from the first to the last ------------------------------------------------------
 
 // The sums over all rows before the block are one product; the block's own rows follow one by one.
 template <class Real>
@@ -157,7 +157,7 @@ void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
   for (int i = 0; i < n; i += panel_rows) forward_rows(U, i, 0, std::min(panel_rows, n - i), B, B, p);
 }
 
-// -- columns that end on the diagonal --------------------------------------------------------------------
+// -- columns that end on the diagonal ----------------------------------------------------------------
 
 namespace {
 
@@ -183,7 +183,8 @@ void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
   }
 }
 
-/// x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), where the diagonal of T holds 1 / u(i,i), and
+/// x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), where the diagonal of T holds 1 /
+/// u(i,i), and
 /// x(j,j) is that.
 template <class Real>
 void invert_column(Real* const* T, int j) noexcept {

@@ -16,8 +16,8 @@ namespace {
 
 constexpr int most_rows = panel_rows;  // of a diagonal block
 
-/// The sums over the rows above the diagonal block: sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j, at
-/// sums[i * lanes + j].
+/// The sums over the rows above the diagonal block: sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j,
+/// at sums[i * lanes + j].
 template <class Real>
 void sum_rows_above(Real* const* U, int i0, int rows, int lanes, double* sums) noexcept {
   alignas(64) double tall[most_rows * most_rows];

@@ -59,8 +59,8 @@ Pivot<Real> eliminate(Real* const* A, int n, int k, int r, Real p) noexcept {
   return next;
 }
 
-/// Undoes the exchanges of the elimination, the newest first: a row exchange of A is a column exchange of
-/// the inverse, and the other way round.
+/// Undoes the exchanges of the elimination, the newest first: a row exchange of A is a column exchange
+/// of the inverse, and the other way round.
 template <class Real>
 void undo_exchanges(Real** A, int n, const int* row, const int* col) noexcept {
   // Deliberate: the column pointers stay exchanged: column j of the inverse is where A[j] leads.

@@ -24,16 +24,18 @@
 namespace tabfit {
 namespace {
 
-// What is not yet reduced of a table of n + k columns, in three forms with the same operations. Positions
-// are those of the columns in the table; the owner exchanges the table's pointers.
+// What is not yet reduced of a table of n + k columns, in three forms with the same operations.
+// Positions are those of the columns in the table; the owner exchanges the table's pointers.
 //
 //   norms(h)              h[j] = squared norm of matrix column j
 //   finish_row(i, h)      row i of the matrix columns behind position i is final: h[j] loses its square
 //   exchange(l, c)        columns l and c have changed places in the table
 //   take(l)               column l, updated from row l on, is in the table from now on
 //   exchange_rows(l, r)   in all columns behind position l
-//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the table
-//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows l..m-1
+//   reflect(l, beta, j0)  y = y - ((u' y) / beta) u in rows l..m-1 of columns j0.., u column l in the
+//   table
+//   give_back(j0, l)      columns from position j0 on are in the table, brought up to date in rows
+//   l..m-1
 
 /// In the table itself, one column after the other, without scratch.
 template <class Real>
@@ -65,8 +67,8 @@ class InPlace {
 ///
 /// Why:       a pass over the columns is what costs. What the next step looks at is brought up to date
 ///            before it: row l and the pivot column.
-/// Invariant: rows l..m-1 of the columns from last_from_ on still miss the reflection with u_ and t_, if
-///            one is waiting.
+/// Invariant: rows l..m-1 of the columns from last_from_ on still miss the reflection with u_ and t_,
+///            if one is waiting.
 template <class Real>
 class Columns {
  public:
@@ -137,8 +139,8 @@ class Columns {
 ///            the pass that forms the sums of the next one applies them, and keeps the result only when
 ///            no more may wait. What the next step looks at is brought up to date before that: row l
 ///            and the pivot column.
-/// Shape:     every column has a slot, and a panel is eight slots. A column that is taken leaves its slot
-///            empty. When eight slots are empty, the columns of the last panel move into them.
+/// Shape:     every column has a slot, and a panel is eight slots. A column that is taken leaves its
+///            slot empty. When eight slots are empty, the columns of the last panel move into them.
 /// Invariant: rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_. Columns before
 ///            last_from_ never get the last of these.
 template <class Real>
@@ -287,7 +289,8 @@ struct Reflection {
   double beta, multiple;
 };
 
-/// u = column l + s e(l), in place: only element l differs from the column, whose norm is sigma. R(l,l) = -s.
+/// u = column l + s e(l), in place: only element l differs from the column, whose norm is sigma. R(l,l)
+/// = -s.
 template <class Real>
 Reflection form_reflection(Real* u, int l, double sigma) noexcept {
   const double a = u[l];
@@ -344,8 +347,8 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
   return M_QRD_OK;
 }
 
-/// The decomposition in a form whose scratch lies on the stack for a small table and in a block for a large
-/// one; if that cannot be had, the table is worked in place without.
+/// The decomposition in a form whose scratch lies on the stack for a small table and in a block for a
+/// large one; if that cannot be had, the table is worked in place without.
 template <template <class> class Form, class Real>
 int reduce_in(Real** A, int m, int n, int k, int* ip, double* h) noexcept {
   constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table + 32768, line = 64;

@@ -446,7 +446,8 @@ int copies_accepted() {
 
 // -- fits far from 0 ---------------------------------------------------------------------------------
 
-/// Of 1,000 fits of 12 points, with the centre q half-widths from 0, how many refuse an end of their own.
+/// Of 1,000 fits of 12 points, with the centre q half-widths from 0, how many refuse an end of their
+/// own.
 template <class Real>
 std::string ends_refused(bool polynomial, double q) {
   Random random(9000);

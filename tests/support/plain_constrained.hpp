@@ -66,8 +66,8 @@ int end_at_zero(Real* const* A, int m, int n, Real* r, Real* rn) {
   return 1;
 }
 
-/// x moves towards z, elements 0..k-1, as far as no element from `first` on falls below 0; what is small then
-/// becomes 0. Returns the fraction of the way.
+/// x moves towards z, elements 0..k-1, as far as no element from `first` on falls below 0; what is
+/// small then becomes 0. Returns the fraction of the way.
 template <class Real>
 double move_towards(const std::vector<Real>& z, int first, int k, std::vector<Real>& x) {
   double alpha = step_bound<Real>;

@@ -1,4 +1,5 @@
-// kernels/lanes/arm64.hpp - four doubles in two registers of arm64. lanes.hpp says what each function is.
+// kernels/lanes/arm64.hpp - four doubles in two registers of arm64. lanes.hpp says what each function
+// is.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// kernels/lanes/avx2.hpp - four doubles in a register of AVX2, with FMA. lanes.hpp says what each function is.
+// kernels/lanes/avx2.hpp - four doubles in a register of AVX2, with FMA. lanes.hpp says what each
+// function is.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// kernels/lanes/avx512.hpp - eight doubles in a register of AVX-512. lanes.hpp says what each function is.
+// kernels/lanes/avx512.hpp - eight doubles in a register of AVX-512. lanes.hpp says what each function
+// is.
 #pragma once
 
 #include <cstddef>

@@ -1,8 +1,8 @@
 // kernels/lanes/choice.cpp - the one place that asks what the processor has.
 #include "kernels/lanes/choice.hpp"
 
-// The widest kernels to use, for tests of what narrower processors get: 0 plain loops, 1 AVX2 or those of
-// arm64, 2 AVX-512.
+// The widest kernels to use, for tests of what narrower processors get: 0 plain loops, 1 AVX2 or those
+// of arm64, 2 AVX-512.
 #ifndef TABFIT_WIDEST_KERNELS
 #define TABFIT_WIDEST_KERNELS 2
 #endif

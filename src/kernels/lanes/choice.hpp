@@ -1,8 +1,8 @@
 // kernels/lanes/choice.hpp - the table of all kernels, and the choice of one for this processor.
 //
-// A kernel advances many results together, each in its own order and each step one rounding: the bits of
-// the plain loop, with every instruction set. A table holds the kernels of one set. What the operands
-// are is said where they are defined, in kernels/sums and kernels/points.
+// A kernel advances many results together, each in its own order and each step one rounding: the bits
+// of the plain loop, with every instruction set. A table holds the kernels of one set. What the
+// operands are is said where they are defined, in kernels/sums and kernels/points.
 #pragma once
 
 #include <cstddef>
@@ -57,17 +57,18 @@ struct ElementKernels {
   void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
                 double* sums) noexcept;
 
-  /// x(i, v) = (x(i, v) - u(i, i+1) x(i+1, v) - u(i, i+2) x(i+2, v) - ...) / u(i, i), rows from the last to
-  /// the first, rounded to Real.
+  /// x(i, v) = (x(i, v) - u(i, i+1) x(i+1, v) - u(i, i+2) x(i+2, v) - ...) / u(i, i), rows from the
+  /// last to the first, rounded to Real.
   void (*solve_rows)(const Unknowns& x) noexcept;
 
-  /// x(i, v) = -u(i, i) (u(i, i+1) x(i+1, v) + u(i, i+2) x(i+2, v) + ...) likewise, the sum from 0, for the
-  /// rows above a lane's last one.
+  /// x(i, v) = -u(i, i) (u(i, i+1) x(i+1, v) + u(i, i+2) x(i+2, v) + ...) likewise, the sum from 0, for
+  /// the rows above a lane's last one.
   void (*invert_rows)(const Unknowns& x) noexcept;
 
-  /// Rows i = done..rows-1, ascending: x(i, v) = (x(i, v) - s) / P[i * height + i], rounded to Real, where s is
-  /// sums(i, v) + P[i * height] x(0, v) + P[i * height + 1] x(1, v) + ..., i terms, ascending. x(i, v) stands at
-  /// X[i * width + v], sums(i, v) likewise; width is a multiple of 8.
+  /// Rows i = done..rows-1, ascending: x(i, v) = (x(i, v) - s) / P[i * height + i], rounded to Real,
+  /// where s is
+  /// sums(i, v) + P[i * height] x(0, v) + P[i * height + 1] x(1, v) + ..., i terms, ascending. x(i, v)
+  /// stands at X[i * width + v], sums(i, v) likewise; width is a multiple of 8.
   void (*next_rows)(const double* P, int height, int done, int rows, const double* sums, int width,
                     double* X) noexcept;
 
@@ -97,8 +98,8 @@ struct ElementKernels {
   // Arrays of elements are read and written up to `count`, at most point_block, only. What is written
   // for a point in doubt is not to be used.
 
-  /// u[i] = map(v[i]), offset 1, rounded to double; and in place, offset 0, rounded to Real. Returned: the
-  /// points in doubt, which in place are left as they are.
+  /// u[i] = map(v[i]), offset 1, rounded to double; and in place, offset 0, rounded to Real. Returned:
+  /// the points in doubt, which in place are left as they are.
   PointSet (*map)(const Real* v, int count, const PointMapping& map, double* u) noexcept;
   PointSet (*map_elements)(Real* v, int count, const PointMapping& map) noexcept;
 
@@ -112,8 +113,8 @@ struct ElementKernels {
   /// to Real. Returned: the points in doubt, but for those of weigh.
   PointSet (*basis)(const PointPlaces& at, int count, const Real* T, int j, Real* out) noexcept;
 
-  /// Value and derivatives of the spline with the knot values a[k + 1], rounded to double, then to Real;
-  /// each may be null. Returned: the points in doubt.
+  /// Value and derivatives of the spline with the knot values a[k + 1], rounded to double, then to
+  /// Real; each may be null. Returned: the points in doubt.
   PointSet (*spline)(const PointPlaces& at, int count, const SplinePieces& pieces, const Real* a,
                      Real* s, Real* s1, Real* s2) noexcept;
 
@@ -123,13 +124,13 @@ struct ElementKernels {
   PointSet (*find)(const Real* x, int n, const Real* t, int count, std::int32_t* k,
                    std::int32_t& last) noexcept;
 
-  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i] between them, (t - x[k]) slope +
-  /// y[k], rounded to double, then to Real. Returned: the points in doubt.
+  /// The line through the nodes k[i] and k[i] + 1 of the table x, y at t[i] between them, (t - x[k])
+  /// slope + y[k], rounded to double, then to Real. Returned: the points in doubt.
   PointSet (*line)(const Real* x, const Real* y, const std::int32_t* k, const Real* t, int count,
                    Real* out) noexcept;
 
-  /// Value and derivatives of the cubic y + b r + c r^2 + d r^3 of interval k[i] at r = t[i] - x[k], rounded
-  /// likewise; each may be null. C holds y, b, c and d, n each. Returned: the points in doubt.
+  /// Value and derivatives of the cubic y + b r + c r^2 + d r^3 of interval k[i] at r = t[i] - x[k],
+  /// rounded likewise; each may be null. C holds y, b, c and d, n each. Returned: the points in doubt.
   PointSet (*cubic)(const Real* x, const Real* C, int n, const std::int32_t* k, const Real* t,
                     int count, Real* s, Real* s1, Real* s2) noexcept;
 
@@ -143,19 +144,20 @@ struct ElementKernels {
                     double* sums) noexcept;
 
   /// Rows k = 0..p of D: k times the sum of 2 c[j][i], j = k-1, k-3, ..., but c[0] counted once, in
-  /// double, rows ascending: the derivatives of what the rows of c hold values of. With a, sums as above.
+  /// double, rows ascending: the derivatives of what the rows of c hold values of. With a, sums as
+  /// above.
   void (*chebyshev_derivatives)(int p, const Real* c, int count, std::ptrdiff_t stride, Real* D,
                                 const Real* a, double* sums) noexcept;
 
-  // -- the system of an interpolating spline, with diagonal b, off-diagonal d and right-hand side c -----
+  // -- the system of an interpolating spline, with diagonal b, off-diagonal d and right-hand side c --
 
   /// To upper bidiagonal form, rows 1..last ascending: t = d[i-1] / b[i-1], rounded to double,
   /// b[i] = b[i] - t d[i-1], c[i] = c[i] - t c[i-1].
   void (*eliminate)(Real* b, Real* c, const Real* d, int last) noexcept;
 
-  /// Solves that form, rows last..0 descending, and puts the coefficients of the interval to the right of y[i]
-  /// and of width h = d[i] in the place of row i. `right` is the unknown of row last + 1; gives that of
-  /// row last.
+  /// Solves that form, rows last..0 descending, and puts the coefficients of the interval to the right
+  /// of y[i] and of width h = d[i] in the place of row i. `right` is the unknown of row last + 1; gives
+  /// that of row last.
   ///
   ///   left = (c[i] - h right) / b[i]
   ///   b[i] = (y[i+1] - y[i]) / h - h (right + 2 left)

@@ -1,9 +1,10 @@
-// kernels/lanes/lanes.hpp - vectors of doubles, of the width that the file including this is compiled for.
+// kernels/lanes/lanes.hpp - vectors of doubles, of the width that the file including this is compiled
+// for.
 //
-// Why:       one body serves every instruction set. What each has of its own is a class of a page: avx2.hpp,
-//            avx512.hpp, arm64.hpp. The rest is the compilers' arithmetic on vectors.
-// Shape:     a lane is one of `width` results side by side. Elements in memory may have any alignment; with
-//            a mask no other lane is read or written.
+// Why:       one body serves every instruction set. What each has of its own is a class of a page:
+//            avx2.hpp, avx512.hpp, arm64.hpp. The rest is the compilers' arithmetic on vectors.
+// Shape:     a lane is one of `width` results side by side. Elements in memory may have any alignment;
+//            with a mask no other lane is read or written.
 // Invariant: no function lets a lane depend on another but greatest, transpose and turn.
 // Order:     each arithmetic function rounds every lane once, as the same step on single doubles does.
 //

@@ -1,23 +1,24 @@
-// kernels/points/bounded.hpp - numbers that carry a bound of how far the documented evaluation may be off.
+// kernels/points/bounded.hpp - numbers that carry a bound of how far the documented evaluation may be
+// off.
 //
-// The documented evaluation rounds every step of a formula to long double, 64 bits or more. Here the same
-// formula stands with the types below. An operator evaluates its step nearly exactly, and adds to the bound
-// what the documented rounding may change. put() keeps a result where all numbers within the bound are
-// stored as one. Nobody counts roundings by hand.
+// The documented evaluation rounds every step of a formula to long double, 64 bits or more. Here the
+// same formula stands with the types below. An operator evaluates its step nearly exactly, and adds to
+// the bound what the documented rounding may change. put() keeps a result where all numbers within the
+// bound are stored as one. Nobody counts roundings by hand.
 //
 //   Exact      a double: an element, a constant
 //   Known      a value that so many roundings may have changed, each by one share of it
 //   Bounded    a value with a bound
 //   Divisor    what a number is divided by, with its reciprocal
 //
-// Proof, for results in double. Rounding x to 64 bits changes it by at most 2^-64 |x|; a share is 1.01 of
-// that. Claim: after n steps the documented number is no further from high + low than
+// Proof, for results in double. Rounding x to 64 bits changes it by at most 2^-64 |x|; a share is 1.01
+// of that. Claim: after n steps the documented number is no further from high + low than
 // (1 + 2^-36)^n bound / 1.01, which is less than the bound. Each operator states its terms; what they
 // leave out is less than 2^-36 of the bound, and so the claim passes on from step to step:
 //
 //   - The bound is rounded: 2^-53 of it, twice.
-//   - A low is less than 2^13 bounds: a sum or product of doubles leaves at most 2^-53 of high, which is
-//     2^11 shares, and lows add up as the bounds do. Its three roundings come to 2^-38 bounds.
+//   - A low is less than 2^13 bounds: a sum or product of doubles leaves at most 2^-53 of high, which
+//     is 2^11 shares, and lows add up as the bounds do. Its three roundings come to 2^-38 bounds.
 //   - high takes the place of the value in a share: low and bound are 2^14 bounds, and 2^-64 of that is
 //     nothing. A product of two lows is 2^-50 of one factor, a Known, times 2^13 bounds of the other.
 //   - Products of two bounds: a Known is off by less than 2^-50 of itself.
@@ -38,7 +39,8 @@
 namespace tabfit {
 namespace {
 
-/// What is divided by, and its reciprocal in double. One outside 2^-100..2^100 makes every quotient NaN.
+/// What is divided by, and its reciprocal in double. One outside 2^-100..2^100 makes every quotient
+/// NaN.
 struct Divisor {
   static constexpr int roundings = 1;  ///< of the reciprocal
   Lanes value, inverse;
@@ -66,8 +68,8 @@ struct WideDivisor : Divisor {
 template <class Real>
 struct Value;
 
-/// high + low: high is the number in double, or nearly so, and low what is missing. Sums and products of
-/// highs are exact; a quotient is to 2^-104.
+/// high + low: high is the number in double, or nearly so, and low what is missing. Sums and products
+/// of highs are exact; a quotient is to 2^-104.
 template <>
 struct Value<double> {
   static constexpr double share = 0x1.03p-64;
@@ -167,7 +169,7 @@ inline Lanes shares(int count) {
 inline Value<double> operator-(Value<double> a) { return {-a.high, -a.low}; }
 inline Value<float> operator-(Value<float> a) { return {-a.high}; }
 
-// -- sums: off by both bounds; the rounding is one share of the sum --------------------------------------
+// -- sums: off by both bounds; the rounding is one share of the sum ----------------------------------
 
 template <class Real>
 inline Known<Real, 1> operator+(Exact<Real> a, Exact<Real> b) {
@@ -213,7 +215,7 @@ inline Bounded<Real> operator-(Bounded<Real> a, Bounded<Real> b) {
   return a + -b;
 }
 
-// -- products: off by |b| times the bound of a; the roundings of b and of the product are shares of it -----
+// -- products: off by |b| times the bound of a; the roundings of b and of the product are shares of it
 
 template <class Real, int k, class V>
 inline Bounded<Real> operator*(Exact<Real> a, Known<Real, k, V> b) {
@@ -232,7 +234,7 @@ inline Known<Real, j + k + 1> weight(Known<Real, j, V> a, Known<Real, k, W> b) {
   return {Value<Real>::product(a.value, b.value)};
 }
 
-// -- quotients: off by the bound of a over |b|; the roundings of a and of the quotient are shares of it ----
+// -- quotients: off by the bound of a over |b|; the roundings of a and of the quotient are its shares
 
 template <class Real, int k, class V, class D>
 inline Bounded<Real> operator/(Known<Real, k, V> a, const D& b) {
@@ -257,15 +259,15 @@ struct Ends {
 inline Ends ends(const Bounded<double>& x) {
   return {x.value.high + (x.value.low - x.bound), x.value.high + (x.value.low + x.bound)};
 }
-/// Two units of double wider: the ends, rounded to double, lie outside of what they bound. So float results
-/// that are rounded at once, and those that are rounded to double first, lie between them both.
+/// Two units of double wider: the ends, rounded to double, lie outside of what they bound. So float
+/// results that are rounded at once, and those that are rounded to double first, lie between them both.
 inline Ends ends(const Bounded<float>& x) {
   const Lanes bound = fma(Lanes::of(0x1p-52), magnitude(x.value.high), x.bound);
   return {x.value.high - bound, x.value.high + bound};
 }
 
-/// Stores the first `left` lanes where all of [x - bound, x + bound] rounds to one value; returns the others.
-/// A float zero between ends of different signs is in doubt: it may have either sign.
+/// Stores the first `left` lanes where all of [x - bound, x + bound] rounds to one value; returns the
+/// others. A float zero between ends of different signs is in doubt: it may have either sign.
 template <class Real>
 inline unsigned put(const Bounded<Real>& x, Real* p, int left) {
   const Ends end = ends(x);

@@ -1,10 +1,12 @@
-// kernels/points/points.hpp - long formulas for a block of points side by side: what their kernels work on.
+// kernels/points/points.hpp - long formulas for a block of points side by side: what their kernels work
+// on.
 //
-// The formulas are documented in Wide (arithmetic.hpp), which takes one point at a time. The vector kernels
-// evaluate a block in doubles, with a bound of what the documented roundings may change (bounded.hpp). Where
-// all values within the bound are stored as one result, it is the result. The other points are in doubt:
-// about one in a hundred, and all with NaN, infinities or the ends of the exponents' range. The caller
-// evaluates them in Wide. So the bits are those of the plain formula, with every instruction set.
+// The formulas are documented in Wide (arithmetic.hpp), which takes one point at a time. The vector
+// kernels evaluate a block in doubles, with a bound of what the documented roundings may change
+// (bounded.hpp). Where all values within the bound are stored as one result, it is the result. The
+// other points are in doubt: about one in a hundred, and all with NaN, infinities or the ends of the
+// exponents' range. The caller evaluates them in Wide. So the bits are those of the plain formula, with
+// every instruction set.
 #pragma once
 
 #include "kernels/lanes/choice.hpp"
@@ -57,8 +59,8 @@ struct PointPlaces {
   PointSet level;  ///< bit i: the points of the kernel's vector that begins with i lie in one interval
 };
 
-/// What the pieces of a spline share: a grid over data of half width hw, and the second derivatives C at
-/// its knots.
+/// What the pieces of a spline share: a grid over data of half width hw, and the second derivatives C
+/// at its knots.
 struct SplinePieces {
   const BasisGrid& grid;
   double hw;

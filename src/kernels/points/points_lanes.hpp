@@ -2,10 +2,10 @@
 // including this is compiled for.
 //
 // Why:       the formulas are documented in long double, which has no vectors.
-// Shape:     blocks of at most point_block points; whole vectors of indices are read, and no element behind
-//            the last point.
-// Invariant: a formula stands as it is documented, in the numbers of bounded.hpp. What put() stores has the
-//            documented bits; it returns the other points.
+// Shape:     blocks of at most point_block points; whole vectors of indices are read, and no element
+//            behind the last point.
+// Invariant: a formula stands as it is documented, in the numbers of bounded.hpp. What put() stores has
+//            the documented bits; it returns the other points.
 // Order:     every point for itself; within a formula, the documented order of its sums.
 #pragma once
 
@@ -77,7 +77,8 @@ class Intervals {
 
 // -- splines ----------------------------------------------------------------------------------------
 
-/// Why:       the interval is the whole part of u / h, which the documented rounding may raise to the next.
+/// Why:       the interval is the whole part of u / h, which the documented rounding may raise to the
+///            next.
 /// Invariant: where u / h, a little more and a little less, have one whole part, it is the interval.
 PointSet locate(const BasisGrid& grid, double tol, int count, double* u, PointPlaces& at,
                 PointSet& outside) noexcept {
@@ -102,8 +103,8 @@ PointSet locate(const BasisGrid& grid, double tol, int count, double* u, PointPl
   return doubts & ~outside;
 }
 
-/// What a spline's value in an interval is made of, at a place t of 2^-11..1, where 64 bits hold the three
-/// differences.
+/// What a spline's value in an interval is made of, at a place t of 2^-11..1, where 64 bits hold the
+/// three differences.
 template <class Real>
 struct Place {
   using Weight = Known<Real, Value<Real>::of_exact_sum>;
@@ -170,13 +171,16 @@ inline Known<float, 4> weight_at(const double* high, const double*, const float*
   return {Lanes::load(high)};
 }
 
-/// e1 (1 - t) + e2 t - (left (1 - t) a + right t b), where one of e1 and e2 is 1, or none, and the other 0.
+/// e1 (1 - t) + e2 t - (left (1 - t) a + right t b), where one of e1 and e2 is 1, or none, and the
+/// other 0.
 ///
-/// Why:       all basis functions share the weights of a and b, and most have no knot value in an interval:
-///            the documented order, (e1 - left a) (1 - t) + (e2 - right b) t, takes twice the time.
+/// Why:       all basis functions share the weights of a and b, and most have no knot value in an
+///            interval: the documented order, (e1 - left a) (1 - t) + (e2 - right b) t, takes twice the
+///            time.
 /// Shape:     the places are weighed; at.level says which vectors lie in one interval.
-/// Invariant: where e1 is 1, the documented order rounds two numbers that e1 (1 - t) and left (1 - t) a bound
-///            together: two shares of the former, and one more of the latter, cover them; e2 likewise.
+/// Invariant: where e1 is 1, the documented order rounds two numbers that e1 (1 - t) and left (1 - t) a
+///            bound together: two shares of the former, and one more of the latter, cover them; e2
+///            likewise.
 template <class Real>
 PointSet basis(const PointPlaces& at, int count, const Real* T, int j, Real* out) noexcept {
   return each_vector(count, [&](int i, int left) {

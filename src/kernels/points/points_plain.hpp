@@ -1,5 +1,5 @@
-// kernels/points/points_plain.hpp - the kernels for points as plain loops, with all points in doubt where
-// the formula is evaluated in Wide.
+// kernels/points/points_plain.hpp - the kernels for points as plain loops, with all points in doubt
+// where the formula is evaluated in Wide.
 #pragma once
 
 #include "kernels/points/points.hpp"
@@ -120,8 +120,8 @@ void chebyshev_derivatives(int p, const Real* c, int count, std::ptrdiff_t strid
   }
 }
 
-PointSet locate(const BasisGrid&, double tol, int count, double* u, PointPlaces&,
-                PointSet& outside) noexcept {
+inline PointSet locate(const BasisGrid&, double tol, int count, double* u, PointPlaces&,
+                       PointSet& outside) noexcept {
   outside = 0;
   for (int i = 0; i < count; ++i) {
     if (!(u[i] >= -tol) || u[i] > 2.0 + tol) outside |= PointSet(1) << i;  // NaN fails too
@@ -131,7 +131,9 @@ PointSet locate(const BasisGrid&, double tol, int count, double* u, PointPlaces&
   return first_points(count) & ~outside;
 }
 
-PointSet weigh(const BasisGrid&, int count, PointPlaces&) noexcept { return first_points(count); }
+inline PointSet weigh(const BasisGrid&, int count, PointPlaces&) noexcept {
+  return first_points(count);
+}
 
 }  // namespace
 }  // namespace tabfit

@@ -1,7 +1,8 @@
-// kernels/points/spline.hpp - the tridiagonal system of an interpolating cubic spline, and its solution.
+// kernels/points/spline.hpp - the tridiagonal system of an interpolating cubic spline, and its
+// solution.
 //
-// The formulas are documented in long double, rounded once to Real. spline_plain.hpp evaluates them so, row
-// by row; spline_lanes.hpp four rows at a time, with the same bits.
+// The formulas are documented in long double, rounded once to Real. spline_plain.hpp evaluates them so,
+// row by row; spline_lanes.hpp four rows at a time, with the same bits.
 #pragma once
 
 namespace tabfit {

@@ -2,9 +2,9 @@
 //
 // Why:       each row waits for the one before, and a step in long double takes several times as long.
 // Shape:     rows in fours; what is left over goes row by row in long double, with the same bits.
-// Invariant: a row's results are guessed in double, and its formula evaluated with the numbers of bounded.hpp,
-//            four rows side by side. A result that these do not confirm is computed in long double. If the
-//            guess was right all the same, the rows after it stand.
+// Invariant: a row's results are guessed in double, and its formula evaluated with the numbers of
+//            bounded.hpp, four rows side by side. A result that these do not confirm is computed in
+//            long double. If the guess was right all the same, the rows after it stand.
 // Order:     rows ascending in the elimination, descending in the substitution; one formula a result.
 #pragma once
 
@@ -20,8 +20,8 @@ inline double fnma(double a, double b, double c) { return __builtin_fma(-a, b, c
 
 // -- the formulas -----------------------------------------------------------------------------------
 
-/// r as an element of Real, for the row that waits for it; the conversions there and back take longer. A
-/// float that is a tie goes away from zero, one beyond the range stays: neither is confirmed.
+/// r as an element of Real, for the row that waits for it; the conversions there and back take longer.
+/// A float that is a tie goes away from zero, one beyond the range stays: neither is confirmed.
 inline double kept(double r, const double*) { return r; }
 inline double kept(double r, const float*) {
   using Doubles = double __attribute__((vector_size(16)));
@@ -37,7 +37,8 @@ struct Results {
   unsigned doubts;
 };
 
-/// The lanes where not all within the bound rounds to `result`, or that is zero: a zero's sign is not certain.
+/// The lanes where not all within the bound rounds to `result`, or that is zero: a zero's sign is not
+/// certain.
 template <class Real>
 inline unsigned unconfirmed(const Bounded<Real>& x, Lanes result) {
   constexpr const Real* real = nullptr;
@@ -61,11 +62,11 @@ inline unsigned unconfirmed_update(Lanes a, Lanes t, Lanes b, Lanes r) {
 
 /// (c - h right) / b in four rows, the highest first, each the next one's `right`.
 ///
-/// Why:       a row would wait for all the steps of its formula. `guess` follows the unknowns at one step a
-///            row, some units off; the formula is evaluated with it instead of `right`, and a row waits only
-///            for what the difference of the two makes of it.
-/// Invariant: `off` is that difference; h / b times it is known to 2^-51, and the roundings of the formula
-///            are those with the guess but for 2^-64 of it.
+/// Why:       a row would wait for all the steps of its formula. `guess` follows the unknowns at one
+///            step a row, some units off; the formula is evaluated with it instead of `right`, and a
+///            row waits only for what the difference of the two makes of it.
+/// Invariant: `off` is that difference; h / b times it is known to 2^-51, and the roundings of the
+///            formula are those with the guess but for 2^-64 of it.
 inline Results unknowns(Lanes b, Lanes h, Lanes c, double right, double& guess, const double*) {
   const Divisor by(b);
   const Lanes v = h * by.inverse, u = c * by.inverse;

@@ -53,8 +53,8 @@ constexpr std::ptrdiff_t sizeof_n(std::ptrdiff_t n) noexcept {
   return n * std::ptrdiff_t(sizeof(T));
 }
 
-/// Arrays of several types taken from one piece of memory, one behind the other. Each must leave the next
-/// one aligned. The owner of the memory releases it.
+/// Arrays of several types taken from one piece of memory, one behind the other. Each must leave the
+/// next one aligned. The owner of the memory releases it.
 class Block {
  public:
   explicit Block(std::byte* memory) noexcept : next_(memory) {}

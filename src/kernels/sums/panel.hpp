@@ -12,8 +12,8 @@ namespace tabfit {
 /// Rows and columns of a tile of sums, at most: the widths of the panels of its factors.
 inline constexpr int panel_rows = 24, panel_columns = 8;
 
-/// A tile of sums: sums[c][place + r] gets the terms P[t][row + r] Q[c][term + t * step], t = first..end-1
-/// ascending, for c < columns and r < rows, r < corner + c.
+/// A tile of sums: sums[c][place + r] gets the terms P[t][row + r] Q[c][term + t * step], t =
+/// first..end-1 ascending, for c < columns and r < rows, r < corner + c.
 struct Tile {
   const double* const* P = nullptr;
   std::ptrdiff_t row = 0;

@@ -1,10 +1,10 @@
 // kernels/sums/panel_lanes.hpp - the panel kernels over vectors of the width that the file including
 // this is compiled for.
 //
-// Why:       one sum waits for its own last step; sums in the lanes of several vectors do not wait for each
-//            other, and together cover the latency of a multiply-add.
-// Shape:     operands are those of choice.hpp. What is left over of a vector is masked, or repeats the last
-//            line and is not kept.
+// Why:       one sum waits for its own last step; sums in the lanes of several vectors do not wait for
+//            each other, and together cover the latency of a multiply-add.
+// Shape:     operands are those of choice.hpp. What is left over of a vector is masked, or repeats the
+//            last line and is not kept.
 // Invariant: a lane of acc holds one sum, with all terms before the present one.
 // Order:     terms ascending in every sum, one fused multiply-add each: the bits of panel_plain.hpp.
 #pragma once
@@ -105,10 +105,10 @@ inline std::uint32_t lines_with(Edge e, int r, int n, int t) {
 /// A part of a tile, whose sums are kept in registers: `vectors` of rows by `columns`, from row r0 and
 /// column c0 on.
 ///
-/// Why:       as many sums as cover the latency of a multiply-add; a factor of a row is loaded once for all
-///            columns, one of a column once for all rows.
-/// Shape:     lanes behind the last row are neither read nor stored; a column behind the last one repeats
-///            it, with the same sums. With `whole` all lanes are rows.
+/// Why:       as many sums as cover the latency of a multiply-add; a factor of a row is loaded once for
+///            all columns, one of a column once for all rows.
+/// Shape:     lanes behind the last row are neither read nor stored; a column behind the last one
+///            repeats it, with the same sums. With `whole` all lanes are rows.
 /// Invariant: acc[c][v] holds the terms up to the present one.
 /// Order:     t ascending.
 template <int vectors, int columns, bool whole>
@@ -236,8 +236,8 @@ struct Part {
   }
 };
 
-/// f(part) for all parts of a tile, of a size that fits the registers. With `few` there are fewer kinds: of
-/// eight lanes whole parts are taken as any, and high ones of four columns as of eight.
+/// f(part) for all parts of a tile, of a size that fits the registers. With `few` there are fewer
+/// kinds: of eight lanes whole parts are taken as any, and high ones of four columns as of eight.
 template <bool few, class F>
 inline void each_part(const Tile& x, F f) {
   constexpr int columns_at_once = Lanes::width;
@@ -274,8 +274,8 @@ void tile(const Tile& x) noexcept {
   });
 }
 
-/// part.add(run). With four lanes in a function of its own, so that nothing else takes one of the sixteen
-/// registers that its loop needs.
+/// part.add(run). With four lanes in a function of its own, so that nothing else takes one of the
+/// sixteen registers that its loop needs.
 template <class Part>
 [[gnu::noinline]] void add_apart(Part& part, Run run) {
   Part own = part;
@@ -533,8 +533,8 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
 /// What is summed over the rows of a column: its products with another one, or its squares.
 enum class Summed { products, squares };
 
-/// Some vectors of columns, `whole` with all of them there. Lanes are rows while a reflection is applied,
-/// and columns while the sums, of which each waits for its own last step, run side by side.
+/// Some vectors of columns, `whole` with all of them there. Lanes are rows while a reflection is
+/// applied, and columns while the sums, of which each waits for its own last step, run side by side.
 template <class V, int vectors, bool whole, bool update, Summed summed, class Real>
 inline void reflect_columns(Real* const* columns, int count, std::ptrdiff_t row, int rows,
                             const double* u, const double* t, const double* next, double* s) {

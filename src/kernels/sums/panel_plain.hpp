@@ -9,7 +9,7 @@
 namespace tabfit {
 namespace {
 
-constexpr int lanes = 8;
+inline constexpr int lanes = 8;
 
 template <class Real>
 void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
@@ -118,11 +118,11 @@ void column_squares(Real* const* columns, int count, int rows, double* s) noexce
   }
 }
 
-bool has(Edge edge, int r, int t) noexcept {
+inline bool has(Edge edge, int r, int t) noexcept {
   return edge.band == Band::all || (edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t);
 }
 
-void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
+inline void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
   for (int c = 0; c < x.columns; ++c)
     for (int r = 0; r < x.rows && r < x.corner + c; ++r) {
       double sum = x.from_zero ? 0.0 : x.sums[c][x.place + r];
@@ -133,9 +133,9 @@ void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
     }
 }
 
-void tile(const Tile& x) noexcept { banded_tile(x, {Band::all, 0}, {Band::all, 0}); }
+inline void tile(const Tile& x) noexcept { banded_tile(x, {Band::all, 0}, {Band::all, 0}); }
 
-void add_lanes(const double* q, const double* X, int width, int terms, double* sums) noexcept {
+inline void add_lanes(const double* q, const double* X, int width, int terms, double* sums) noexcept {
   for (int t = 0; t < terms; ++t, X += width)
     for (int v = 0; v < width; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
 }

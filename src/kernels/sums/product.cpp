@@ -44,8 +44,8 @@ struct Lines {
 
 // -- packing ----------------------------------------------------------------------------------------
 
-/// f(r, n) for eight of a panel's lines at a time, n from line r on. Packing fills up to eight places or to
-/// the panel's width: where that is no multiple of eight, the first lines are fewer.
+/// f(r, n) for eight of a panel's lines at a time, n from line r on. Packing fills up to eight places
+/// or to the panel's width: where that is no multiple of eight, the first lines are fewer.
 template <class F>
 void each_few(int count, int width, F f) noexcept {
   for (int r = 0, n = width % 8 ? width % 8 : 8; r < count; r += n, n = 8) f(r, std::min(n, count - r));
@@ -72,8 +72,8 @@ void pack(const ElementKernels<Real>& kernel, Factor<Real> from, int line, int c
   });
 }
 
-/// Copies the terms of `range` into a panel, term l of line r to panel[(l - range.first) * width + r]; of a
-/// line only the terms that it has.
+/// Copies the terms of `range` into a panel, term l of line r to panel[(l - range.first) * width + r];
+/// of a line only the terms that it has.
 template <class Real>
 void pack_panel(const ElementKernels<Real>& kernel, Factor<Real> from, Lines lines, Terms range,
                 int terms, int width, double* panel) noexcept {
@@ -107,8 +107,8 @@ void pack_panel(const ElementKernels<Real>& kernel, Factor<Real> from, Lines lin
 
 // -- tiles ------------------------------------------------------------------------------------------
 
-/// The height of the next panel when so many rows are left: two alike rather than one whole and one of a
-/// third, whose few sums would wait for themselves.
+/// The height of the next panel when so many rows are left: two alike rather than one whole and one of
+/// a third, whose few sums would wait for themselves.
 int next_panel(const Kernels& kernel, int rows) noexcept {
   const int third = kernel.lanes, whole = 3 * third;
   return rows > whole && rows <= whole + third ? 2 * third : std::min(whole, rows);
@@ -124,8 +124,8 @@ void each_panel(const Kernels& kernel, Lines rows, F f) noexcept {
   }
 }
 
-/// A product of which nothing needs to be moved: both factors are column tables, and the sums are formed
-/// where they stay.
+/// A product of which nothing needs to be moved: both factors are column tables, and the sums are
+/// formed where they stay.
 void straight(const Kernels& kernel, const Extent& x, const double* const* A, const double* const* B,
               double* const* C) noexcept {
   Tile tile{.P = A, .end = x.terms};
@@ -146,10 +146,10 @@ constexpr int tall = 192;
 
 /// A product in work.
 ///
-/// Why:       the panels of a block of rows and one panel of columns stay in the near caches while every
-///            tile of the block reads them.
-/// Shape:     P_ holds a block of rows, panel after panel, in each term after term. Q_ holds eight columns,
-///            term after term, or, of a table of floats, column after column.
+/// Why:       the panels of a block of rows and one panel of columns stay in the near caches while
+///            every tile of the block reads them.
+/// Shape:     P_ holds a block of rows, panel after panel, in each term after term. Q_ holds eight
+///            columns, term after term, or, of a table of floats, column after column.
 /// Invariant: after a range of terms the sums of its block have all terms up to its end.
 /// Order:     blocks of rows, in each columns, in each terms, all ascending.
 template <class Real>
@@ -226,8 +226,8 @@ void Product<Real>::form() noexcept {
   }
 }
 
-/// What the terms in `range` contribute to the results of a block; `first` and `last` say which end of all
-/// terms is among them.
+/// What the terms in `range` contribute to the results of a block; `first` and `last` say which end of
+/// all terms is among them.
 template <class Real>
 void Product<Real>::form_block(Lines rows, Lines columns, Terms range, bool first, bool last) noexcept {
   if (x_.upper_only && rows.origin >= columns.origin + columns.count) return;
@@ -292,7 +292,8 @@ void Product<Real>::take_columns(Lines c, Terms range, Tile& tile) noexcept {
   }
 }
 
-/// Adds the terms in `range`: those that all rows and columns of the tile have in one go, others by band.
+/// Adds the terms in `range`: those that all rows and columns of the tile have in one go, others by
+/// band.
 template <class Real>
 void Product<Real>::add_terms(Lines r, Lines c, Terms range, Tile& tile) const noexcept {
   tile.first = 0;

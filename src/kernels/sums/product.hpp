@@ -43,8 +43,8 @@ Factor<Real> symmetric(const Real* const* S) noexcept {
   return {S, Storage::symmetric};
 }
 
-/// Where result (i, k) goes: to sums[k][i], which may hold a sum in work, or, rounded when it is final, to
-/// elements[k][i]. The other table is null.
+/// Where result (i, k) goes: to sums[k][i], which may hold a sum in work, or, rounded when it is final,
+/// to elements[k][i]. The other table is null.
 template <class Real>
 struct Into {
   double* const* sums;
@@ -55,8 +55,8 @@ struct Into {
 inline Into<double> into(double* const* C) noexcept { return {.sums = C, .elements = nullptr}; }
 inline Into<float> into(float* const* C) noexcept { return {.sums = nullptr, .elements = C}; }
 
-/// A table that may be a factor. It gets a result when no later one reads what stands there: the order is
-/// told at product().
+/// A table that may be a factor. It gets a result when no later one reads what stands there: the order
+/// is told at product().
 template <class Real>
 Into<Real> into_place(Real* const* C) noexcept {
   return {.sums = nullptr, .elements = C};

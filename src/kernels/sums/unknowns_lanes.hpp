@@ -9,14 +9,15 @@ namespace {
 
 /// A number by which many are divided.
 ///
-/// Why:       a division takes as long as a dozen multiplications, and a small system has as many divisions as
-///            sums.
+/// Why:       a division takes as long as a dozen multiplications, and a small system has as many
+///            divisions as sums.
 /// Shape:     `moderate` if 2^-400 <= |d| <= 2^400. With numerators of that range all below is far from
 ///            overflow and from the subnormal numbers.
-/// Invariant: y is 1/d, rounded. a y is within 1.5 units in the last place of a/d. A step q + (a - q d) y
-///            makes that less than one unit, and then a - q d is exact. From such a q the next step gives
-///            a/d rounded to nearest: what is added misses a/d - q by one rounding of y only, 2^-53 of it,
-///            and no quotient of two doubles lies that close to the middle between two doubles.
+/// Invariant: y is 1/d, rounded. a y is within 1.5 units in the last place of a/d. A step q + (a - q d)
+///            y makes that less than one unit, and then a - q d is exact. From such a q the next step
+///            gives a/d rounded to nearest: what is added misses a/d - q by one rounding of y only,
+///            2^-53 of it, and no quotient of two doubles lies that close to the middle between two
+///            doubles.
 struct RowDivisor {
   Lanes d, y;
   bool moderate;
@@ -38,14 +39,14 @@ struct RowDivisor {
   }
 };
 
-/// What the two systems of rows differ in: solve_rows subtracts terms and divides, invert_rows adds them and
-/// multiplies. Unknowns of floats are rounded to float.
+/// What the two systems of rows differ in: solve_rows subtracts terms and divides, invert_rows adds
+/// them and multiplies. Unknowns of floats are rounded to float.
 struct System {
   bool divide, floats;
 };
 
-/// own[v] = what the sums give, for the lanes from `first` on; from the next one if the rows of a lane end
-/// above the diagonal.
+/// own[v] = what the sums give, for the lanes from `first` on; from the next one if the rows of a lane
+/// end above the diagonal.
 [[gnu::noinline]] void finish_row(const Lanes* sums, int vectors, double diagonal, System system,
                                   int first, double* own) {
   const RowDivisor divisor(system.divide ? diagonal : 1.0);
@@ -65,10 +66,11 @@ struct System {
 
 /// Rows of unknowns with `vectors` of right-hand sides.
 ///
-/// Why:       a sum begins with the newest unknown, so only right-hand sides go side by side. Eight vectors
-///            of them cover the latency of a step, and each element of U is used once for all of them.
-/// Shape:     all lanes have the terms up to row `corner`; from there every row is one lane's last. Of the
-///            vector to which that lane belongs the lanes behind take the step, of later ones all.
+/// Why:       a sum begins with the newest unknown, so only right-hand sides go side by side. Eight
+///            vectors of them cover the latency of a step, and each element of U is used once for all
+///            of them.
+/// Shape:     all lanes have the terms up to row `corner`; from there every row is one lane's last. Of
+///            the vector to which that lane belongs the lanes behind take the step, of later ones all.
 /// Invariant: rows below the present one are final; acc[v] holds the terms up to the present one.
 /// Order:     rows from the last to the first, terms ascending.
 template <int vectors>

@@ -7,9 +7,9 @@
 namespace tabfit {
 namespace {
 
-/// x(i, v) = finish(u(i, i), sum), rows from the last to the first: the sum starts from start(x(i, v)) and
-/// takes a step for each term l > i that lane v has. A lane has unknowns up to `short_of` rows above its
-/// last one.
+/// x(i, v) = finish(u(i, i), sum), rows from the last to the first: the sum starts from start(x(i, v))
+/// and takes a step for each term l > i that lane v has. A lane has unknowns up to `short_of` rows
+/// above its last one.
 template <class Start, class Step, class Finish>
 void each_unknown(const Unknowns& x, int short_of, Start start, Step step, Finish finish) noexcept {
   for (int r = x.rows - 1; r >= 0; --r) {
