@@ -294,8 +294,7 @@ struct Reflection {
 template <class Real>
 Reflection form_reflection(Real* u, int l, double sigma) noexcept {
   const double a = u[l];
-  const double s =
-      a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0. Solvers built on it rely on it.
+  const double s = a > 0.0 ? sigma : -sigma;  // Deliberate: minus for 0, so R(l,l) is positive there.
   u[l] = store<Real>(a + s);
   return {store<double>(Wide(s) * (Wide(a) + s)), -s};
 }
@@ -337,8 +336,8 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
       rest.exchange_rows(l, r);
     }
 
-    // Deliberate: the last step transforms the right-hand sides only, also when m < n leaves matrix
-    // columns to its right. The basic solutions of wide problems rely on it.
+    // Deliberate: the last step transforms the right-hand sides only: with m < n the columns to its right
+    // lack the change of sign that a reflection of one element is.
     const Reflection reflection = form_reflection(u, l, std::sqrt(h[l]));
     rest.reflect(l, reflection.beta, l < steps - 1 ? l + 1 : n);
     if (l == steps - 1) rest.give_back(l + 1, l);  // while u is what it was
