@@ -1,4 +1,4 @@
-// bench/algebra.cpp - matrix algebra against OpenBLAS with its LAPACK, BLIS and Eigen.
+// bench/algebra.cpp - matrix algebra against OpenBLAS with its LAPACK, BLIS, Eigen and libxsmm.
 //
 // Matrices are of order n, in the same blocks for both sides; triangles stand in full tables, zeros
 // below. A float twin is compared with the peers' single precision, though it sums in double.
@@ -13,6 +13,7 @@
 #include "bench/blas.hpp"
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
+#include "bench/xsmm.hpp"
 #include "tools/twins.hpp"
 
 #include <cstring>
@@ -21,7 +22,7 @@
 namespace tabfit::bench {
 namespace {
 
-constexpr int sizes[] = {8, 32, 128, 512};
+constexpr int sizes[] = {8, 32, 128, 512}, small_sizes[] = {4, 8, 16, 32, 64, 128};
 constexpr std::size_t most_sides = 8;
 
 /// Bounds of the differences, in units of sqrt(n) eps; see Contest.
@@ -317,6 +318,16 @@ Trial mm(int n, unsigned seed) {
       .ours([n](auto& p, auto& r) { M_mm(table(p.A), table(p.B), n, n, n, table(r.C)); })
       .blas(gemm<Real>(no_transposition))
       .eigen(Eigenlib<Real>::mm, &Problem<Real>::A, &Problem<Real>::B)
+      .trial();
+}
+
+/// Against a kernel made for the one order, which is called without a look-up.
+template <class Real>
+Trial small_mm(int n, unsigned seed) {
+  return Contest<Real>(n, seed, full<Real>, of_sums)
+      .ours([n](auto& p, auto& r) { M_mm(table(p.A), table(p.B), n, n, n, table(r.C)); })
+      .peer("libxsmm", [kernel = small_product<Real>(n)](
+                           auto& p, auto& r) { kernel(data(p.A), data(p.B), data(r.C)); })
       .trial();
 }
 
@@ -688,6 +699,9 @@ void add_twins(Comparison& comparison, const std::string& letter) {
       {"M_chol", chol<Real>},    {"M_choleq", choleq<Real>}, {"M_invs", invs<Real>},
       {"M_invGJ", inv_gj<Real>}, {"M_transp", transp<Real>}, {"M_tran", tran<Real>},
   };
+  for (const int n : small_sizes)
+    comparison.workloads.push_back({"M_mm" + letter + "/small", n,
+                                    [n, seed = comparison.seed] { return small_mm<Real>(n, seed); }});
   for (const auto& operation : operations)
     for (const int n : sizes)
       comparison.workloads.push_back(
@@ -701,6 +715,7 @@ void add_algebra(Comparison& comparison) {
   comparison.peers.push_back(openblas_description());
   comparison.peers.push_back(blis_description());
   comparison.peers.push_back(eigen_description());
+  comparison.peers.push_back(xsmm_description());
   add_twins<double>(comparison, "d");
   add_twins<float>(comparison, "f");
 }
