@@ -841,7 +841,7 @@ TWIN_TEST(LsIt, LeavesXZeroAndRTheRightHandSideWhenTheFirstPassHasNoMemory) {
 
 // == stack ========================================================================================
 
-TWIN_TEST(Ls, AndAllBuiltOnItTakeNoMoreThan200KibibytesOfStack) {
+TWIN_TEST(Ls, AndAllBuiltOnItTakeNoMoreStackThanTheirHeaderSays) {
   if (!address_space_can_be_limited) GTEST_SKIP() << "a sanitizer's stack has other needs";
   Random random(611);
   std::size_t most = 0, least = SIZE_MAX;
@@ -872,7 +872,7 @@ TWIN_TEST(Ls, AndAllBuiltOnItTakeNoMoreThan200KibibytesOfStack) {
     see([&] { return Ls_cnn(one.slots(), s.m, 1, x.data(), r.data(), &rn); });
   }
   std::printf("%zu to %zu bytes of stack\n", least, most);
-  EXPECT_LE(most, 200U * 1024);
+  EXPECT_LE(most, 210U * 1024);
 }
 
 // == regressions with exact solutions =============================================================

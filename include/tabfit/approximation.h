@@ -21,7 +21,7 @@
  *   - Memory is from calloc; comments count it in elements of the twin's type and in pointers. It is
  *     released before the call returns, on success and on failure, unless a comment says otherwise.
  *   - Stack: up to 300 KiB in AX_apxval, AX_apxvals, AX_splsmoo, AX_splvals and AX_splconv, up to
- *     200 KiB in AX_apxcoef, AX_polapxcoef and AX_polyapx, below 4 KiB in the others.
+ *     210 KiB in AX_apxcoef, AX_polapxcoef and AX_polyapx, below 4 KiB in the others.
  *   - Nothing is printed, logged or thrown. What a failing call has written by then stays written.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  */
