@@ -34,7 +34,7 @@
  *   - Scratch comes from calloc, but for what M_qrd takes from malloc. Unless a comment says otherwise,
  *     it is released on success and on failure. What a failing call has written stays written. Nothing
  *     is printed, logged or thrown.
- *   - Every call needs up to 210 KiB of stack, whatever the size of the problem.
+ *   - Every call needs up to 200 KiB of stack, whatever the size of the problem.
  *   - Nothing here keeps state: calls on disjoint data may run concurrently.
  *
  * Calls that do not return. The constrained solvers, Ls_cnn and all behind it (Ls_cge, Ls_cle, Ls_ldp,

@@ -138,9 +138,6 @@ using FourLanes = Vector<LaneSet>;
 #endif
 using Lanes = Vector<LaneSet>;
 
-/// The lanes of both masks.
-inline Lanes::Mask both(Lanes::Mask a, Lanes::Mask b) { return static_cast<Lanes::Mask>(a & b); }
-
 /// p[k[i]] in lane i. Not by an instruction for it: on many processors that takes longer than loads.
 template <class Real>
 inline Lanes pick(const Real* p, const std::int32_t* k) {
