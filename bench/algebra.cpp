@@ -14,13 +14,15 @@
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
 #include "bench/xsmm.hpp"
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 #include <cstring>
 #include <utility>
 
 namespace tabfit::bench {
 namespace {
+
+using namespace engine;
 
 constexpr int sizes[] = {8, 32, 128, 512}, small_sizes[] = {4, 8, 16, 32, 64, 128};
 constexpr std::size_t most_sides = 8;

@@ -13,7 +13,7 @@
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
 #include "bench/worker.hpp"
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 #include <gsl/gsl_bspline.h>
 #include <gsl/gsl_chebyshev.h>
@@ -26,6 +26,8 @@
 
 namespace tabfit::bench {
 namespace {
+
+using namespace engine;
 
 using Vector = std::vector<double>;
 

@@ -11,7 +11,7 @@
 //          compute the same function, and they are compared at every point.
 #include "bench/interpolation.hpp"
 
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 #include <gsl/gsl_spline.h>
 #include <gsl/gsl_version.h>
@@ -24,6 +24,8 @@
 
 namespace tabfit::bench {
 namespace {
+
+using namespace engine;
 
 constexpr int points = 1'000'000;
 

@@ -3,12 +3,14 @@
 
 #include "bench/kernels.hpp"
 #include "bench/matrix.hpp"
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 #include <immintrin.h>
 
 namespace tabfit::bench {
 namespace {
+
+using namespace engine;
 
 // Enough independent sums to fill two units of four or five cycles, and few enough for the registers.
 // Every sum ends as the exact number of its additions, so the caller sees that none was left out.

@@ -12,12 +12,14 @@
 #include "bench/eigen.hpp"
 #include "bench/matrix.hpp"
 #include "bench/worker.hpp"
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 #include <cstring>
 
 namespace tabfit::bench {
 namespace {
+
+using namespace engine;
 
 /// min |A x - b| with uniform data. The last column of work has room for max(m, n).
 template <class Real>

@@ -14,8 +14,8 @@ namespace {
 
 /// `tabfit interpolate` with a table on standard input.
 Outcome interpolate(const std::string& table, const Words& words) {
-  return tabfit(Words{"interpolate", "-"} + words,
-                {.input = table, .environment = {}, .output_file = ""});
+  return run_tabfit(Words{"interpolate", "-"} + words,
+                    {.input = table, .environment = {}, .output_file = ""});
 }
 
 const std::string line_table = "x,y\n0,0\n1,10\n3,30\n";
@@ -29,7 +29,7 @@ TEST_F(Command, InterpolatesLinearlyUnlessToldOtherwise) {
 TEST_F(Command, PrintsWhatTheLinearTableFunctionReturns) {
   const auto table = columns_of<double>(content(fs::path(titanium)));
   const Outcome outcome =
-      tabfit({"interpolate", titanium, "--at", "595:1075:1234", "--method", "linear"});
+      run_tabfit({"interpolate", titanium, "--at", "595:1075:1234", "--method", "linear"});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const auto result = columns_of<double>(outcome.out);
   ASSERT_EQ(result.at(0).size(), 1234U);
@@ -42,8 +42,8 @@ TEST_F(Command, PrintsWhatTheLinearTableFunctionReturns) {
 
 TEST_F(Command, PrintsWhatTheCubicTableFunctionReturns) {
   const auto table = columns_of<double>(content(fs::path(titanium)));
-  const Outcome outcome =
-      tabfit({"interpolate", titanium, "--at", "595:1075:777", "--method", "cubic", "--derivatives"});
+  const Outcome outcome = run_tabfit(
+      {"interpolate", titanium, "--at", "595:1075:777", "--method", "cubic", "--derivatives"});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_TRUE(outcome.out.starts_with("temperature,property,first derivative,second derivative\n"));
   const auto result = columns_of<double>(outcome.out);
@@ -66,7 +66,7 @@ TEST_F(Command, UsesTheSinglePrecisionTwinsOnRequest) {
   std::vector<float> C = table[1], s(m, -1), s1(m, -1), s2(m, -1), y(m, -1);
   C.resize(4 * C.size());
 
-  const Outcome cubic = tabfit(points + Words{"--method", "cubic", "--derivatives"});
+  const Outcome cubic = run_tabfit(points + Words{"--method", "cubic", "--derivatives"});
   ASSERT_EQ(cubic.status, 0) << cubic.err;
   const auto curve = columns_of<float>(cubic.out);
   ASSERT_EQ(AX_intspl3tabf(table[0].data(), C.data(), n, m, curve.at(0).data(), s.data(), s1.data(),
@@ -76,7 +76,7 @@ TEST_F(Command, UsesTheSinglePrecisionTwinsOnRequest) {
   EXPECT_EQ(curve.at(2), s1);
   EXPECT_EQ(curve.at(3), s2);
 
-  const Outcome linear = tabfit(points);
+  const Outcome linear = run_tabfit(points);
   ASSERT_EQ(linear.status, 0) << linear.err;
   const auto lines = columns_of<float>(linear.out);
   ASSERT_EQ(AX_linttabf(n, table[0].data(), table[1].data(), m, lines.at(0).data(), y.data()),
@@ -113,8 +113,8 @@ TEST_F(Command, TableFormatPutsDecimalPointsBelowEachOther) {
 }
 
 TEST_F(Command, JsonFormatDescribesItsPoints) {
-  const Outcome outcome = tabfit({"interpolate", titanium, "--method", "cubic", "--at", "600,700.5",
-                                  "--derivatives", "--format", "json"});
+  const Outcome outcome = run_tabfit({"interpolate", titanium, "--method", "cubic", "--at", "600,700.5",
+                                      "--derivatives", "--format", "json"});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const auto json = nlohmann::json::parse(outcome.out);
   EXPECT_EQ(json.at("file"), titanium);
@@ -125,7 +125,7 @@ TEST_F(Command, JsonFormatDescribesItsPoints) {
   ASSERT_EQ(json.at("points").size(), 2U);
 
   const Outcome csv =
-      tabfit({"interpolate", titanium, "--method", "cubic", "--at", "600,700.5", "--derivatives"});
+      run_tabfit({"interpolate", titanium, "--method", "cubic", "--at", "600,700.5", "--derivatives"});
   const auto columns = columns_of<double>(csv.out);
   for (std::size_t j = 0; j < 2; ++j) {
     EXPECT_EQ(json["points"][j].at("x").get<double>(), columns.at(0)[j]);
@@ -205,8 +205,8 @@ TEST_F(Command, ReadsPointsFromTheFirstColumnOfAFile) {
 
 TEST_F(Command, ReadsPointsFromStandardInput) {
   const std::string table = write("line.csv", line_table);
-  expect_output(tabfit({"interpolate", table, "--at-file", "-"},
-                       {.input = "0.5\n2\n", .environment = {}, .output_file = ""}),
+  expect_output(run_tabfit({"interpolate", table, "--at-file", "-"},
+                           {.input = "0.5\n2\n", .environment = {}, .output_file = ""}),
                 "x,y\n0.5,5\n2,20\n");
 }
 
@@ -329,14 +329,14 @@ TEST_F(Command, RefusesEmptyAndTooShortTables) {
 TEST_F(Command, RefusesFilesThatCannotBeRead) {
   const std::string missing = path("missing.csv"), folder = path("folder");
   fs::create_directory(folder);
-  expect_failure(tabfit({"interpolate", missing, "--at", "1"}), 2,
+  expect_failure(run_tabfit({"interpolate", missing, "--at", "1"}), 2,
                  "cannot read " + missing + ": No such file or directory");
-  expect_failure(tabfit({"interpolate", folder, "--at", "1"}), 2,
+  expect_failure(run_tabfit({"interpolate", folder, "--at", "1"}), 2,
                  "cannot read " + folder + ": Is a directory");
   if (geteuid() != 0) {  // everything is readable to root
     const std::string secret = write("secret.csv", line_table);
     fs::permissions(secret, fs::perms::none);
-    expect_failure(tabfit({"interpolate", secret, "--at", "1"}), 2,
+    expect_failure(run_tabfit({"interpolate", secret, "--at", "1"}), 2,
                    "cannot read " + secret + ": Permission denied");
   }
 }
@@ -421,7 +421,7 @@ TEST_F(Command, RefusesAResultBeyondTheRange) {
 // -- options ----------------------------------------------------------------------------------------
 
 TEST_F(Command, HelpShowsExamplesAndExitStatuses) {
-  const Outcome whole = tabfit({"--help"}), sub = tabfit({"interpolate", "--help"});
+  const Outcome whole = run_tabfit({"--help"}), sub = run_tabfit({"interpolate", "--help"});
   EXPECT_EQ(whole.status, 0);
   EXPECT_EQ(whole.err, "");
   EXPECT_NE(whole.out.find("interpolate"), std::string::npos);
@@ -434,57 +434,59 @@ TEST_F(Command, HelpShowsExamplesAndExitStatuses) {
 }
 
 TEST_F(Command, VersionIsThatOfTheHeaders) {
-  expect_output(tabfit({"--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
-  expect_output(tabfit({"interpolate", "--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
+  expect_output(run_tabfit({"--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
+  expect_output(run_tabfit({"interpolate", "--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
 }
 
 TEST_F(Command, RefusesMissingAndUnknownSubcommands) {
-  expect_failure(tabfit({}), 2, "a subcommand is needed (see tabfit --help)");
-  expect_failure_with(tabfit({"bogus"}), 2, "bogus");
+  expect_failure(run_tabfit({}), 2, "a subcommand is needed (see tabfit --help)");
+  expect_failure_with(run_tabfit({"bogus"}), 2, "bogus");
 }
 
 TEST_F(Command, RefusesUnknownOptionsAndSuperfluousArguments) {
-  expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--bogus"}), 2, "--bogus");
-  expect_failure_with(tabfit({"interpolate", titanium, "extra", "--at", "600"}), 2, "extra");
-  expect_failure_with(tabfit({"interpolate", "--at", "600"}), 2, "FILE is required");
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at", "600", "--bogus"}), 2, "--bogus");
+  expect_failure_with(run_tabfit({"interpolate", titanium, "extra", "--at", "600"}), 2, "extra");
+  expect_failure_with(run_tabfit({"interpolate", "--at", "600"}), 2, "FILE is required");
 }
 
 TEST_F(Command, RefusesUnknownChoices) {
-  expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--method", "spline"}), 2,
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at", "600", "--method", "spline"}), 2,
                       "--method: spline not in {linear,cubic}");
-  expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--precision", "half"}), 2,
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at", "600", "--precision", "half"}), 2,
                       "--precision: half not in {double,single}");
-  expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--format", "xml"}), 2,
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at", "600", "--format", "xml"}), 2,
                       "--format: xml not in {csv,table,json}");
 }
 
 TEST_F(Command, NeedsEitherPointsOrAPointFile) {
   const std::string line =
       "either --at or --at-file is needed, and not both (see tabfit interpolate --help)";
-  expect_failure(tabfit({"interpolate", titanium}), 2, line);
-  expect_failure(tabfit({"interpolate", titanium, "--at", "600", "--at-file", titanium}), 2, line);
-  expect_failure_with(tabfit({"interpolate", titanium, "--at"}), 2, "--at");
-  expect_failure_with(tabfit({"interpolate", titanium, "--at", "600", "--at", "700"}), 2, "--at");
+  expect_failure(run_tabfit({"interpolate", titanium}), 2, line);
+  expect_failure(run_tabfit({"interpolate", titanium, "--at", "600", "--at-file", titanium}), 2, line);
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at"}), 2, "--at");
+  expect_failure_with(run_tabfit({"interpolate", titanium, "--at", "600", "--at", "700"}), 2, "--at");
 }
 
 TEST_F(Command, RefusesEmptyOptions) {
   for (const char* option : {"--x", "--y", "--at", "--at-file", "--output"}) {
     Words words = {"interpolate", titanium, option, ""};
     if (std::string(option).find("--at") != 0) words = words + Words{"--at", "600"};
-    expect_failure(tabfit(words), 2, std::string(option) + " is empty (see tabfit interpolate --help)");
+    expect_failure(run_tabfit(words), 2,
+                   std::string(option) + " is empty (see tabfit interpolate --help)");
   }
 }
 
 TEST_F(Command, RefusesStandardInputForBothTableAndPoints) {
-  expect_failure(tabfit({"interpolate", "-", "--at-file", "-"}), 2,
+  expect_failure(run_tabfit({"interpolate", "-", "--at-file", "-"}), 2,
                  "FILE and --at-file are both standard input (see tabfit interpolate --help)");
 }
 
 TEST_F(Command, DerivativesNeedTheCubicMethod) {
   const std::string line = "--derivatives needs --method cubic (see tabfit interpolate --help)";
-  expect_failure(tabfit({"interpolate", titanium, "--at", "600", "--derivatives"}), 2, line);
+  expect_failure(run_tabfit({"interpolate", titanium, "--at", "600", "--derivatives"}), 2, line);
   expect_failure(
-      tabfit({"interpolate", titanium, "--at", "600", "--derivatives", "--method", "linear"}), 2, line);
+      run_tabfit({"interpolate", titanium, "--at", "600", "--derivatives", "--method", "linear"}), 2,
+      line);
 }
 
 // -- where results go -------------------------------------------------------------------------------
@@ -568,9 +570,10 @@ TEST_F(Command, RefusesAnOutputThatCannotBeCreated) {
 
 TEST_F(Command, ReportsAFullDisk) {
   const Surroundings full{.input = line_table, .environment = {}, .output_file = "/dev/full"};
-  expect_failure(tabfit({"interpolate", "-", "--at", "2"}, full), 1,
+  expect_failure(run_tabfit({"interpolate", "-", "--at", "2"}, full), 1,
                  "cannot write standard output: No space left on device");
-  expect_failure(tabfit({"--help"}, full), 1, "cannot write standard output: No space left on device");
+  expect_failure(run_tabfit({"--help"}, full), 1,
+                 "cannot write standard output: No space left on device");
   expect_failure(interpolate(line_table, {"--at", "2", "--output", "/dev/full"}), 1,
                  "cannot write /dev/full: No space left on device");
 }
@@ -607,8 +610,8 @@ TEST_F(Command, WritesTheResultAndThePictureOrNeither) {
 
   const std::string plot = write("plot.svg", "old picture\n");
   EXPECT_EQ(interpolate(line_table, {"--at", "2", "--output", "/dev/full", "--plot", plot}).status, 1);
-  EXPECT_EQ(tabfit({"interpolate", "-", "--at", "2", "--plot", plot},
-                   {.input = line_table, .environment = {}, .output_file = "/dev/full"})
+  EXPECT_EQ(run_tabfit({"interpolate", "-", "--at", "2", "--plot", plot},
+                       {.input = line_table, .environment = {}, .output_file = "/dev/full"})
                 .status,
             1);
   EXPECT_EQ(content(fs::path(plot)), "old picture\n");
@@ -630,9 +633,10 @@ TEST_F(Command, EndsQuietlyWhenTheReaderHasEnough) {
 }
 
 TEST_F(Command, PutsNoEscapeSequencesIntoItsOutput) {
-  for (const Outcome& outcome : {tabfit({"--help"}), tabfit({"interpolate", "--help"}),
-                                 tabfit({"interpolate", titanium, "--at", "600", "--format", "table"}),
-                                 tabfit({"interpolate", titanium, "--at", "0"})})
+  for (const Outcome& outcome :
+       {run_tabfit({"--help"}), run_tabfit({"interpolate", "--help"}),
+        run_tabfit({"interpolate", titanium, "--at", "600", "--format", "table"}),
+        run_tabfit({"interpolate", titanium, "--at", "0"})})
     EXPECT_EQ((outcome.out + outcome.err).find('\x1B'), std::string::npos);
 }
 
@@ -643,7 +647,7 @@ TEST_F(Command, DrawsThePictureThatTheEndingNames) {
       {"plot.svg", "<?xml"}, {"plot.PNG", "\x89PNG"}, {"plot.pdf", "%PDF"}};
   for (const auto& [name, start] : kinds) {
     const Outcome outcome =
-        tabfit({"interpolate", titanium, "--at", "600", "--plot", path(name), "--method", "cubic"});
+        run_tabfit({"interpolate", titanium, "--at", "600", "--plot", path(name), "--method", "cubic"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(outcome.out.starts_with("temperature,property\n600,"));
@@ -654,10 +658,10 @@ TEST_F(Command, DrawsThePictureThatTheEndingNames) {
 
 TEST_F(Command, PictureNamesItsAxesCurvesAndSource) {
   for (const std::string method : {"linear", "cubic"}) {
-    ASSERT_EQ(
-        tabfit({"interpolate", titanium, "--at", "600", "--plot", path("p.svg"), "--method", method})
-            .status,
-        0);
+    ASSERT_EQ(run_tabfit(
+                  {"interpolate", titanium, "--at", "600", "--plot", path("p.svg"), "--method", method})
+                  .status,
+              0);
     const std::string svg = content(path("p.svg"));
     for (const char* text : {">temperature<", ">property<", ">first derivative<", ">linear<",
                              ">cubic spline<", ">table<", ">interpolated<"})
@@ -681,7 +685,7 @@ TEST_F(Command, TakesNamesLiterallyInAPicture) {
   const std::string table = write("it's a \"table\" `id` @x.csv",
                                   "\"T_{max}^2 @x `id` it's \\n %d <b>\",\"two\nlines\"\n0,0\n1,1\n");
   const std::string plot = path("it's a \"plot\" $HOME.svg");
-  const Outcome outcome = tabfit({"interpolate", table, "--at", "0.5", "--plot", plot});
+  const Outcome outcome = run_tabfit({"interpolate", table, "--at", "0.5", "--plot", plot});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   const std::string svg = content(fs::path(plot));
   for (const char* text : {">it's a \"table\" `id` @x.csv: linear interpolation<",
@@ -691,14 +695,14 @@ TEST_F(Command, TakesNamesLiterallyInAPicture) {
 
 TEST_F(Command, RefusesAPictureOfAnUnknownKind) {
   for (const std::string name : {"plot.jpg", "plot", "svg", ""})
-    expect_failure(tabfit({"interpolate", titanium, "--at", "600", "--plot", name}), 2,
+    expect_failure(run_tabfit({"interpolate", titanium, "--at", "600", "--plot", name}), 2,
                    "--plot: the name must end in .svg, .png or .pdf: '" + name + "'");
 }
 
 TEST_F(Command, SaysWhatIsMissingWhenThereIsNoGnuplot) {
   const std::string out = path("out.csv"), plot = path("plot.svg");
-  expect_failure(tabfit({"interpolate", titanium, "--at", "600", "--plot", plot, "--output", out},
-                        {.input = "", .environment = {"PATH=/nonexistent"}, .output_file = ""}),
+  expect_failure(run_tabfit({"interpolate", titanium, "--at", "600", "--plot", plot, "--output", out},
+                            {.input = "", .environment = {"PATH=/nonexistent"}, .output_file = ""}),
                  1, "a plot needs the program gnuplot: install the Debian package gnuplot-nox");
   EXPECT_EQ(files(), 0U);
 }
@@ -707,9 +711,10 @@ TEST_F(Command, ReportsWhatGnuplotComplainsOf) {
   const std::string broken =
       write("gnuplot", "#!/bin/sh\necho '         line 3: no such terminal' >&2\nexit 1\n");
   fs::permissions(broken, fs::perms(0755));
-  expect_failure(tabfit({"interpolate", titanium, "--at", "600", "--plot", path("plot.svg")},
-                        {.input = "", .environment = {"PATH=" + path("").string()}, .output_file = ""}),
-                 1, "gnuplot failed: line 3: no such terminal");
+  expect_failure(
+      run_tabfit({"interpolate", titanium, "--at", "600", "--plot", path("plot.svg")},
+                 {.input = "", .environment = {"PATH=" + path("").string()}, .output_file = ""}),
+      1, "gnuplot failed: line 3: no such terminal");
   EXPECT_EQ(files(), 1U);
 }
 
@@ -722,7 +727,7 @@ TEST_F(Command, ReadsAHundredThousandRowsQuickly) {
   const std::string file = write("large.csv", table);
   const auto start = std::chrono::steady_clock::now();
   const Outcome outcome =
-      tabfit({"interpolate", file, "--at", "0:99999:100000", "--method", "cubic", "--derivatives"});
+      run_tabfit({"interpolate", file, "--at", "0:99999:100000", "--method", "cubic", "--derivatives"});
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 100'001);

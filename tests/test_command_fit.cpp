@@ -27,7 +27,8 @@ Words precision() {
 
 /// A subcommand with its FILE on standard input.
 Outcome piped(const char* subcommand, const std::string& input, const Words& words) {
-  return tabfit(Words{subcommand, "-"} + words, {.input = input, .environment = {}, .output_file = ""});
+  return run_tabfit(Words{subcommand, "-"} + words,
+                    {.input = input, .environment = {}, .output_file = ""});
 }
 Outcome fit(const std::string& table, const Words& words) { return piped("fit", table, words); }
 Outcome solve(const std::string& table, const Words& words) { return piped("solve", table, words); }
@@ -85,7 +86,7 @@ void expect_spline_of_the_library() {
   s.resize(m);
 
   const Words words = Words{"fit", titanium, "--spline", "12", "--derivatives"} + precision<Real>();
-  const Outcome outcome = tabfit(words);
+  const Outcome outcome = run_tabfit(words);
   const std::string csv = result_of(outcome);
   EXPECT_TRUE(
       csv.starts_with("temperature,property,first derivative,second derivative,residual\n595,"));
@@ -99,7 +100,7 @@ void expect_spline_of_the_library() {
   EXPECT_EQ(outcome.err, "tabfit: spline of 12 interior knots, 49 points: root mean square residual " +
                              shortest(rms) + ", largest " + shortest(largest) + " at 875\n");
 
-  const auto at = columns_of<Real>(result_of(tabfit(words + Words{"--at", "595:1075:333"})));
+  const auto at = columns_of<Real>(result_of(run_tabfit(words + Words{"--at", "595:1075:333"})));
   ASSERT_EQ(at.size(), 4U);
   const int k = 333;
   std::vector<Real> v = less(at[0], Real(titanium_shift)), t(k + 2), t1(k), t2(k);
@@ -119,8 +120,8 @@ TEST_F(CommandFit, PrintsTheSplineOfTheLibrary) {
 template <class Real>
 void expect_polynomial_of_the_library() {
   const auto table = columns_of<Real>(content(fs::path(titanium)));
-  const std::vector<Real> at = columns_of<Real>(
-      result_of(tabfit(Words{"interpolate", titanium, "--at", "595:1075:222"} + precision<Real>())))[0];
+  const std::vector<Real> at = columns_of<Real>(result_of(
+      run_tabfit(Words{"interpolate", titanium, "--at", "595:1075:222"} + precision<Real>())))[0];
   const int p = 9, m = int(table[0].size()), k = int(at.size());
   std::vector<Real> x = less(table[0], Real(titanium_shift)), v = less(at, Real(titanium_shift));
   std::vector<Real> s(k + 2), s1(k), s2(k);
@@ -130,8 +131,8 @@ void expect_polynomial_of_the_library() {
   s.resize(k);
 
   const Outcome outcome =
-      tabfit(Words{"fit", titanium, "--polynomial", "9", "--at", "595:1075:222", "--derivatives"} +
-             precision<Real>());
+      run_tabfit(Words{"fit", titanium, "--polynomial", "9", "--at", "595:1075:222", "--derivatives"} +
+                 precision<Real>());
   const auto result = columns_of<Real>(result_of(outcome));
   ASSERT_EQ(result.size(), 4U);
   expect_same(result[0], at);
@@ -232,7 +233,7 @@ TEST_F(CommandFit, ShiftsFarFromZeroWithoutLosingABit) {
 // -- fit: repeated abscissae ------------------------------------------------------------------------
 
 TEST_F(CommandFit, RefusesRepeatedAbscissaeWithTheRemedy) {
-  expect_failure(tabfit({"fit", motorcycle, "--spline", "12"}), 1,
+  expect_failure(run_tabfit({"fit", motorcycle, "--spline", "12"}), 1,
                  motorcycle + ": repeated abscissae 8.8 in rows 12, 13: use --average-repeated");
   expect_failure(
       fit("x,y\n1,1\n2,1\n2.0,1\n2,1\n\n2,1\n2,1\n2,1\n3,1\n", {"--polynomial", "2"}), 1,
@@ -253,12 +254,12 @@ TEST_F(CommandFit, AveragesRepeatedAbscissaeExactly) {
 
 TEST_F(CommandFit, AveragingChangesNothingWithoutRepeatedAbscissae) {
   const Words words = {"--spline", "12"};
-  EXPECT_EQ(result_of(tabfit(Words{"fit", titanium} + words)),
-            result_of(tabfit(Words{"fit", titanium, "--average-repeated"} + words)));
+  EXPECT_EQ(result_of(run_tabfit(Words{"fit", titanium} + words)),
+            result_of(run_tabfit(Words{"fit", titanium, "--average-repeated"} + words)));
 }
 
 TEST_F(CommandFit, SmoothsTheMotorcycleTable) {
-  const Outcome outcome = tabfit({"fit", motorcycle, "--spline", "12", "--average-repeated"});
+  const Outcome outcome = run_tabfit({"fit", motorcycle, "--spline", "12", "--average-repeated"});
   const auto columns = columns_of<double>(result_of(outcome));
   EXPECT_EQ(columns.at(0).size(), 94U);
   EXPECT_NE(outcome.err.find("94 points"), std::string::npos) << outcome.err;
@@ -339,7 +340,7 @@ TEST_F(CommandFit, RefusesADeficientDesignEvenIfTheLibraryCannotTell) {
 }
 
 TEST_F(CommandFit, NamesTheLongestGapsOnly) {
-  const Outcome outcome = tabfit({"fit", motorcycle, "--average-repeated", "--spline", "60"});
+  const Outcome outcome = run_tabfit({"fit", motorcycle, "--average-repeated", "--spline", "60"});
   expect_failure(outcome, 1,
                  motorcycle +
                      ": the design is rank deficient, rank 60 of 64: no data between 4.21 and "
@@ -358,7 +359,7 @@ TEST_F(CommandFit, RefusesKnotsForWhichTheBasisOverflows) {
 }
 
 TEST_F(CommandFit, SaysWhenADegreeIsTooHighForTheData) {
-  expect_failure(tabfit({"fit", titanium, "--polynomial", "47"}), 1,
+  expect_failure(run_tabfit({"fit", titanium, "--polynomial", "47"}), 1,
                  titanium +
                      ": the design is rank deficient, rank 47 of 48: the data do not determine so "
                      "many coefficients, use a lower degree");
@@ -432,7 +433,7 @@ TEST_F(CommandFit, RefusesUnusableTables) {
   expect_failure(fit("x,y\n1,2\n", words + Words{"--y", "z"}), 2,
                  "standard input: no column 'z'; there are `x`, `y`");
   const std::string missing = path("missing.csv");
-  expect_failure(tabfit(Words{"fit", missing} + words), 2,
+  expect_failure(run_tabfit(Words{"fit", missing} + words), 2,
                  "cannot read " + missing + ": No such file or directory");
 }
 
@@ -448,28 +449,28 @@ TEST_F(CommandFit, RefusesResultsBeyondTheRange) {
 TEST_F(CommandFit, RefusesWrongOptions) {
   const std::string help = " (see tabfit fit --help)";
   const std::string one = "either --spline or --polynomial is needed, and not both" + help;
-  expect_failure(tabfit({"fit", titanium}), 2, one);
-  expect_failure(tabfit({"fit", titanium, "--spline", "3", "--polynomial", "2"}), 2, one);
+  expect_failure(run_tabfit({"fit", titanium}), 2, one);
+  expect_failure(run_tabfit({"fit", titanium, "--spline", "3", "--polynomial", "2"}), 2, one);
   for (const std::string bad : {"0", "-1", "2.5", "", "x", "99999999999"})
-    expect_failure(tabfit({"fit", titanium, "--spline", bad}), 2,
+    expect_failure(run_tabfit({"fit", titanium, "--spline", bad}), 2,
                    "--spline: KNOTS must be a whole number from 1 to 1000000, but is '" + bad + "'");
   for (const std::string bad : {"1", "10000", "2.0", ""})
-    expect_failure(tabfit({"fit", titanium, "--polynomial", bad}), 2,
+    expect_failure(run_tabfit({"fit", titanium, "--polynomial", bad}), 2,
                    "--polynomial: DEGREE must be a whole number from 2 to 9999, but is '" + bad + "'");
   const Words words = {"fit", titanium, "--spline", "12"};
   for (const Words& two :
        {Words{"--at", "600", "--at-data"}, Words{"--at", "600", "--at-file", titanium},
         Words{"--at-file", titanium, "--at-data"}})
-    expect_failure(tabfit(words + two), 2,
+    expect_failure(run_tabfit(words + two), 2,
                    "only one of --at, --at-file and --at-data can be given" + help);
   for (const char* option : {"--x", "--y", "--at", "--at-file", "--coefficients", "--output"})
-    expect_failure(tabfit(words + Words{option, ""}), 2, std::string(option) + " is empty" + help);
-  expect_failure(tabfit({"fit", "-", "--spline", "3", "--at-file", "-"}), 2,
+    expect_failure(run_tabfit(words + Words{option, ""}), 2, std::string(option) + " is empty" + help);
+  expect_failure(run_tabfit({"fit", "-", "--spline", "3", "--at-file", "-"}), 2,
                  "FILE and --at-file are both standard input" + help);
-  expect_failure_with(tabfit(words + Words{"--format", "xml"}), 2,
+  expect_failure_with(run_tabfit(words + Words{"--format", "xml"}), 2,
                       "--format: xml not in {csv,table,json}");
-  expect_failure_with(tabfit(words + Words{"--bogus"}), 2, "--bogus");
-  expect_failure(tabfit(words + Words{"--plot", "p.jpg"}), 2,
+  expect_failure_with(run_tabfit(words + Words{"--bogus"}), 2, "--bogus");
+  expect_failure(run_tabfit(words + Words{"--plot", "p.jpg"}), 2,
                  "--plot: the name must end in .svg, .png or .pdf: 'p.jpg'");
 }
 
@@ -477,7 +478,7 @@ TEST_F(CommandFit, RefusesWrongOptions) {
 
 TEST_F(CommandFit, JsonHoldsHowWellTheFitMeetsTheData) {
   const Outcome outcome =
-      tabfit({"fit", titanium, "--spline", "12", "--at", "600,700.5", "--format", "json"});
+      run_tabfit({"fit", titanium, "--spline", "12", "--at", "600,700.5", "--format", "json"});
   expect_output({outcome.status, "", outcome.err}, "");
   const Json json = Json::parse(outcome.out);
   EXPECT_EQ(json.at("file"), titanium);
@@ -489,7 +490,7 @@ TEST_F(CommandFit, JsonHoldsHowWellTheFitMeetsTheData) {
   ASSERT_EQ(json.at("points").size(), 2U);
   EXPECT_EQ(json["points"][1].at("x"), 700.5);
 
-  const auto data = columns_of<double>(result_of(tabfit({"fit", titanium, "--spline", "12"})));
+  const auto data = columns_of<double>(result_of(run_tabfit({"fit", titanium, "--spline", "12"})));
   double sum = 0, largest = 0;
   for (const double r : data.at(2)) {
     sum += r * r;
@@ -497,9 +498,9 @@ TEST_F(CommandFit, JsonHoldsHowWellTheFitMeetsTheData) {
   }
   EXPECT_DOUBLE_EQ(json.at("root_mean_square_residual"), std::sqrt(sum / 49));
   EXPECT_SAME(number<double>(json, "largest_residual"), largest);
-  EXPECT_EQ(
-      Json::parse(tabfit({"fit", titanium, "--polynomial", "5", "--format", "json"}).out).at("degree"),
-      5);
+  EXPECT_EQ(Json::parse(run_tabfit({"fit", titanium, "--polynomial", "5", "--format", "json"}).out)
+                .at("degree"),
+            5);
 }
 
 TEST_F(CommandFit, TableEndsWithHowWellTheFitMeetsTheData) {
@@ -512,7 +513,7 @@ TEST_F(CommandFit, TableEndsWithHowWellTheFitMeetsTheData) {
 }
 
 TEST_F(CommandFit, CsvResultIsATableThatItReadsAgain) {
-  const std::string first = result_of(tabfit({"fit", titanium, "--spline", "12"}));
+  const std::string first = result_of(run_tabfit({"fit", titanium, "--spline", "12"}));
   EXPECT_TRUE(first.starts_with("temperature,property,residual\n595,"));
   EXPECT_EQ(fit(first, {"--spline", "12"}).status, 0);
 }
@@ -556,10 +557,10 @@ TEST_F(CommandFit, HelpShowsOptionsExamplesAndExitStatuses) {
         "--average-repeated", "--precision", "--coefficients", "--plot", "--format", "--output"}},
       {"evaluate", {"--at ", "--at-file", "--derivatives", "--plot", "--format", "--output"}},
       {"solve", {"--response", "--predictors", "--intercept", "--fitted", "--precision", "--format"}}};
-  const std::string whole = result_of(tabfit({"--help"}));
+  const std::string whole = result_of(run_tabfit({"--help"}));
   for (const auto& [name, options] : expected) {
     EXPECT_NE(whole.find("\n  " + name + " "), std::string::npos) << whole;
-    const Outcome outcome = tabfit({name, "--help"});
+    const Outcome outcome = run_tabfit({name, "--help"});
     expect_output({outcome.status, "", outcome.err}, "");
     for (const std::string& part : options + Words{"--version", "Examples:", "Exit status:"})
       EXPECT_NE(outcome.out.find(part), std::string::npos) << name << ' ' << part;
@@ -567,7 +568,7 @@ TEST_F(CommandFit, HelpShowsOptionsExamplesAndExitStatuses) {
       stop = outcome.out.find('\n', start);
       EXPECT_LE(stop - start, 100U) << outcome.out.substr(start, stop - start);
     }
-    expect_output(tabfit({name, "--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
+    expect_output(run_tabfit({name, "--version"}), "tabfit " TABFIT_VERSION_STRING "\n");
   }
 }
 
@@ -576,9 +577,9 @@ TEST_F(CommandFit, HelpShowsOptionsExamplesAndExitStatuses) {
 TEST_F(CommandFit, PictureShowsDataFitAndResiduals) {
   const std::string plot = path("p.svg");
   const Words words = {"fit", titanium, "--spline", "12", "--plot", plot};
-  EXPECT_EQ(tabfit(words).status, 0);
+  EXPECT_EQ(run_tabfit(words).status, 0);
   const std::string alone = content(fs::path(plot));
-  EXPECT_EQ(tabfit(words + Words{"--at", "600,700"}).status, 0);
+  EXPECT_EQ(run_tabfit(words + Words{"--at", "600,700"}).status, 0);
   const std::string with_points = content(fs::path(plot));
   for (const char* text : {">titanium.csv: spline of 12 interior knots<", ">temperature<", ">property<",
                            ">data - fit<", ">data<", ">fit<"})
@@ -596,8 +597,8 @@ TEST_F(CommandFit, DrawsAFitWithoutAnyResidual) {
 
 TEST_F(CommandEvaluate, PictureShowsTheFitAndItsSlope) {
   const std::string kept = path("kept.json"), plot = path("p.svg");
-  ASSERT_EQ(tabfit({"fit", titanium, "--polynomial", "8", "--coefficients", kept}).status, 0);
-  ASSERT_EQ(tabfit({"evaluate", kept, "--at", "600,700", "--plot", plot}).status, 0);
+  ASSERT_EQ(run_tabfit({"fit", titanium, "--polynomial", "8", "--coefficients", kept}).status, 0);
+  ASSERT_EQ(run_tabfit({"evaluate", kept, "--at", "600,700", "--plot", plot}).status, 0);
   const std::string svg = content(fs::path(plot));
   for (const char* text : {">kept.json: polynomial of degree 8<", ">temperature<", ">property<",
                            ">first derivative<", ">fit<", ">evaluated<"})
@@ -612,10 +613,10 @@ TEST_F(CommandEvaluate, PrintsWhatFitPrinted) {
     for (const Words& twin : {precision<double>(), precision<float>()})
       for (const std::string format : {"csv", "table"}) {
         const Words points = {"--at", "595:1075:1009", "--derivatives", "--format", format};
-        std::string fitted =
-            result_of(tabfit(Words{"fit", titanium, "--coefficients", kept} + kind + twin + points));
+        std::string fitted = result_of(
+            run_tabfit(Words{"fit", titanium, "--coefficients", kept} + kind + twin + points));
         if (format == "table") fitted.resize(fitted.find("\n\n") + 1);  // how well it meets the data
-        expect_output(tabfit(Words{"evaluate", kept} + points), fitted);
+        expect_output(run_tabfit(Words{"evaluate", kept} + points), fitted);
       }
 }
 
@@ -640,7 +641,7 @@ TEST_F(CommandEvaluate, PrintsWhatFitPrintedOfRandomTables) {
         const Words at = {"--at", shortest(first) + ":" + shortest(x) + ":57"};
         const std::string fitted =
             result_of(fit(table, kind + twin + at + Words{"--coefficients", kept}));
-        expect_output(tabfit(Words{"evaluate", kept} + at), fitted);
+        expect_output(run_tabfit(Words{"evaluate", kept} + at), fitted);
       }
   }
 }
@@ -651,7 +652,7 @@ TEST_F(CommandEvaluate, FileHoldsTheCoefficientsOfTheLibrary) {
   std::vector<double> x = less(table[0], double(titanium_shift)), a(10);
   const int p = 5, m = int(x.size());
   ASSERT_EQ(AX_polapxcoefd(p, m, x.data(), table[1].data(), a.data()), AX_POLAPXCOEF_OK);
-  ASSERT_EQ(tabfit({"fit", titanium, "--polynomial", "5", "--coefficients", kept}).status, 0);
+  ASSERT_EQ(run_tabfit({"fit", titanium, "--polynomial", "5", "--coefficients", kept}).status, 0);
   const Json json = Json::parse(content(fs::path(kept)));
   EXPECT_EQ(json.at("format"), "tabfit fit");
   EXPECT_EQ(json.at("version"), 1);
@@ -677,22 +678,24 @@ TEST_F(CommandEvaluate, KeepsTheSignOfAZero) {
   Json json = Json::parse(content(fs::path(kept)));
   for (Json& coefficient : json["coefficients"]) coefficient = 0.0;
   const std::string zero = write("zero.json", json.dump());
-  expect_output(tabfit({"evaluate", zero, "--at", "3"}), "x,y\n3,0\n");
+  expect_output(run_tabfit({"evaluate", zero, "--at", "3"}), "x,y\n3,0\n");
 
   // A fit of ordinates -0 has coefficients -0 among others; they come back as they were.
   const std::string minus = table_of(
       9, [](int i) { return i; }, [](int) { return -0.0; });
   const std::string fitted =
       result_of(fit(minus, {"--spline", "2", "--at", "0:8:17", "--coefficients", kept}));
-  expect_output(tabfit({"evaluate", kept, "--at", "0:8:17"}), fitted);
+  expect_output(run_tabfit({"evaluate", kept, "--at", "0:8:17"}), fitted);
 }
 
 TEST_F(CommandEvaluate, DescribesItsPointsInJson) {
   const std::string kept = path("c.json");
-  ASSERT_EQ(tabfit({"fit", titanium, "--spline", "4", "--precision", "single", "--coefficients", kept})
-                .status,
-            0);
-  const Json json = Json::parse(tabfit({"evaluate", kept, "--at", "600,700", "--format", "json"}).out);
+  ASSERT_EQ(
+      run_tabfit({"fit", titanium, "--spline", "4", "--precision", "single", "--coefficients", kept})
+          .status,
+      0);
+  const Json json =
+      Json::parse(run_tabfit({"evaluate", kept, "--at", "600,700", "--format", "json"}).out);
   EXPECT_EQ(json.at("file"), kept);
   EXPECT_EQ(json.at("fit"), "spline of 4 interior knots");
   EXPECT_EQ(json.at("precision"), "single");
@@ -703,10 +706,10 @@ TEST_F(CommandEvaluate, DescribesItsPointsInJson) {
 
 TEST_F(CommandEvaluate, ReadsItsFileFromStandardInput) {
   const std::string kept = path("c.json");
-  ASSERT_EQ(tabfit({"fit", titanium, "--spline", "4", "--coefficients", kept}).status, 0);
+  ASSERT_EQ(run_tabfit({"fit", titanium, "--spline", "4", "--coefficients", kept}).status, 0);
   const std::string json = content(fs::path(kept));
   expect_output(piped("evaluate", json, {"--at", "600"}),
-                result_of(tabfit({"evaluate", kept, "--at", "600"})));
+                result_of(run_tabfit({"evaluate", kept, "--at", "600"})));
   expect_failure(piped("evaluate", json, {"--at", "0"}), 1,
                  "standard input: point 0 lies outside 595..1075");
 }
@@ -716,8 +719,8 @@ TEST_F(CommandEvaluate, RefusesAPointOutsideTheFittedRange) {
   const std::string out = write("out.csv", "old\n");
   for (const Words& kind : {Words{"--spline", "4"}, Words{"--polynomial", "4"}})
     for (const Words& twin : {precision<double>(), precision<float>()}) {
-      ASSERT_EQ(tabfit(Words{"fit", titanium, "--coefficients", kept} + kind + twin).status, 0);
-      expect_failure(tabfit({"evaluate", kept, "--at", "600,1100.0", "--output", out}), 1,
+      ASSERT_EQ(run_tabfit(Words{"fit", titanium, "--coefficients", kept} + kind + twin).status, 0);
+      expect_failure(run_tabfit({"evaluate", kept, "--at", "600,1100.0", "--output", out}), 1,
                      kept + ": point 1100.0 lies outside 595..1075");
     }
   EXPECT_EQ(content(fs::path(out)), "old\n");
@@ -737,15 +740,15 @@ TEST_F(CommandEvaluate, RefusesFilesThatHoldNoFit) {
   refuses("{}", other);
   refuses("{\"format\": \"other\"}", other);
   refuses("{\"format\": 1}", other);
-  refuses(tabfit({"fit", titanium, "--spline", "4", "--format", "json"}).out, other);
+  refuses(run_tabfit({"fit", titanium, "--spline", "4", "--format", "json"}).out, other);
   const std::string missing = path("missing.json");
-  expect_failure(tabfit({"evaluate", missing, "--at", "1"}), 2,
+  expect_failure(run_tabfit({"evaluate", missing, "--at", "1"}), 2,
                  "cannot read " + missing + ": No such file or directory");
 }
 
 TEST_F(CommandEvaluate, RefusesWhatDoesNotFitInAFileOfCoefficients) {
   const std::string kept = path("c.json");
-  ASSERT_EQ(tabfit({"fit", titanium, "--spline", "2", "--coefficients", kept}).status, 0);
+  ASSERT_EQ(run_tabfit({"fit", titanium, "--spline", "2", "--coefficients", kept}).status, 0);
   const Json good = Json::parse(content(fs::path(kept)));
   ASSERT_EQ(piped("evaluate", good.dump(), {"--at", "600"}).status, 0);
   const auto refuses = [&](const char* key, const Json& value, const std::string& line) {
@@ -789,10 +792,10 @@ TEST_F(CommandEvaluate, RefusesWhatDoesNotFitInAFileOfCoefficients) {
 
 TEST_F(CommandEvaluate, RefusesNumbersBeyondTheRangeOfItsPrecision) {
   const std::string kept = path("c.json");
-  ASSERT_EQ(
-      tabfit({"fit", titanium, "--polynomial", "2", "--precision", "single", "--coefficients", kept})
-          .status,
-      0);
+  ASSERT_EQ(run_tabfit(
+                {"fit", titanium, "--polynomial", "2", "--precision", "single", "--coefficients", kept})
+                .status,
+            0);
   Json bad = Json::parse(content(fs::path(kept)));
   bad["coefficients"][1] = 10000000000000000000.0;
   EXPECT_EQ(piped("evaluate", bad.dump(), {"--at", "600"}).status, 0);
@@ -803,13 +806,13 @@ TEST_F(CommandEvaluate, RefusesNumbersBeyondTheRangeOfItsPrecision) {
 TEST_F(CommandEvaluate, RefusesWrongOptions) {
   const std::string help = " (see tabfit evaluate --help)";
   const std::string line = "either --at or --at-file is needed, and not both" + help;
-  expect_failure(tabfit({"evaluate", "c.json"}), 2, line);
-  expect_failure(tabfit({"evaluate", "c.json", "--at", "1", "--at-file", "p"}), 2, line);
-  expect_failure(tabfit({"evaluate", "-", "--at-file", "-"}), 2,
+  expect_failure(run_tabfit({"evaluate", "c.json"}), 2, line);
+  expect_failure(run_tabfit({"evaluate", "c.json", "--at", "1", "--at-file", "p"}), 2, line);
+  expect_failure(run_tabfit({"evaluate", "-", "--at-file", "-"}), 2,
                  "FILE and --at-file are both standard input" + help);
-  expect_failure_with(tabfit({"evaluate", "--at", "1"}), 2, "FILE is required");
+  expect_failure_with(run_tabfit({"evaluate", "--at", "1"}), 2, "FILE is required");
   for (const char* option : {"--spline", "--precision", "--x"})
-    expect_failure_with(tabfit({"evaluate", "c.json", "--at", "1", option, "1"}), 2, option);
+    expect_failure_with(run_tabfit({"evaluate", "c.json", "--at", "1", option, "1"}), 2, option);
 }
 
 // -- solve ------------------------------------------------------------------------------------------
@@ -860,7 +863,7 @@ double digits(double value, double exact) {
 
 TEST_F(CommandSolve, HasTheCertifiedDigitsOfTheLongleyRegression) {
   const Outcome outcome =
-      tabfit({"solve", longley, "--response", "employment", "--intercept", "--format", "json"});
+      run_tabfit({"solve", longley, "--response", "employment", "--intercept", "--format", "json"});
   const Json json = Json::parse(result_of(outcome));
   ASSERT_EQ(json.at("coefficients").size(), 7U);
   // The squared norms in the decomposition carry an error of eps/2, 1e-16, of the greatest. Of the last
@@ -876,8 +879,8 @@ TEST_F(CommandSolve, HasTheCertifiedDigitsOfTheLongleyRegression) {
   EXPECT_DOUBLE_EQ(json.at("residual_norm"), std::sqrt(longley_sum_of_squares));
 
   const Json single =
-      Json::parse(result_of(tabfit({"solve", longley, "--response", "employment", "--intercept",
-                                    "--format", "json", "--precision", "single"})));
+      Json::parse(result_of(run_tabfit({"solve", longley, "--response", "employment", "--intercept",
+                                        "--format", "json", "--precision", "single"})));
   // Measured: 3.3 digits, of 7.2 - 4.1.
   for (std::size_t j = 0; j < 7; ++j)
     EXPECT_GT(digits(single["coefficients"][j].at("value"), longley_exact[j]), 3) << j;
@@ -896,9 +899,9 @@ TEST_F(CommandSolve, SolvesWhatTheLibraryRefusesUnscaled) {
 
 TEST_F(CommandSolve, WritesFittedValuesAndResidualsOfEveryRow) {
   const std::string rows = path("rows.csv");
-  ASSERT_EQ(
-      tabfit({"solve", longley, "--response", "employment", "--intercept", "--fitted", rows}).status,
-      0);
+  ASSERT_EQ(run_tabfit({"solve", longley, "--response", "employment", "--intercept", "--fitted", rows})
+                .status,
+            0);
   const std::string text = content(fs::path(rows));
   EXPECT_TRUE(text.starts_with("row,employment,fitted,residual\n2,60323,")) << text;
   const auto columns = columns_of<double>(text);
@@ -921,9 +924,10 @@ TEST_F(CommandSolve, WritesFittedValuesAndResidualsOfEveryRow) {
   EXPECT_GT(digits(squares, longley_sum_of_squares), 14.7);
 
   const std::string json = path("rows.json");
-  ASSERT_EQ(tabfit({"solve", longley, "--response", "employment", "--format", "json", "--fitted", json})
-                .status,
-            0);
+  ASSERT_EQ(
+      run_tabfit({"solve", longley, "--response", "employment", "--format", "json", "--fitted", json})
+          .status,
+      0);
   const Json parsed = Json::parse(content(fs::path(json)));
   ASSERT_EQ(parsed.at("rows").size(), 16U);
   EXPECT_EQ(parsed["rows"][0].at("row"), 2);
@@ -1040,21 +1044,23 @@ TEST_F(CommandSolve, RefusesWrongColumns) {
 
 TEST_F(CommandSolve, RefusesWrongOptions) {
   const std::string help = " (see tabfit solve --help)";
-  expect_failure_with(tabfit({"solve", longley}), 2, "--response is required");
+  expect_failure_with(run_tabfit({"solve", longley}), 2, "--response is required");
   for (const char* option : {"--predictors", "--fitted", "--output"})
-    expect_failure(tabfit({"solve", longley, "--response", "employment", option, ""}), 2,
+    expect_failure(run_tabfit({"solve", longley, "--response", "employment", option, ""}), 2,
                    std::string(option) + " is empty" + help);
-  expect_failure(tabfit({"solve", longley, "--response", ""}), 2, "--response is empty" + help);
+  expect_failure(run_tabfit({"solve", longley, "--response", ""}), 2, "--response is empty" + help);
   for (const char* option : {"--at", "--plot", "--x"})
-    expect_failure_with(tabfit({"solve", longley, "--response", "employment", option, "1"}), 2, option);
+    expect_failure_with(run_tabfit({"solve", longley, "--response", "employment", option, "1"}), 2,
+                        option);
 }
 
 TEST_F(CommandSolve, WritesAllResultsOrNone) {
   const std::string out = write("out.csv", "old\n");
   const std::string nowhere = path("nowhere") / "rows.csv";
-  EXPECT_EQ(tabfit({"solve", longley, "--response", "employment", "--output", out, "--fitted", nowhere})
-                .status,
-            2);
+  EXPECT_EQ(
+      run_tabfit({"solve", longley, "--response", "employment", "--output", out, "--fitted", nowhere})
+          .status,
+      2);
   EXPECT_EQ(solve("a,b,y\n1,2,1\n2,4,5\n3,6,2\n", {"--response", "y", "--output", out}).status, 1);
   EXPECT_EQ(content(fs::path(out)), "old\n");
   EXPECT_EQ(files(), 1U);

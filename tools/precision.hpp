@@ -3,9 +3,11 @@
 
 #include <memory>
 
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 namespace tabfit::tool {
+
+using namespace engine;  // the C functions under their stems
 
 /// One precision: its name; the tolerance of the library, the least width of an interval in the unit of
 /// the operation; the most interior knots for which the spline basis is finite.

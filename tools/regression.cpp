@@ -5,10 +5,12 @@
 #include <cmath>
 #include <new>
 
-#include "tools/twins.hpp"
+#include "tabfit/engine.hpp"
 
 namespace tabfit::tool {
 namespace {
+
+using namespace engine;
 
 using Wide = long double;
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""twins.py [FILE] - writes tools/twins.hpp from the public headers: each pair of twins under its stem."""
+"""twins.py [FILE] - writes include/tabfit/engine.hpp from the C headers: each pair of twins under its stem."""
 import pathlib
 import re
 import sys
@@ -9,44 +9,53 @@ HEADERS = ("matrix", "least_squares", "approximation")
 DECLARATION = re.compile(r"^TABFIT_API\s+([^;]*?)(\w+)\(([^;]*)\)\s*TABFIT_NOEXCEPT;", re.MULTILINE)
 
 HEAD = """\
-// tools/twins.hpp - the library's functions under their stems: the element type picks the twin.
+// tabfit/engine.hpp - the C functions under their stems: the element type picks the twin.
 //
-// Written by tools/twins.py from the public headers.
+//     tabfit::engine::M_mm(A, B, m, n, p, C);      // M_mmf or M_mmd, by the type of A
+//     tabfit::engine::M_alloc<double>(m, n, n);    // where the arguments do not tell
+//
+// What a function does, its statuses and its habits stand in the C headers. Written by tools/twins.py.
 #pragma once
 
 #include "tabfit/tabfit.h"
 
-namespace host {
+namespace tabfit::detail {
 
 template <class Result, class... Arguments>
-struct Twin {
+struct twin {
   Result (*function)(Arguments...);
 
-  Result operator()(Arguments... arguments) const { return function(arguments...); }
+  Result operator()(Arguments... arguments) const noexcept { return function(arguments...); }
 };
 
 /// Two functions as overloads.
 template <class Single, class Double>
-struct Twins : Single, Double {
+struct overloads : Single, Double {
   using Single::operator();
   using Double::operator();
 };
 
 template <class R1, class... A1, class R2, class... A2>
-constexpr Twins<Twin<R1, A1...>, Twin<R2, A2...>> twins(R1 (*single_twin)(A1...),
-                                                        R2 (*double_twin)(A2...)) {
+constexpr overloads<twin<R1, A1...>, twin<R2, A2...>> twins(R1 (*single_twin)(A1...),
+                                                            R2 (*double_twin)(A2...)) {
   return {{single_twin}, {double_twin}};
 }
 
-}  // namespace host
+}  // namespace tabfit::detail
+
+namespace tabfit::engine {
 """
 
 CHOSEN_BY_NAME = """
 /// {stem}<float>, {stem}<double>: the arguments are the same.
 template <class Real>
-constexpr auto {stem} = {stem}f;
+inline constexpr auto {stem} = ::{stem}f;
 template <>
-inline constexpr auto {stem}<double> = {stem}d;
+inline constexpr auto {stem}<double> = ::{stem}d;
+"""
+
+FOOT = """
+}  // namespace tabfit::engine
 """
 
 
@@ -65,10 +74,10 @@ def written():
     for stem in stems:
         if stem not in by_name:
             own_name = stem.rstrip("_")  # Ls_f and Ls_d
-            lines.append("inline constexpr auto %s = host::twins(%sf, %sd);\n" % (own_name, stem, stem))
+            lines.append("inline constexpr auto %s = detail::twins(%sf, %sd);\n" % (own_name, stem, stem))
     lines += [CHOSEN_BY_NAME.format(stem=stem) for stem in by_name]
-    return lines[0] + "\n" + "".join(lines[1:])
+    return lines[0] + "\n" + "".join(lines[1:]) + FOOT
 
 
-path = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT / "tools/twins.hpp"
+path = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT / "include/tabfit/engine.hpp"
 path.write_text(written())

@@ -1,19 +1,31 @@
 #!/bin/sh
-# Every public header compiles by itself as C99 and as C++17, without a warning, under each compiler.
+# Every public header compiles by itself, without a warning, under each compiler: the C headers as C99 and
+# as C++17, the front as C++20 and as C++23.
 set -eu
 cd "$(dirname "$0")/../.."
+
+# compiles HEADER COMMAND… - the header, twice, so that its guard is needed; ISO C wants a declaration in
+# every file.
+compiles() {
+  name=tabfit/$(basename "$1")
+  shift
+  printf '#include <%s>\n#include <%s>\nextern int declaration;\n' "$name" "$name" |
+    "$@" -Wall -Wextra -Wpedantic -Werror -Iinclude -fsyntax-only - ||
+    { echo "headers.sh: $name does not compile with '$*'" >&2; exit 1; }
+}
+
 found=
 for family in "gcc g++" "clang clang++"; do
   c=${family% *} cxx=${family#* }
   command -v "$cxx" >/dev/null || continue
   found="$found $cxx"
   for header in include/tabfit/*.h; do
-    name=tabfit/$(basename "$header")
-    for language in "$c -x c -std=c99" "$cxx -x c++ -std=c++17"; do
-      # Twice, so that the include guard is needed; ISO C wants a declaration in every file.
-      printf '#include <%s>\n#include <%s>\nextern int declaration;\n' "$name" "$name" |
-        $language -Wall -Wextra -Wpedantic -Werror -Iinclude -fsyntax-only - ||
-        { echo "headers.sh: $name does not compile with '$language'" >&2; exit 1; }
+    compiles "$header" "$c" -x c -std=c99
+    compiles "$header" "$cxx" -x c++ -std=c++17
+  done
+  for header in include/tabfit/*.hpp; do
+    for standard in c++20 c++2b; do
+      compiles "$header" "$cxx" -x c++ -std=$standard -Wshadow -Wconversion -Wsign-conversion
     done
   done
 done

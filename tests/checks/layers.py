@@ -6,6 +6,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2] / "src"
+FRONT = ROOT.parent / "include/tabfit"
 
 # Rows of the house, lowest first: a file may include its own row and any row below it.
 ROWS = [
@@ -23,6 +24,22 @@ ROWS = [
     ["llsqp/inequality.*"],
     ["llsqp/constrained.*"],
     ["lin/*", "appx/*"],
+]
+
+# Rows of the front, lowest first: a header includes C headers and rows below its own.
+FRONT_ROWS = [
+    ["error"],
+    ["engine"],
+    ["table"],
+    ["orthogonal", "statistics"],
+    ["matrix"],
+    ["least_squares"],
+    ["active_set"],
+    ["nonnegative"],
+    ["bounded"],
+    ["least_distance"],
+    ["constrained"],
+    ["tabfit"],
 ]
 
 
@@ -55,9 +72,28 @@ def problems_of(path):
             yield f"{where} is an include upward"
 
 
+def problems_of_front(path):
+    rows = {name: number for number, names in enumerate(FRONT_ROWS) for name in names}
+    row = rows.get(path.stem)
+    if row is None:
+        yield f"tabfit/{path.name}: no row of the front holds it; add it to tests/checks/layers.py"
+        return
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        include = re.match(r'\s*#\s*include\s*(?:"([^"]+)"|<(tabfit/[^>]+)>)', line)
+        if not include:
+            continue
+        target = pathlib.PurePath(include[1] or include[2])
+        where = f"tabfit/{path.name}:{number}: \"{target}\""
+        if target.parent.name != "tabfit" or not (FRONT / target.name).is_file():
+            yield f"{where} is no public header"
+        elif target.suffix == ".hpp" and rows.get(target.stem, row) >= row:
+            yield f"{where} is not in a row below"
+
+
 files = sorted(ROOT.rglob("*.[ch]pp"))
-problems = [p for f in files for p in problems_of(f)]
+front = sorted(FRONT.glob("*.hpp"))
+problems = [p for f in files for p in problems_of(f)] + [p for f in front for p in problems_of_front(f)]
 print("\n".join(problems), file=sys.stderr)
-if problems or not files:
-    sys.exit(f"layers.py: {len(problems)} problems in {len(files)} files")
-print(f"layers.py: {len(files)} files, no include upward")
+if problems or not files or not front:
+    sys.exit(f"layers.py: {len(problems)} problems in {len(files) + len(front)} files")
+print(f"layers.py: {len(files) + len(front)} files, no include upward")

@@ -87,7 +87,7 @@ inline Outcome run_program(Words words, const Surroundings& around = {}) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content(out.get()), content(err.get())};
 }
 
-inline Outcome tabfit(Words words, const Surroundings& around = {}) {
+inline Outcome run_tabfit(Words words, const Surroundings& around = {}) {
   words.insert(words.begin(), TABFIT_COMMAND);
   return run_program(std::move(words), around);
 }

@@ -1,5 +1,7 @@
 // tests/support/twins.hpp - what a test of both twins needs: one body for both, one name for both.
 #pragma once
 
+#include "tabfit/engine.hpp"
 #include "tests/support/twin_test.hpp"
-#include "tools/twins.hpp"
+
+using namespace tabfit::engine;

@@ -1,0 +1,9 @@
+// tabfit/tabfit.hpp - the whole library for C++20 hosts: values, spans and exceptions over the C functions.
+//
+// A call checks its data first and leaves its arguments as they are. Results are values. No state is kept:
+// calls on the same data may run in many threads.
+#pragma once
+
+#include "tabfit/engine.hpp"
+#include "tabfit/error.hpp"
+#include "tabfit/table.hpp"
