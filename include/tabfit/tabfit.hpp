@@ -4,6 +4,7 @@
 // calls on the same data may run in many threads.
 #pragma once
 
+#include "tabfit/active_set.hpp"
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
 #include "tabfit/table.hpp"

@@ -1,0 +1,233 @@
+// tabfit/active_set.hpp - what the active-set solvers of the C++ front return, and how well it solves the
+// problem.
+//
+// A constraint is active where it holds x back: x lies on it, and its multiplier says how much the
+// constraint costs. The solvers share the types here, and one measure of the optimality conditions.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "tabfit/table.hpp"
+
+namespace tabfit {
+
+/// What an active constraint is:
+///   lower       x_index = lo_index
+///   upper       x_index = hi_index
+///   inequality  row `index` of C x >= d, or of G x >= h, holds as an equality
+///   equality    row `index` of E x = f
+enum class constraint_kind : std::uint8_t { lower, upper, inequality, equality };
+
+struct active_constraint {
+  constraint_kind kind;
+  int index;
+  friend bool operator==(const active_constraint &, const active_constraint &) = default;
+};
+
+/// A minimiser of |A x - b| under constraints, as nonnegative(), bounded(), least_distance() and
+/// constrained() return it.
+template <real T>
+struct solution {
+  std::vector<T> x;
+  std::vector<T> residual;  ///< b - A x
+  T residual_norm{};        ///< |b - A x|
+  std::vector<active_constraint>
+      active;  ///< the constraints that hold x; a start for a similar problem
+  /// Side by side with `active`: multipliers of |A x - b|^2 / 2. By so much the half square falls where
+  /// the right side of the constraint is relaxed by a small unit. None is negative, but for equalities.
+  std::vector<T> multipliers;
+  int iterations = 0;  ///< linear systems solved: one for each change of the active set
+  /// The largest violation of the optimality conditions, measured on the returned numbers. Each is
+  /// divided by the magnitudes of its own terms, so a few machine epsilons of T is as good as it gets.
+  double violation = 0;
+  /// No change of the active set lowers |A x - b|, and `violation` is below 1000 epsilon of T. If
+  /// false, x is the best point found; it satisfies the constraints, but for rounding.
+  bool converged = false;
+};
+
+namespace detail {
+
+/// Minimise |A x - b| subject to C x >= d, E x = f, lo <= x <= hi. What is empty is not there.
+template <real T>
+struct conditions {
+  table_view<T> A;
+  std::span<const T> b;
+  table_view<T> C;
+  std::span<const T> d;
+  table_view<T> E;
+  std::span<const T> f;
+  std::span<const T> lo, hi;
+};
+
+/// y += a A_j.
+template <real T>
+void add_column(table_view<T> A, int j, double a, std::span<double> y) {
+  const T *const column = A.column(j);
+  const std::ptrdiff_t stride = A.row_stride();
+  const std::ptrdiff_t m = A.rows();
+  if (stride == 1)
+    for (std::ptrdiff_t i = 0; i < m; ++i) y[std::size_t(i)] += a * double(column[i]);
+  else
+    for (std::ptrdiff_t i = 0; i < m; ++i) y[std::size_t(i)] += a * double(column[i * stride]);
+}
+
+/// A_j' y.
+template <real T>
+double dot_column(table_view<T> A, int j, std::span<const double> y) {
+  const T *const column = A.column(j);
+  const std::ptrdiff_t stride = A.row_stride();
+  const std::ptrdiff_t m = A.rows();
+  double sums[4] = {};  // side by side
+  std::ptrdiff_t i = 0;
+  for (; i + 4 <= m; i += 4)
+    for (std::ptrdiff_t l = 0; l < 4; ++l)
+      sums[l] += double(column[(i + l) * stride]) * y[std::size_t(i + l)];
+  for (; i < m; ++i) sums[0] += double(column[i * stride]) * y[std::size_t(i)];
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
+
+/// |A_j|.
+template <real T>
+double column_norm(table_view<T> A, int j) {
+  const T *const column = A.column(j);
+  double sums[4] = {}, greatest = 0, scaled = 0;
+  for (std::ptrdiff_t i = 0; i < A.rows(); ++i) {
+    const double v = double(column[i * A.row_stride()]);
+    sums[i % 4] += v * v;
+  }
+  const double sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+  if (sum > 1e-280 && sum < 1e300) return std::sqrt(sum);
+  for (std::ptrdiff_t i = 0; i < A.rows(); ++i)  // the squares left the range
+    greatest = std::max(greatest, std::abs(double(column[i * A.row_stride()])));
+  if (greatest == 0) return 0;
+  for (std::ptrdiff_t i = 0; i < A.rows(); ++i) {
+    const double v = double(column[i * A.row_stride()]) / greatest;
+    scaled += v * v;
+  }
+  return greatest * std::sqrt(scaled);
+}
+
+/// A problem at a point: the residual, the gradient of half its square, and how well the optimality
+/// conditions hold. All sums run in double, from the elements as they were given.
+template <real T>
+class optimality {
+ public:
+  explicit optimality(const conditions<T> &p) : p_(p), norms_(std::size_t(p.A.columns())) {
+    for (std::size_t j = 0; j < norms_.size(); ++j) norms_[j] = column_norm(p.A, int(j));
+    const int m = int(p.b.size());
+    norm_b_ = column_norm(table_view<T>::column_major(p.b.data(), m, 1), 0);
+    residual_.resize(p.b.size());
+    gradient_.resize(norms_.size());
+  }
+
+  /// Sets residual() = b - A x, gradient() = A' (A x - b), scale() = sum |A_j| |x_j| + |b|.
+  template <class X>
+  void move_to(const std::vector<X> &x) {
+    std::copy(p_.b.begin(), p_.b.end(), residual_.begin());
+    scale_ = norm_b_;
+    for (std::size_t j = 0; j < norms_.size(); ++j) {
+      if (x[j] != 0) add_column(p_.A, int(j), -double(x[j]), residual_);
+      scale_ += norms_[j] * std::abs(double(x[j]));
+    }
+    for (std::size_t j = 0; j < norms_.size(); ++j)
+      gradient_[j] = -dot_column<T>(p_.A, int(j), residual_);
+  }
+
+  std::span<const double> residual() const { return residual_; }
+  std::span<const double> gradient() const { return gradient_; }
+  std::span<const double> norms() const { return norms_; }  ///< |A_j|
+  double scale() const { return scale_; }
+
+  /// The largest violation at the point of the last move_to, which is s.x:
+  ///   stationarity     |gradient_j - sum of multipliers times rows| over |A_j| scale() and its terms
+  ///   constraints      d_i - C_i x where positive, |E_i x - f_i|, over sum |C_ij x_j| + |d_i|; bounds alike
+  ///   complementarity  an active constraint that x does not lie on, likewise
+  /// Infinite if a multiplier has the wrong sign.
+  double violation(const solution<T> &s) const;
+
+ private:
+  /// A row times x minus its right side, over the magnitudes of both.
+  struct slack {
+    double value, terms;
+    double relative() const { return value == 0 ? 0 : value / terms; }
+  };
+  std::vector<slack> slacks(table_view<T> C, std::span<const T> d, const std::vector<T> &x) const;
+  slack bound_slack(constraint_kind kind, std::size_t j, const std::vector<T> &x) const {
+    const double bound = double(kind == constraint_kind::lower ? p_.lo[j] : p_.hi[j]);
+    if (!is_finite(bound)) return {0, 1};
+    const double above = double(x[j]) - bound;
+    return {kind == constraint_kind::lower ? above : -above, std::abs(double(x[j])) + std::abs(bound)};
+  }
+  double stationarity(const solution<T> &s) const;
+
+  conditions<T> p_;
+  std::vector<double> norms_, residual_, gradient_;
+  double norm_b_ = 0, scale_ = 0;
+};
+
+template <real T>
+auto optimality<T>::slacks(table_view<T> C, std::span<const T> d, const std::vector<T> &x) const
+    -> std::vector<slack> {
+  std::vector<slack> rows(d.size());
+  for (std::size_t i = 0; i < d.size(); ++i) rows[i] = {-double(d[i]), std::abs(double(d[i]))};
+  for (int j = 0; j < C.columns(); ++j)
+    for (int i = 0; i < C.rows(); ++i) {
+      const double term = double(C(i, j)) * double(x[std::size_t(j)]);
+      rows[std::size_t(i)].value += term;
+      rows[std::size_t(i)].terms += std::abs(term);
+    }
+  return rows;
+}
+
+template <real T>
+double optimality<T>::stationarity(const solution<T> &s) const {
+  std::vector<double> rest(gradient_), terms(norms_);
+  for (double &size : terms) size *= scale_;
+  double worst = 0;
+  const auto subtract = [&](std::size_t j, double part) {
+    rest[j] -= part;
+    terms[j] += std::abs(part);
+  };
+  for (std::size_t a = 0; a < s.active.size(); ++a) {
+    const auto [kind, index] = s.active[a];
+    const double u = double(s.multipliers[a]);
+    if (kind == constraint_kind::lower) subtract(std::size_t(index), u);
+    if (kind == constraint_kind::upper) subtract(std::size_t(index), -u);
+    if (kind == constraint_kind::inequality || kind == constraint_kind::equality) {
+      const table_view<T> rows = kind == constraint_kind::inequality ? p_.C : p_.E;
+      for (std::size_t j = 0; j < rest.size(); ++j) subtract(j, u * double(rows(index, int(j))));
+    }
+    if (kind != constraint_kind::equality && u < 0) worst = std::numeric_limits<double>::infinity();
+  }
+  for (std::size_t j = 0; j < rest.size(); ++j)
+    if (rest[j] != 0) worst = std::max(worst, std::abs(rest[j]) / terms[j]);
+  return worst;
+}
+
+template <real T>
+double optimality<T>::violation(const solution<T> &s) const {
+  double worst = stationarity(s);
+  const std::vector<slack> C = slacks(p_.C, p_.d, s.x), E = slacks(p_.E, p_.f, s.x);
+  for (const slack &row : C) worst = std::max(worst, -row.relative());
+  for (const slack &row : E) worst = std::max(worst, std::abs(row.relative()));
+  for (std::size_t j = 0; j < p_.lo.size(); ++j) {
+    worst = std::max(worst, -bound_slack(constraint_kind::lower, j, s.x).relative());
+    worst = std::max(worst, -bound_slack(constraint_kind::upper, j, s.x).relative());
+  }
+  for (const active_constraint &a : s.active) {
+    const std::size_t i = std::size_t(a.index);
+    if (a.kind == constraint_kind::inequality) worst = std::max(worst, std::abs(C[i].relative()));
+    if (a.kind == constraint_kind::lower || a.kind == constraint_kind::upper)
+      worst = std::max(worst, std::abs(bound_slack(a.kind, i, s.x).relative()));
+  }
+  return worst;
+}
+
+}  // namespace detail
+}  // namespace tabfit
