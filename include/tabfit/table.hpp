@@ -444,11 +444,15 @@ void check_finite(const char *operation, const char *name, std::span<const T> b)
 /// The same, column by column: "A(3, 2) is infinite".
 template <real T>
 void check_finite(const char *operation, const char *name, table_view<T> A) {
-  for (int j = 0; j < A.columns(); ++j)
-    for (int i = 0; i < A.rows(); ++i)
+  for (int j = 0; j < A.columns(); ++j) {
+    const T *const a = A.column(j);
+    bool finite = true;
+    for (int i = 0; i < A.rows(); ++i) finite &= is_finite(a[i * A.row_stride()]);
+    for (int i = 0; !finite && i < A.rows(); ++i)
       if (!is_finite(A(i, j)))
         throw_not_finite(operation, name + ("(" + std::to_string(i) + ", " + std::to_string(j) + ")"),
                          A(i, j));
+  }
 }
 
 /// What a call of the engine reads: the view's own columns where each is contiguous, else a copy.
