@@ -7,4 +7,5 @@
 #include "tabfit/active_set.hpp"
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
+#include "tabfit/orthogonal.hpp"
 #include "tabfit/table.hpp"
