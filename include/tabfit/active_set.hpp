@@ -13,6 +13,7 @@
 #include <span>
 #include <vector>
 
+#include "tabfit/orthogonal.hpp"
 #include "tabfit/table.hpp"
 
 namespace tabfit {
@@ -49,6 +50,14 @@ struct solution {
   /// No change of the active set lowers |A x - b|, and `violation` is below 1000 epsilon of T. If
   /// false, x is the best point found; it satisfies the constraints, but for rounding.
   bool converged = false;
+};
+
+struct active_set_options {
+  /// Constraints that may well be active, such as `active` of a similar problem. A good guess saves most of
+  /// the work; a wrong one costs some, and changes nothing else.
+  std::span<const active_constraint> start = {};
+  /// How many linear systems may be solved; 0 stands for 10 + 3 (unknowns + constraints).
+  int iterations = 0;
 };
 
 namespace detail {
@@ -92,38 +101,17 @@ double dot_column(table_view<T> A, int j, std::span<const double> y) {
   return (sums[0] + sums[1]) + (sums[2] + sums[3]);
 }
 
-/// |A_j|.
-template <real T>
-double column_norm(table_view<T> A, int j) {
-  const T *const column = A.column(j);
-  double sums[4] = {}, greatest = 0, scaled = 0;
-  for (std::ptrdiff_t i = 0; i < A.rows(); ++i) {
-    const double v = double(column[i * A.row_stride()]);
-    sums[i % 4] += v * v;
-  }
-  const double sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
-  if (sum > 1e-280 && sum < 1e300) return std::sqrt(sum);
-  for (std::ptrdiff_t i = 0; i < A.rows(); ++i)  // the squares left the range
-    greatest = std::max(greatest, std::abs(double(column[i * A.row_stride()])));
-  if (greatest == 0) return 0;
-  for (std::ptrdiff_t i = 0; i < A.rows(); ++i) {
-    const double v = double(column[i * A.row_stride()]) / greatest;
-    scaled += v * v;
-  }
-  return greatest * std::sqrt(scaled);
-}
-
 /// A problem at a point: the residual, the gradient of half its square, and how well the optimality
 /// conditions hold. All sums run in double, from the elements as they were given.
 template <real T>
 class optimality {
  public:
-  explicit optimality(const conditions<T> &p) : p_(p), norms_(std::size_t(p.A.columns())) {
-    for (std::size_t j = 0; j < norms_.size(); ++j) norms_[j] = column_norm(p.A, int(j));
-    const int m = int(p.b.size());
-    norm_b_ = column_norm(table_view<T>::column_major(p.b.data(), m, 1), 0);
-    residual_.resize(p.b.size());
-    gradient_.resize(norms_.size());
+  /// r is the triangle of A, which has its columns' lengths.
+  optimality(const conditions<T> &p, const reduced &r)
+      : p_(p), norms_(zeros(r.columns)), residual_(p.b.size()), gradient_(zeros(r.columns)) {
+    for (int j = 0; j < r.columns; ++j)
+      norms_[at(j)] = norm(r.R.data() + at(0, j, r.rows), std::min(j + 1, r.rows));
+    norm_b_ = std::hypot(norm(r.c.data(), r.rows), r.rest);
   }
 
   /// Sets residual() = b - A x, gradient() = A' (A x - b), scale() = sum |A_j| |x_j| + |b|.
@@ -216,10 +204,10 @@ double optimality<T>::violation(const solution<T> &s) const {
   const std::vector<slack> C = slacks(p_.C, p_.d, s.x), E = slacks(p_.E, p_.f, s.x);
   for (const slack &row : C) worst = std::max(worst, -row.relative());
   for (const slack &row : E) worst = std::max(worst, std::abs(row.relative()));
-  for (std::size_t j = 0; j < p_.lo.size(); ++j) {
+  for (std::size_t j = 0; j < p_.lo.size(); ++j)
     worst = std::max(worst, -bound_slack(constraint_kind::lower, j, s.x).relative());
+  for (std::size_t j = 0; j < p_.hi.size(); ++j)
     worst = std::max(worst, -bound_slack(constraint_kind::upper, j, s.x).relative());
-  }
   for (const active_constraint &a : s.active) {
     const std::size_t i = std::size_t(a.index);
     if (a.kind == constraint_kind::inequality) worst = std::max(worst, std::abs(C[i].relative()));

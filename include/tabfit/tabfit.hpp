@@ -5,7 +5,9 @@
 #pragma once
 
 #include "tabfit/active_set.hpp"
+#include "tabfit/bounded.hpp"
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
+#include "tabfit/nonnegative.hpp"
 #include "tabfit/orthogonal.hpp"
 #include "tabfit/table.hpp"

@@ -35,10 +35,11 @@ FRONT_ROWS = [
     ["matrix"],
     ["least_squares"],
     ["active_set"],
-    ["nonnegative"],
+    ["passive_columns"],
     ["bounded"],
-    ["least_distance"],
+    ["nonnegative"],
     ["constrained"],
+    ["least_distance"],
     ["tabfit"],
 ]
 
