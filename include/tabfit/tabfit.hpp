@@ -8,6 +8,7 @@
 #include "tabfit/bounded.hpp"
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
+#include "tabfit/matrix.hpp"
 #include "tabfit/nonnegative.hpp"
 #include "tabfit/orthogonal.hpp"
 #include "tabfit/table.hpp"

@@ -40,6 +40,11 @@ inline void check_count(const char *operation, int n, const char *what) {
   if (n < 0) throw bad_data(operation, counted(n, what));
 }
 
+/// "A(3, 2)".
+inline std::string place(const char *name, int i, int j) {
+  return std::string(name) + "(" + std::to_string(i) + ", " + std::to_string(j) + ")";
+}
+
 /// Throws unless two counts agree: "b has 9 elements, A has 10 rows".
 inline void check_size(const char *operation, const char *a, std::size_t na, const char *unit_of_a,
                        const char *b, std::size_t nb, const char *unit_of_b) {
@@ -276,6 +281,28 @@ class column_table {
   int rows_ = 0, columns_ = 0, capacity_ = 0;
 };
 
+namespace detail {
+
+/// Throws unless a matrix is square: "A has 2 rows, 3 columns: not square".
+template <real T>
+void check_square(const char *operation, const char *name, table_view<T> A) {
+  if (A.rows() != A.columns())
+    throw bad_data(operation, std::string(name) + " has " + counted(A.rows(), "row") + ", " +
+                                  counted(A.columns(), "column") + ": not square");
+}
+
+/// Throws unless a square matrix is symmetric, to the bit: "A(0, 1) is not A(1, 0): not symmetric".
+template <real T>
+void check_symmetric(const char *operation, const char *name, table_view<T> A) {
+  for (int j = 0; j < A.columns(); ++j)
+    for (int i = 0; i < j; ++i)
+      if (A(i, j) < A(j, i) || A(j, i) < A(i, j))
+        throw bad_data(operation,
+                       place(name, i, j) + " is not " + place(name, j, i) + ": not symmetric");
+}
+
+}  // namespace detail
+
 /// A symmetric or an upper triangular matrix: the elements on and above the diagonal, i <= j.
 ///
 /// Packed by columns: (0,0) (0,1) (1,1) (0,2) ...; by rows: (0,0) (0,1) (0,2) ... (1,1) (1,2) ...
@@ -314,19 +341,13 @@ class triangle_table {
   }
   /// A symmetric matrix in full; throws bad_data where (i, j) and (j, i) differ.
   static triangle_table from_symmetric(table_view<T> A) {
-    for (int j = 0; j < std::min(A.rows(), A.columns()); ++j)
-      for (int i = 0; i < j; ++i)
-        if (A(i, j) < A(j, i) || A(j, i) < A(i, j))
-          throw bad_data("triangle_table", "not symmetric: " + place(i, j) + " is " +
-                                               std::to_string(A(i, j)) + ", " + place(j, i) + " is " +
-                                               std::to_string(A(j, i)));
+    detail::check_square("triangle_table", "A", A);
+    detail::check_symmetric("triangle_table", "A", A);
     return from_upper(A);
   }
   /// What stands on and above the diagonal of a square matrix.
   static triangle_table from_upper(table_view<T> A) {
-    if (A.rows() != A.columns())
-      throw bad_data("triangle_table", "not square: " + detail::counted(A.rows(), "row") + ", " +
-                                           detail::counted(A.columns(), "column"));
+    detail::check_square("triangle_table", "A", A);
     triangle_table S(A.rows());
     for (int j = 0; j < S.order_; ++j)
       for (int i = 0; i <= j; ++i) S(i, j) = A(i, j);
@@ -405,9 +426,6 @@ class triangle_table {
       throw bad_data("triangle_table", detail::counted(static_cast<long long>(elements), "element") +
                                            " do not fill a triangle: n (n+1) / 2 do");
     return n;
-  }
-  static std::string place(int i, int j) {
-    return "(" + std::to_string(i) + ", " + std::to_string(j) + ")";
   }
   std::size_t size() const noexcept { return static_cast<std::size_t>(order_); }
 

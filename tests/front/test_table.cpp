@@ -294,10 +294,10 @@ TWIN_TEST(TriangleTable, RefusesWhatIsNoTriangle) {
       "triangle_table: 5 elements do not fill a triangle: n (n+1) / 2 do");
   EXPECT_EQ(thrown<bad_data>(
                 [] { return triangle_table<Real>::from_upper(column_table<Real>(2, 3).view()); }),
-            "triangle_table: not square: 2 rows, 3 columns");
+            "triangle_table: A has 2 rows, 3 columns: not square");
   const column_table<Real> skew{{1, 2}, {-2, 1}};
   EXPECT_EQ(thrown<bad_data>([&] { return triangle_table<Real>::from_symmetric(skew.view()); }),
-            "triangle_table: not symmetric: (0, 1) is 2.000000, (1, 0) is -2.000000");
+            "triangle_table: A(0, 1) is not A(1, 0): not symmetric");
 }
 
 TWIN_TEST(TriangleTable, CopiesElementsAndMovesBlocks) {
