@@ -248,8 +248,8 @@ struct square_system {
   [[noreturn]] void throw_singular(const char *operation) const {
     const int found = std::min(rank(), n - 1);
     throw rank_deficient(operation,
-                         "A is singular to working precision: " + std::to_string(found) + " of " +
-                             counted(n, "column") + " " + (found == 1 ? "is" : "are") + " independent",
+                         sentence("A is singular to working precision: ", found, " of ",
+                                  counted(n, "column"), found == 1 ? " is" : " are", " independent"),
                          found);
   }
 
@@ -563,10 +563,10 @@ struct definite_system {
     if (complete == n && sound(n)) return;
     int k = 0;
     while (k < complete && sound(k + 1)) ++k;
-    throw not_positive_definite(operation,
-                                "S is not positive definite to working precision: pivot " +
-                                    std::to_string(k) + " is not positive",
-                                k, status);
+    throw not_positive_definite(
+        operation,
+        sentence("S is not positive definite to working precision: pivot ", k, " is not positive"), k,
+        status);
   }
 
  private:

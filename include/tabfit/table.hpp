@@ -32,7 +32,7 @@ namespace detail {
 
 /// "1 row", "3 rows".
 inline std::string counted(long long n, const char *what) {
-  return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+  return sentence(n, " ", what, n == 1 ? "" : "s");
 }
 
 /// Throws unless a count is 0 or more: "-1 rows".
@@ -42,16 +42,15 @@ inline void check_count(const char *operation, int n, const char *what) {
 
 /// "A(3, 2)".
 inline std::string place(const char *name, int i, int j) {
-  return std::string(name) + "(" + std::to_string(i) + ", " + std::to_string(j) + ")";
+  return sentence(name, "(", i, ", ", j, ")");
 }
 
 /// Throws unless two counts agree: "b has 9 elements, A has 10 rows".
 inline void check_size(const char *operation, const char *a, std::size_t na, const char *unit_of_a,
                        const char *b, std::size_t nb, const char *unit_of_b) {
   if (na != nb)
-    throw bad_data(operation, std::string(a) + " has " +
-                                  counted(static_cast<long long>(na), unit_of_a) + ", " + b + " has " +
-                                  counted(static_cast<long long>(nb), unit_of_b));
+    throw bad_data(operation, sentence(a, " has ", counted(static_cast<long long>(na), unit_of_a), ", ",
+                                       b, " has ", counted(static_cast<long long>(nb), unit_of_b)));
 }
 
 }  // namespace detail
@@ -118,8 +117,9 @@ class table_view {
  private:
   static void check_leading(std::ptrdiff_t leading, int least, const char *what) {
     if (leading < least)
-      throw bad_data("table_view", "a leading dimension of " + std::to_string(leading) +
-                                       " is too small for " + detail::counted(least, what));
+      throw bad_data("table_view",
+                     detail::sentence("a leading dimension of ", leading, " is too small for ",
+                                      detail::counted(least, what)));
   }
 
   const T *data_ = nullptr;
@@ -154,7 +154,7 @@ class column_table {
     detail::check_count("column_table", columns, "column");
     if (capacity < columns)
       throw bad_data("column_table",
-                     detail::counted(columns, "column") + " with room for " + std::to_string(capacity));
+                     detail::sentence(detail::counted(columns, "column"), " with room for ", capacity));
     if (capacity > 0) pointers_ = allocated(columns, capacity);
   }
   column_table(int rows, int columns) : column_table(rows, columns, columns) {}
@@ -171,7 +171,7 @@ class column_table {
                      rows.size() == 0 ? 0 : static_cast<int>(rows.begin()->size())) {
     int i = 0;
     for (const std::initializer_list<T> &row : rows) {
-      detail::check_size("column_table", ("row " + std::to_string(i)).c_str(), row.size(), "element",
+      detail::check_size("column_table", detail::sentence("row ", i).c_str(), row.size(), "element",
                          "row 0", rows.begin()->size(), "element");
       for (int j = 0; const T value : row) pointers_[j++][i] = value;
       ++i;
@@ -273,8 +273,8 @@ class column_table {
 
   void check_column(const char *operation, int j) const {
     if (j < 0 || j >= columns_)
-      throw bad_data(operation, "no column " + std::to_string(j) + ", the table has " +
-                                    detail::counted(columns_, "column"));
+      throw bad_data(operation, detail::sentence("no column ", j, ", the table has ",
+                                                 detail::counted(columns_, "column")));
   }
 
   T **pointers_ = nullptr;  ///< slots() of them; null if capacity_ is 0
@@ -287,8 +287,8 @@ namespace detail {
 template <real T>
 void check_square(const char *operation, const char *name, table_view<T> A) {
   if (A.rows() != A.columns())
-    throw bad_data(operation, std::string(name) + " has " + counted(A.rows(), "row") + ", " +
-                                  counted(A.columns(), "column") + ": not square");
+    throw bad_data(operation, sentence(name, " has ", counted(A.rows(), "row"), ", ",
+                                       counted(A.columns(), "column"), ": not square"));
 }
 
 /// Throws unless a square matrix is symmetric, to the bit: "A(0, 1) is not A(1, 0): not symmetric".
@@ -298,7 +298,7 @@ void check_symmetric(const char *operation, const char *name, table_view<T> A) {
     for (int i = 0; i < j; ++i)
       if (A(i, j) < A(j, i) || A(j, i) < A(i, j))
         throw bad_data(operation,
-                       place(name, i, j) + " is not " + place(name, j, i) + ": not symmetric");
+                       sentence(place(name, i, j), " is not ", place(name, j, i), ": not symmetric"));
 }
 
 }  // namespace detail
@@ -423,8 +423,9 @@ class triangle_table {
     for (std::size_t triangle = 0; triangle < elements; ++n)
       triangle += static_cast<std::size_t>(n) + 1;
     if (static_cast<std::size_t>(n) * (static_cast<std::size_t>(n) + 1) / 2 != elements)
-      throw bad_data("triangle_table", detail::counted(static_cast<long long>(elements), "element") +
-                                           " do not fill a triangle: n (n+1) / 2 do");
+      throw bad_data("triangle_table",
+                     detail::sentence(detail::counted(static_cast<long long>(elements), "element"),
+                                      " do not fill a triangle: n (n+1) / 2 do"));
     return n;
   }
   std::size_t size() const noexcept { return static_cast<std::size_t>(order_); }
@@ -448,15 +449,15 @@ template <real T>
 [[noreturn]] void throw_not_finite(const char *operation, const std::string &place, T x) {
   constexpr std::uint64_t fraction = sizeof(T) == sizeof(std::uint32_t) ? 0x7fffffu : 0xfffffffffffffu;
   using Bits = std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
-  throw bad_data(operation,
-                 place + ((std::bit_cast<Bits>(x) & fraction) != 0 ? " is NaN" : " is infinite"));
+  throw bad_data(operation, sentence(place, (std::bit_cast<Bits>(x) & fraction) != 0 ? " is NaN"
+                                                                                     : " is infinite"));
 }
 
 /// Throws for the first element that is not finite: "b(3) is NaN".
 template <real T>
 void check_finite(const char *operation, const char *name, std::span<const T> b) {
   for (std::size_t i = 0; i < b.size(); ++i)
-    if (!is_finite(b[i])) throw_not_finite(operation, name + ("(" + std::to_string(i) + ")"), b[i]);
+    if (!is_finite(b[i])) throw_not_finite(operation, sentence(name, "(", i, ")"), b[i]);
 }
 
 /// The same, column by column: "A(3, 2) is infinite".
@@ -467,9 +468,7 @@ void check_finite(const char *operation, const char *name, table_view<T> A) {
     bool finite = true;
     for (int i = 0; i < A.rows(); ++i) finite &= is_finite(a[i * A.row_stride()]);
     for (int i = 0; !finite && i < A.rows(); ++i)
-      if (!is_finite(A(i, j)))
-        throw_not_finite(operation, name + ("(" + std::to_string(i) + ", " + std::to_string(j) + ")"),
-                         A(i, j));
+      if (!is_finite(A(i, j))) throw_not_finite(operation, place(name, i, j), A(i, j));
   }
 }
 

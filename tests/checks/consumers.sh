@@ -1,6 +1,6 @@
 #!/bin/sh
-# consumers.sh BUILD: stages an install of the build tree, then builds and runs the two consumer
-# projects against it. CC, CXX, CFLAGS, CXXFLAGS and TOOLCHAIN are those of the build. EMULATOR, if not
+# consumers.sh BUILD: stages an install of the build tree, then builds and runs the consumers in C and in
+# C++ against it. CC, CXX, CFLAGS, CXXFLAGS and TOOLCHAIN are those of the build. EMULATOR, if not
 # empty, is the command that runs its programs.
 set -eu
 tests=$(cd "$(dirname "$0")/.." && pwd)
@@ -22,11 +22,19 @@ PKG_CONFIG_PATH=$(dirname "$pc") make -C "$work/c" CC="$CC" LDFLAGS="-Wl,-rpath,
 # shellcheck disable=SC2086 # a command with arguments
 $EMULATOR "$work/c/consumer"
 
+# The C++ front through pkg-config, too.
+# shellcheck disable=SC2046,SC2086 # lists of options
+$CXX $CXXFLAGS -std=c++20 -Wall -Wextra -Wpedantic -Werror -o "$work/c/front" \
+  "$tests/consumer_cpp/front.cpp" "$tests/consumer_cpp/front_other.cpp" \
+  $(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs tabfit) "-Wl,-rpath,$libdir"
+# shellcheck disable=SC2086
+$EMULATOR "$work/c/front"
+
 CFLAGS='' CXXFLAGS="$CXXFLAGS" cmake -S "$tests/consumer_cpp" -B "$work/cpp" -G Ninja \
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_PREFIX_PATH="$stage" \
   -DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"
 cmake --build "$work/cpp"
-for consumer in consumer consumer_static; do
+for consumer in consumer consumer_static front_20 front_23; do
   # shellcheck disable=SC2086
   $EMULATOR "$work/cpp/$consumer"
 done
