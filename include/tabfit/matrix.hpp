@@ -211,6 +211,7 @@ struct square_system {
   std::vector<double> rows, columns;  ///< the diagonals of D and E
   std::vector<double> tau;
   double norm_of_A = 0.0, norm_of_scaled = 0.0;  ///< 1-norms of A and of D A E
+  bool wide_range = false;                       ///< some element of D A E is very small, but not 0
 
   template <real T>
   square_system(table_view<T> A, int right_sides, scaling by = scaling::by_greatest)
@@ -223,7 +224,10 @@ struct square_system {
     else
       scale_by_means();
     for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i) W[j][i] = rows[at(i)] * W[j][i] * columns[at(j)];
+      for (int i = 0; i < n; ++i) {
+        W[j][i] = rows[at(i)] * W[j][i] * columns[at(j)];
+        wide_range |= W[j][i] != 0.0 && std::abs(W[j][i]) < 1e-6;
+      }
     norm_of_scaled = matrix_norm_1();
   }
 
@@ -345,7 +349,7 @@ struct square_system {
 };
 
 /// The reduced system with the right-hand sides that load() puts into it. If the first scaling leaves a high
-/// condition, the other one is tried, and the better is taken. Throws rank_deficient if the condition is
+/// condition and very small elements, the other one is tried, and the better is taken. Throws rank_deficient if the condition is
 /// above a tenth of 1 / epsilon: matrices that are singular before rounding reach a half.
 template <real T, class Load>
 square_system regular_system(const char *operation, table_view<T> A, int right_sides, Load load) {
@@ -357,7 +361,7 @@ square_system regular_system(const char *operation, table_view<T> A, int right_s
   };
   square_system system = reduced_by(scaling::by_greatest);
   double condition = system.scaled_condition();
-  if (!(condition < 1e4)) {
+  if (!(condition < 1e4) && system.wide_range) {
     square_system other = reduced_by(scaling::by_means);
     const double condition_of_other = other.scaled_condition();
     if (condition_of_other < condition) {
