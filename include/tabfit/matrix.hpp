@@ -249,6 +249,21 @@ struct square_system {
     return norm_of_scaled * inverse_norm(unscaled, unscaled);
   }
 
+  /// Corrects a solution y of D A E y = b until its digits stay. Section 3.5.3.
+  template <real T>
+  void refine(table_view<T> A, const double *b, double *y) const {
+    double before = std::numeric_limits<double>::infinity();
+    for (int pass = 0; pass < 6; ++pass) {
+      std::vector<double> correction = residual(A, b, y);
+      divide(correction);
+      const double now = greatest_magnitude(correction.data(), n);
+      if (!(now < before / 2.0)) return;  // NaN too
+      for (int i = 0; i < n; ++i) y[i] += correction[at(i)];
+      if (now < std::numeric_limits<double>::epsilon() / 4.0 * greatest_magnitude(y, n)) return;
+      before = now;
+    }
+  }
+
   [[noreturn]] void throw_singular(const char *operation) const {
     const int found = std::min(rank(), n - 1);
     throw rank_deficient(operation,
@@ -310,12 +325,9 @@ struct square_system {
       if (pivot(k) == 0.0) return std::numeric_limits<double>::infinity();
     return estimate_norm_1(
         n,
-        [&](std::vector<double> &x) {  // R^-1 Q'x
+        [&](std::vector<double> &x) {
           before(x);
-          for (int k = 0; k < n; ++k)
-            if (reflected(k)) reflect_one(W[k] + k, tau[at(k)], x.data() + k, n - k);
-          double *column = x.data();
-          engine::M_invt(W.pointers(), &column, n, 1);
+          divide(x);
           after(x);
         },
         [&](std::vector<double> &x) {  // Q R^-T x
@@ -326,6 +338,30 @@ struct square_system {
             if (reflected(k)) reflect_one(W[k] + k, tau[at(k)], x.data() + k, n - k);
           before(x);
         });
+  }
+
+  /// x := R^-1 Q'x.
+  void divide(std::vector<double> &x) const {
+    for (int k = 0; k < n; ++k)
+      if (reflected(k)) reflect_one(W[k] + k, tau[at(k)], x.data() + k, n - k);
+    double *column = x.data();
+    engine::M_invt(W.pointers(), &column, n, 1);
+  }
+
+  /// b - D A E y in twice the precision: the rounding errors of products and sums are summed, too. Ogita,
+  /// Rump and Oishi, SIAM J. Sci. Comput. 26 (2005), algorithm 5.3.
+  template <real T>
+  std::vector<double> residual(table_view<T> A, const double *b, const double *y) const {
+    std::vector<double> sums(b, b + n), errors = zeros(n);
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < n; ++i) {
+        const double a = -rows[at(i)] * static_cast<double>(A(i, j)) * columns[at(j)];
+        const double product = a * y[j], sum = sums[at(i)] + product, part = sum - sums[at(i)];
+        errors[at(i)] += (sums[at(i)] - (sum - part)) + (product - part) + std::fma(a, y[j], -product);
+        sums[at(i)] = sum;
+      }
+    for (int i = 0; i < n; ++i) sums[at(i)] += errors[at(i)];
+    return sums;
   }
 
   /// How many columns are independent: R once more with column pivoting. Section 5.4.1.
@@ -402,9 +438,10 @@ struct scaled_determinant {
 /// X with A X = B. Throws rank_deficient where A is singular to working precision, whatever the units of
 /// its rows and columns.
 ///
-/// Householder's reduction is backward stable without pivoting: each column of X solves a system whose
-/// elements differ from those of A by a few units in the last place of the greatest in their column, once
-/// rows and columns are brought to comparable sizes. Cost: 4 n^3 / 3 + 3 n^2 p operations.
+/// Householder's reduction of A, its rows and columns brought to comparable sizes, and corrections with
+/// residuals of twice the precision: each solution is right to a few units in the last place of its greatest
+/// element, in those sizes. Cost: 4 n^3 / 3 + 3 n^2 p operations, and 20 n^2 p for each of one to six
+/// corrections.
 template <table A, table B>
 requires detail::same_elements<A, B> column_table<detail::value_of<A>> solve(const A &a, const B &b) {
   using T = detail::value_of<A>;
@@ -412,14 +449,16 @@ requires detail::same_elements<A, B> column_table<detail::value_of<A>> solve(con
   const int n = F.rows(), p = G.columns();
   detail::check_size("solve", "B", detail::at(G.rows()), "row", "A", detail::at(n), "row");
   std::vector<double> powers = detail::zeros(p);
+  detail::work_columns right(n, p);  // D B
   const auto system = detail::regular_system("solve", F, p, [&](detail::square_system &s) {
     for (int k = 0; k < p; ++k) {
-      powers[detail::at(k)] =
-          detail::load_scaled([&](int i) { return G(i, k); }, n, nullptr, s.W[n + k]);
-      for (int i = 0; i < n; ++i) s.W[n + k][i] *= s.rows[detail::at(i)];
+      powers[detail::at(k)] = detail::load_scaled([&](int i) { return G(i, k); }, n, nullptr, right[k]);
+      for (int i = 0; i < n; ++i) right[k][i] *= s.rows[detail::at(i)];
+      std::copy(right[k], right[k] + n, s.W[n + k]);
     }
   });
   engine::M_invt(system.W.pointers(), system.W.pointers() + n, n, p);
+  for (int k = 0; k < p; ++k) system.refine(F, right[k], system.W[n + k]);
   column_table<T> X(n, p);
   for (int k = 0; k < p; ++k)
     for (int i = 0; i < n; ++i)
@@ -435,8 +474,8 @@ std::vector<detail::value_of<A>> solve(const A &a, std::span<const detail::value
   return detail::only_column(solve(F, detail::finite_column("solve", "b", b, F.rows(), "row")));
 }
 
-/// A^-1. Throws rank_deficient as solve() does; to solve a system, call that: it is more accurate and takes
-/// a third of the time. Cost: 13 n^3 / 3 operations.
+/// A^-1, not corrected: its error grows with the condition of A. Throws rank_deficient as solve() does; to
+/// solve a system, call that. Cost: 13 n^3 / 3 operations.
 template <table A>
 column_table<detail::value_of<A>> inverse(const A &a) {
   using T = detail::value_of<A>;

@@ -145,8 +145,7 @@ TWIN_TEST(Solve, GivesKnownSolutions) {
   EXPECT_EQ(solve(column_table<Real>{{4}}, std::vector<Real>{10}), std::vector<Real>{2.5});
   EXPECT_EQ(solve(unit_matrix<Real>(3), std::vector<Real>{1, 2, 3}), (std::vector<Real>{1, 2, 3}));
   const column_table<Real> A{{2, 1, 1}, {4, -6, 0}, {-2, 7, 2}};
-  EXPECT_LT(distance(solve(A, std::vector<Real>{5, -2, 9}), {1, 1, 2}),
-            12 * eps_of<Real>);  // condition 12
+  EXPECT_EQ(solve(A, std::vector<Real>{5, -2, 9}), (std::vector<Real>{1, 1, 2}));
   const Real rows[] = {2, 1, 1, 4, -6, 0, -2, 7, 2};
   EXPECT_EQ(solve(table_view<Real>::row_major(rows, 3, 3), std::vector<Real>{5, -2, 9}),
             solve(A, std::vector<Real>{5, -2, 9}));
@@ -178,8 +177,7 @@ TWIN_TEST(Solve, DoesNotGrowWherePartialPivotingDoes) {
   Random random(162);
   std::vector<Real> x(n);
   for (Real& xi : x) xi = static_cast<Real>(random.integer(-9, 9));
-  // n eps times the condition, 60, is the bound of Householder's method.
-  EXPECT_LT(distance(solve(A, multiply(A, x)), x), 9 * (double(eps_of<Real>) + 60 * 60 * 2.2e-16));
+  EXPECT_LE(distance(solve(A, multiply(A, x)), x), 9 * eps_of<Real>);
 }
 
 TWIN_TEST(Solve, IsAsGoodInAnyUnits) {
@@ -203,10 +201,10 @@ TWIN_TEST(Solve, IsAsGoodInAnyUnits) {
       shifts[std::size_t(i)] = column;
     }
     const std::vector<Real> solution = solve(A, b);
-    // In the units of the columns x is 9 at most; n eps times a condition of 10 bounds its relative error.
+    // In the units of the columns x is 9 at most.
     for (std::size_t j = 0; j < x.size(); ++j)
       EXPECT_NEAR(std::ldexp(double(solution[j]), shifts[j]), std::ldexp(double(x[j]), shifts[j]),
-                  9 * 60 * eps_of<Real>);
+                  9 * eps_of<Real>);
   }
 }
 
@@ -251,6 +249,20 @@ TWIN_TEST(Solve, SaysHowManyColumnsAreIndependent) {
             "solve: A is singular to working precision: 0 of 3 columns are independent");
   EXPECT_EQ(thrown<rank_deficient>([] { return inverse(column_table<Real>{{0}}); }),
             "inverse: A is singular to working precision: 0 of 1 column are independent");
+}
+
+TEST(Solve, IsRightToTheLastPlaceHoweverHighTheCondition) {
+  // Hilbert matrices times the least common multiple of their denominators: integers, condition up to 4e13.
+  Random random(172);
+  const double multiples[] = {1, 6, 60, 420, 2520, 27720, 360360, 360360, 12252240, 232792560};
+  for (int n = 1; n <= 10; ++n) {
+    column_table<double> A(n, n);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j) A(i, j) = multiples[n - 1] / (i + j + 1);
+    std::vector<double> x(std::size_t(n), 0);
+    for (double& xi : x) xi = random.integer(-1000, 1000);
+    EXPECT_LE(distance(solve(A, multiply(A, x)), x), 1000 * eps_of<double>) << n;
+  }
 }
 
 TEST(Solve, TakesHilbertMatricesUpToTenAndRefusesGreaterOnes) {
