@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <span>
 #include <vector>
 
@@ -76,29 +77,20 @@ struct conditions {
 
 /// y += a A_j.
 template <real T>
-void add_column(table_view<T> A, int j, double a, std::span<double> y) {
+void add_column(table_view<T> A, int j, double a, double *y) {
   const T *const column = A.column(j);
-  const std::ptrdiff_t stride = A.row_stride();
-  const std::ptrdiff_t m = A.rows();
-  if (stride == 1)
-    for (std::ptrdiff_t i = 0; i < m; ++i) y[std::size_t(i)] += a * double(column[i]);
-  else
-    for (std::ptrdiff_t i = 0; i < m; ++i) y[std::size_t(i)] += a * double(column[i * stride]);
+  if (A.row_stride() == 1) return add_multiple(a, column, y, A.rows());
+  for (int i = 0; i < A.rows(); ++i) y[i] += a * double(column[i * A.row_stride()]);
 }
 
 /// A_j' y.
 template <real T>
-double dot_column(table_view<T> A, int j, std::span<const double> y) {
+double dot_column(table_view<T> A, int j, const double *y) {
   const T *const column = A.column(j);
-  const std::ptrdiff_t stride = A.row_stride();
-  const std::ptrdiff_t m = A.rows();
-  double sums[4] = {};  // side by side
-  std::ptrdiff_t i = 0;
-  for (; i + 4 <= m; i += 4)
-    for (std::ptrdiff_t l = 0; l < 4; ++l)
-      sums[l] += double(column[(i + l) * stride]) * y[std::size_t(i + l)];
-  for (; i < m; ++i) sums[0] += double(column[i * stride]) * y[std::size_t(i)];
-  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+  if (A.row_stride() == 1) return dot(column, y, A.rows());
+  double sum = 0;
+  for (int i = 0; i < A.rows(); ++i) sum += double(column[i * A.row_stride()]) * y[i];
+  return sum;
 }
 
 /// A problem at a point: the residual, the gradient of half its square, and how well the optimality
@@ -120,11 +112,11 @@ class optimality {
     std::copy(p_.b.begin(), p_.b.end(), residual_.begin());
     scale_ = norm_b_;
     for (std::size_t j = 0; j < norms_.size(); ++j) {
-      if (x[j] != 0) add_column(p_.A, int(j), -double(x[j]), residual_);
+      if (x[j] != 0) add_column(p_.A, int(j), -double(x[j]), residual_.data());
       scale_ += norms_[j] * std::abs(double(x[j]));
     }
     for (std::size_t j = 0; j < norms_.size(); ++j)
-      gradient_[j] = -dot_column<T>(p_.A, int(j), residual_);
+      gradient_[j] = -dot_column<T>(p_.A, int(j), residual_.data());
   }
 
   std::span<const double> residual() const { return residual_; }
@@ -195,7 +187,8 @@ double optimality<T>::stationarity(const solution<T> &s) const {
   }
   for (std::size_t j = 0; j < rest.size(); ++j)
     if (rest[j] != 0) worst = std::max(worst, std::abs(rest[j]) / terms[j]);
-  return worst;
+  const bool in_range = std::isfinite(std::accumulate(rest.begin(), rest.end(), 0.0));
+  return in_range ? worst : std::numeric_limits<double>::infinity();
 }
 
 template <real T>

@@ -452,7 +452,7 @@ requires detail::same_elements<A, B> column_table<detail::value_of<A>> solve(con
   detail::work_columns right(n, p);  // D B
   const auto system = detail::regular_system("solve", F, p, [&](detail::square_system &s) {
     for (int k = 0; k < p; ++k) {
-      powers[detail::at(k)] = detail::load_scaled([&](int i) { return G(i, k); }, n, nullptr, right[k]);
+      powers[detail::at(k)] = detail::load_scaled(G, k, nullptr, right[k]);
       for (int i = 0; i < n; ++i) right[k][i] *= s.rows[detail::at(i)];
       std::copy(right[k], right[k] + n, s.W[n + k]);
     }
@@ -546,8 +546,7 @@ qr_factors<detail::value_of<A>> qr(const A &a) {
   if (k == 0) throw bad_data("qr", "A has no element");
   detail::work_columns W(m, n), Q(m, k);
   std::vector<double> powers = detail::zeros(n), tau = detail::zeros(k);
-  for (int j = 0; j < n; ++j)
-    powers[detail::at(j)] = detail::load_scaled([&](int i) { return F(i, j); }, m, nullptr, W[j]);
+  for (int j = 0; j < n; ++j) powers[detail::at(j)] = detail::load_scaled(F, j, nullptr, W[j]);
   detail::householder(W, n, tau.data());
   for (int l = k - 1; l >= 0; --l) {  // Q = H(0) ... H(k-1) [I; 0]
     Q[l][l] = 1.0;
@@ -664,7 +663,7 @@ column_table<detail::value_of<B>> solve(const triangle_table<detail::value_of<B>
   detail::work_columns X(n + 1, p);
   std::vector<double> powers = detail::zeros(p);
   for (int k = 0; k < p; ++k) {
-    powers[detail::at(k)] = detail::load_scaled([&](int i) { return G(i, k); }, n, nullptr, X[k] + 1);
+    powers[detail::at(k)] = detail::load_scaled(G, k, nullptr, X[k] + 1);
     for (int i = 0; i < n; ++i) X[k][i + 1] *= system.powers[detail::at(i)];
   }
   system.check("solve",

@@ -53,9 +53,12 @@ inline double power_to_one(double x) {
 }
 
 inline double greatest_magnitude(const double *x, int n) {
-  double greatest = 0.0;
-  for (int i = 0; i < n; ++i) greatest = std::max(greatest, std::abs(x[i]));
-  return greatest;
+  double greatest[4] = {};
+  int i = 0;
+  for (; i + 4 <= n; i += 4)
+    for (int l = 0; l < 4; ++l) greatest[l] = std::max(greatest[l], std::abs(x[i + l]));
+  for (; i < n; ++i) greatest[0] = std::max(greatest[0], std::abs(x[i]));
+  return std::max(std::max(greatest[0], greatest[1]), std::max(greatest[2], greatest[3]));
 }
 
 /// |x|. Eight sums side by side keep the processor busy and the rounding small.
@@ -75,21 +78,35 @@ inline double norm(const double *x, int n) {
 }
 
 /// x'y.
-inline double dot(const double *x, const double *y, int n) {
+template <real T>
+double dot(const T *x, const double *y, int n) {
   double sums[8] = {};
   int i = 0;
   for (; i + 8 <= n; i += 8)
-    for (int l = 0; l < 8; ++l) sums[l] += x[i + l] * y[i + l];
-  for (; i < n; ++i) sums[i % 8] += x[i] * y[i];
+    for (int l = 0; l < 8; ++l) sums[l] += static_cast<double>(x[i + l]) * y[i + l];
+  for (; i < n; ++i) sums[i % 8] += static_cast<double>(x[i]) * y[i];
   return ((sums[0] + sums[1]) + (sums[2] + sums[3])) + ((sums[4] + sums[5]) + (sums[6] + sums[7]));
 }
 
-/// y += a x.
-inline void add_multiple(double a, const double *x, double *y, int n) {
+/// y += a x. Four sums are formed before one is stored: x and y may be neighbours for all the compiler
+/// knows, and only so it may use vectors.
+template <real T>
+void add_multiple(double a, const T *x, double *y, int n) {
   int i = 0;
-  for (; i + 8 <= n; i += 8)
-    for (int l = 0; l < 8; ++l) y[i + l] += a * x[i + l];
-  for (; i < n; ++i) y[i] += a * x[i];
+  for (; i + 4 <= n; i += 4) {
+    double sums[4];
+    for (int l = 0; l < 4; ++l) sums[l] = y[i + l] + a * static_cast<double>(x[i + l]);
+    for (int l = 0; l < 4; ++l) y[i + l] = sums[l];
+  }
+  for (; i < n; ++i) y[i] += a * static_cast<double>(x[i]);
+}
+
+/// x := a x.
+inline void multiply(double a, double *x, int n) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4)
+    for (int l = 0; l < 4; ++l) x[i + l] *= a;
+  for (; i < n; ++i) x[i] *= a;
 }
 
 /// Makes the reflection H = I - tau v v' with v[0] = 1 that takes x to (beta, 0, ..., 0). Stores beta in
@@ -99,12 +116,10 @@ inline double make_reflection(double *x, int n) {
   const double tail = n > 1 ? norm(x + 1, n - 1) : 0.0;
   if (!(tail > 1e-290)) return 0.0;  // H = I; a column is 1 at its greatest, so nothing is lost
   const double alpha = x[0];
-  const double beta = -std::copysign(std::hypot(alpha, tail), alpha);
-  const double reciprocal = 1.0 / (alpha - beta);
-  int i = 1;
-  for (; i + 4 <= n; i += 4)
-    for (int l = 0; l < 4; ++l) x[i + l] *= reciprocal;
-  for (; i < n; ++i) x[i] *= reciprocal;
+  const double squares = alpha * alpha + tail * tail;
+  const double size = squares > 1e-280 ? std::sqrt(squares) : std::hypot(alpha, tail);
+  const double beta = -std::copysign(size, alpha);
+  multiply(1.0 / (alpha - beta), x + 1, n - 1);
   x[0] = beta;
   return (beta - alpha) / beta;
 }
@@ -116,7 +131,8 @@ inline void reflect_one(const double *v, double tau, double *y, int n) {
   add_multiple(t, v + 1, y + 1, n - 1);
 }
 
-/// The same for four columns at once, which share every element of v that is read.
+/// The same for four columns at once, which share every element of v that is read. Sums are formed before
+/// one is stored, as in add_multiple.
 inline void reflect_four(const double *v, double tau, double *a, double *b, double *c, double *d,
                          int n) {
   double sa[2] = {}, sb[2] = {}, sc[2] = {}, sd[2] = {};
@@ -133,11 +149,14 @@ inline void reflect_four(const double *v, double tau, double *a, double *b, doub
   const double tc = -tau * (c[0] + (sc[0] + sc[1]) + u * c[last]);
   const double td = -tau * (d[0] + (sd[0] + sd[1]) + u * d[last]);
   a[0] += ta, b[0] += tb, c[0] += tc, d[0] += td;
-  for (i = 1; i + 2 <= n; i += 2)
+  for (i = 1; i + 2 <= n; i += 2) {
     for (int l = 0; l < 2; ++l) {
       const double w = v[i + l];
-      a[i + l] += ta * w, b[i + l] += tb * w, c[i + l] += tc * w, d[i + l] += td * w;
+      sa[l] = a[i + l] + ta * w, sb[l] = b[i + l] + tb * w, sc[l] = c[i + l] + tc * w,
+      sd[l] = d[i + l] + td * w;
     }
+    for (int l = 0; l < 2; ++l) a[i + l] = sa[l], b[i + l] = sb[l], c[i + l] = sc[l], d[i + l] = sd[l];
+  }
   if (last) a[i] += ta * u, b[i] += tb * u, c[i] += tc * u, d[i] += td * u;
 }
 
@@ -234,21 +253,22 @@ inline void householder(const work_columns &W, int n, double *tau) {
   }
 }
 
-/// y = factor * (power of two of) the column, widened to double, its greatest magnitude in 0.5..1. The
-/// square roots of the weights, if any, are multiplied in. Returns the power of two to divide by.
-template <class Column>
-double load_scaled(const Column &element, int m, const double *root_weights, double *y) {
-  double greatest = 0.0;
-  for (int i = 0; i < m; ++i) {
-    y[i] = static_cast<double>(element(i));
-    greatest = std::max(greatest, std::abs(y[i]));
-  }
-  double power = power_to_one(greatest);
-  for (int i = 0; i < m; ++i) y[i] *= power;
+/// y = column j of A, widened to double, times the power of two that brings its greatest magnitude to
+/// 0.5..1. The square roots of the weights, if any, are multiplied in. Returns the factor to divide by.
+template <real T>
+double load_scaled(table_view<T> A, int j, const double *root_weights, double *y) {
+  const int m = A.rows();
+  const T *const x = A.column(j);
+  if (A.row_stride() == 1)
+    std::copy(x, x + m, y);
+  else
+    for (int i = 0; i < m; ++i) y[i] = static_cast<double>(x[i * A.row_stride()]);
+  const double power = power_to_one(greatest_magnitude(y, m));
+  multiply(power, y, m);
   if (!root_weights) return power;
   for (int i = 0; i < m; ++i) y[i] *= root_weights[i];
   const double again = power_to_one(greatest_magnitude(y, m));
-  for (int i = 0; i < m; ++i) y[i] *= again;
+  multiply(again, y, m);
   return power * again;
 }
 
@@ -278,9 +298,9 @@ reduced reduce(table_view<T> A, std::span<const T> b, std::span<const T> weights
   std::vector<double> roots(weights.begin(), weights.end()), powers = zeros(n), tau = zeros(k);
   for (double &w : roots) w = std::sqrt(w);
   const double *const root_weights = roots.empty() ? nullptr : roots.data();
-  for (int j = 0; j < n; ++j)
-    powers[at(j)] = load_scaled([&](int i) { return A(i, j); }, m, root_weights, W[j]);
-  const double b_power = load_scaled([&](int i) { return b[at(i)]; }, m, root_weights, W[n]);
+  for (int j = 0; j < n; ++j) powers[at(j)] = load_scaled(A, j, root_weights, W[j]);
+  const double b_power =
+      load_scaled(table_view<T>::column_major(b.data(), m, 1), 0, root_weights, W[n]);
   householder(W, n, tau.data());
 
   reduced result{k, n, std::vector<double>(at(k) * at(n)), zeros(k),

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <new>
 #include <span>
 #include <string>
@@ -453,9 +454,26 @@ template <real T>
                                                                                      : " is infinite"));
 }
 
+/// Whether all elements at x, x + stride, ... are finite. One more in the exponent carries into the sign
+/// where all of its bits are set. Four elements go side by side.
+template <real T>
+bool all_finite(const T *x, std::ptrdiff_t n, std::ptrdiff_t stride) noexcept {
+  using Bits = std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
+  constexpr Bits exponent = std::bit_cast<Bits>(std::numeric_limits<T>::infinity());
+  constexpr Bits sign = (exponent << 1) & ~exponent, one = exponent & ~(exponent << 1);
+  Bits carried[4] = {};
+  std::ptrdiff_t i = 0;
+  if (stride == 1)
+    for (; i + 4 <= n; i += 4)
+      for (int l = 0; l < 4; ++l) carried[l] |= (std::bit_cast<Bits>(x[i + l]) & exponent) + one;
+  for (; i < n; ++i) carried[0] |= (std::bit_cast<Bits>(x[i * stride]) & exponent) + one;
+  return ((carried[0] | carried[1] | carried[2] | carried[3]) & sign) == 0;
+}
+
 /// Throws for the first element that is not finite: "b(3) is NaN".
 template <real T>
 void check_finite(const char *operation, const char *name, std::span<const T> b) {
+  if (all_finite(b.data(), static_cast<std::ptrdiff_t>(b.size()), 1)) return;
   for (std::size_t i = 0; i < b.size(); ++i)
     if (!is_finite(b[i])) throw_not_finite(operation, sentence(name, "(", i, ")"), b[i]);
 }
@@ -464,10 +482,8 @@ void check_finite(const char *operation, const char *name, std::span<const T> b)
 template <real T>
 void check_finite(const char *operation, const char *name, table_view<T> A) {
   for (int j = 0; j < A.columns(); ++j) {
-    const T *const a = A.column(j);
-    bool finite = true;
-    for (int i = 0; i < A.rows(); ++i) finite &= is_finite(a[i * A.row_stride()]);
-    for (int i = 0; !finite && i < A.rows(); ++i)
+    if (all_finite(A.column(j), A.rows(), A.row_stride())) continue;
+    for (int i = 0; i < A.rows(); ++i)
       if (!is_finite(A(i, j))) throw_not_finite(operation, place(name, i, j), A(i, j));
   }
 }
