@@ -334,54 +334,58 @@ KERNEL_TEST(Panel, PackTermsTurnsLinesAndFillsUpWithZeros) {
 
 KERNEL_TEST(Panel, DotsAreThePlainSumsOfEveryColumn) {
   Source<Real> source(7105);
-  auto columns = fenced_arrays<Real>(40, 80);
-  Fenced<Real> x(80);
-  Fenced<double> sums(40);
-  for (int count = 0; count <= 40; ++count)
-    for (int n = 0; n <= 70; ++n) {
-      source.next_kind();
-      const int row = source.random.integer(0, 9);
-      const auto any = [&](int) { return source.element(); };
-      const Real* pointers[40] = {};
-      for (int c = 0; c < count; ++c)
-        pointers[c] = input(columns[static_cast<std::size_t>(c)], row, row + n, source.side(), any);
-      input(x, 0, n, source.side(), any);
-      sums.lay(count, Guarded<double>::poison(), source.side());
-      kernel.of<Real>().dots(pointers, count, row, x.data(), n, sums.data());
-      ASSERT_TRUE(sums.zone_intact());
-      for (int c = 0; c < count; ++c) {
-        double sum = 0.0;
-        for (int i = 0; i < n; ++i) sum = std::fma(double(pointers[c][row + i]), double(x[i]), sum);
-        ASSERT_SAME(sums[c], sum) << "column " << c << " of " << count << ", " << n << " terms";
-      }
+  constexpr int most_columns = 40, most_rows = 200;
+  auto columns = fenced_arrays<Real>(most_columns, most_rows);
+  Fenced<Real> x(most_rows), y(most_columns);
+  const auto any = [&](int) { return source.element(); };
+  const auto check = [&](int count, int n) {
+    source.next_kind();
+    const Real* pointers[most_columns] = {};
+    for (int c = 0; c < count; ++c)
+      pointers[c] = input(columns[static_cast<std::size_t>(c)], 0, n, source.side(), any);
+    input(x, 0, n, source.side(), any);
+    y.lay(count, Guarded<Real>::poison(), source.side());
+    kernel.of<Real>().dots(pointers, count, x.data(), n, y.data());
+    ASSERT_TRUE(y.zone_intact());
+    for (int c = 0; c < count; ++c) {
+      double sum = 0.0;
+      for (int i = 0; i < n; ++i) sum = std::fma(double(pointers[c][i]), double(x[i]), sum);
+      ASSERT_SAME(y[c], static_cast<Real>(sum))
+          << "column " << c << " of " << count << ", " << n << " terms";
     }
+  };
+  for (int count = 0; count <= most_columns; ++count)
+    for (int n = 0; n <= 40; ++n) check(count, n);
+  for (const int count : {1, 3, 4, 7, 8, 11, 15, 16, 17, 23, 24, 31, 32, 40})
+    for (int n = 60; n <= most_rows; n += n < 80 || n > 124 ? 1 : 11) check(count, n);
 }
 
 KERNEL_TEST(Panel, SweepIsThePlainSumOfEveryRow) {
   Source<Real> source(7106);
-  constexpr int most_columns = 9, most_rows = 2200;
+  constexpr int most_columns = 140, most_rows = 2200;
   auto columns = fenced_arrays<Real>(most_columns, most_rows);
-  Fenced<Real> x(most_columns);
-  Fenced<double> sums(most_rows);
+  Fenced<Real> x(most_columns), y(most_rows);
   const auto any = [&](int) { return source.element(); };
   const auto check = [&](int rows, int terms) {
     source.next_kind();
-    const int row = source.random.integer(0, 9);
     const Real* pointers[most_columns] = {};
     for (int t = 0; t < terms; ++t)
-      pointers[t] = input(columns[static_cast<std::size_t>(t)], row, row + rows, source.side(), any);
+      pointers[t] = input(columns[static_cast<std::size_t>(t)], 0, rows, source.side(), any);
     input(x, 0, terms, source.side(), any);
-    sums.lay(rows, Guarded<double>::poison(), source.side());
-    kernel.of<Real>().sweep(pointers, row, rows, x.data(), terms, sums.data());
-    ASSERT_TRUE(sums.zone_intact());
+    y.lay(rows, Guarded<Real>::poison(), source.side());
+    kernel.of<Real>().sweep(pointers, rows, x.data(), terms, y.data());
+    ASSERT_TRUE(y.zone_intact());
     for (int r = 0; r < rows; ++r) {
       double sum = 0.0;
-      for (int t = 0; t < terms; ++t) sum = std::fma(double(pointers[t][row + r]), double(x[t]), sum);
-      ASSERT_SAME(sums[r], sum) << "row " << r << " of " << rows << ", " << terms << " terms";
+      for (int t = 0; t < terms; ++t) sum = std::fma(double(pointers[t][r]), double(x[t]), sum);
+      ASSERT_SAME(y[r], static_cast<Real>(sum))
+          << "row " << r << " of " << rows << ", " << terms << " terms";
     }
   };
   for (int rows = 0; rows <= 280; rows += rows < 150 ? 1 : 13)
-    for (int terms = 0; terms <= most_columns; ++terms) check(rows, terms);
+    for (int terms = 0; terms <= 9; ++terms) check(rows, terms);
+  for (const int rows : {1, 7, 8, 30, 65, 130, 150})
+    for (const int terms : {63, 64, 65, 72, 127, 128, 129, 140}) check(rows, terms);
   for (const int rows : {1016, 1023, 1024, 1025, 1032, 1088, 1151, 1152, 1160, 2047, 2048, 2049, 2200})
     for (const int terms : {0, 1, 4, 7, 9}) check(rows, terms);
 }

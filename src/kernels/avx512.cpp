@@ -9,6 +9,13 @@ namespace {
 const ElementKernels<float>& four_lanes(float) { return avx2_kernels.f; }
 const ElementKernels<double>& four_lanes(double) { return avx2_kernels.d; }
 
+// Sums of floats down columns wait for conversions and shuffles: eight lanes take twice the steps of
+// four.
+template <>
+void dots(const float* const* columns, int count, const float* x, int n, float* y) noexcept {
+  avx2_kernels.f.dots(columns, count, x, n, y);
+}
+
 // The rows of a spline's system wait for each other: four side by side are as many as help.
 template <class Real>
 void eliminate(Real* b, Real* c, const Real* d, int last) noexcept {

@@ -19,30 +19,12 @@ namespace tabfit {
 // Neighbouring rows lie side by side in every column: their sums advance together, column after column.
 template <class Real>
 void M_mv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
-  const auto sweep = kernels().of<Real>().sweep;
-  if constexpr (is_double<Real>) {
-    sweep(A, 0, m, x, n, y);
-  } else {
-    constexpr int strip = 1024;
-    double sums[strip];
-    for (int i = 0; i < m; i += strip) {
-      const int rows = std::min(strip, m - i);
-      sweep(A, i, rows, x, n, sums);
-      std::copy_n(sums, rows, y + i);
-    }
-  }
+  kernels().of<Real>().sweep(A, m, x, n, y);
 }
 
 template <class Real>
 void M_mtv(Real* const* A, const Real* x, int m, int n, Real* y) noexcept {
-  if constexpr (is_double<Real>) return kernels().d.dots(A, n, 0, x, m, y);
-  constexpr int strip = 64;
-  double sums[strip];
-  for (int j = 0; j < n; j += strip) {
-    const int columns = std::min(strip, n - j);
-    kernels().of<Real>().dots(A + j, columns, 0, x, m, sums);
-    for (int c = 0; c < columns; ++c) y[j + c] = store<Real>(sums[c]);
-  }
+  kernels().of<Real>().dots(A, n, x, m, y);
 }
 
 template <class Real>

@@ -2,6 +2,7 @@
 // is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <arm_neon.h>
@@ -124,6 +125,16 @@ struct Arm64 {
     x[2].v = {vzip1q_f64(a.high, b.high), vzip1q_f64(c.high, d.high)};
     x[3].v = {vzip2q_f64(a.high, b.high), vzip2q_f64(c.high, d.high)};
   }
+
+  /// Elements t..t+7 of four lines to out, the four of a term side by side, term i in place_of(i).
+  static void turn_eight(const float* const* lines, std::ptrdiff_t t, float* out) {
+    for (int half = 0; half < 8; half += 4) {
+      float32x4x4_t x;
+      for (int i = 0; i < 4; ++i) x.val[i] = vld1q_f32(lines[i] + t + half);
+      vst4q_f32(out + 4 * half, x);
+    }
+  }
+  static constexpr int place_of(int term) { return term; }
 };
 
 }  // namespace

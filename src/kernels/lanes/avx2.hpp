@@ -2,6 +2,7 @@
 // function is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <immintrin.h>
@@ -90,6 +91,36 @@ struct Avx2 {
     x[2].v = _mm256_permute2f128_pd(a, c, 0x31);
     x[3].v = _mm256_permute2f128_pd(b, d, 0x31);
   }
+
+  // Halves of two lines are joined while they are loaded: that needs no shuffle.
+  static Doubles two_runs(const double* a, const double* b) {
+    return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(a)), _mm_loadu_pd(b), 1);
+  }
+  template <class V>
+  static void transpose(const double* const* lines, std::ptrdiff_t t, V* out) {
+#pragma GCC unroll 2
+    for (int i = 0; i < 4; i += 2, t += 2) {
+      const Doubles a = two_runs(lines[0] + t, lines[2] + t), b = two_runs(lines[1] + t, lines[3] + t);
+      out[i].v = _mm256_unpacklo_pd(a, b);
+      out[i + 1].v = _mm256_unpackhi_pd(a, b);
+    }
+  }
+
+  /// Elements t..t+7 of four lines to out, the four of a term side by side, term i in place_of(i).
+  static void turn_eight(const float* const* lines, std::ptrdiff_t t, float* out) {
+    __m256 a = _mm256_loadu_ps(lines[0] + t), b = _mm256_loadu_ps(lines[1] + t),
+           c = _mm256_loadu_ps(lines[2] + t), d = _mm256_loadu_ps(lines[3] + t);
+    asm("" : "+x"(a), "+x"(b), "+x"(c), "+x"(d));  // each is loaded once, though two steps use it
+    const Doubles ab = _mm256_castps_pd(_mm256_unpacklo_ps(a, b)),
+                  cd = _mm256_castps_pd(_mm256_unpacklo_ps(c, d)),
+                  ab2 = _mm256_castps_pd(_mm256_unpackhi_ps(a, b)),
+                  cd2 = _mm256_castps_pd(_mm256_unpackhi_ps(c, d));
+    _mm256_storeu_ps(out, _mm256_castpd_ps(_mm256_unpacklo_pd(ab, cd)));
+    _mm256_storeu_ps(out + 8, _mm256_castpd_ps(_mm256_unpackhi_pd(ab, cd)));
+    _mm256_storeu_ps(out + 16, _mm256_castpd_ps(_mm256_unpacklo_pd(ab2, cd2)));
+    _mm256_storeu_ps(out + 24, _mm256_castpd_ps(_mm256_unpackhi_pd(ab2, cd2)));
+  }
+  static constexpr int place_of(int term) { return term % 4 * 2 + term / 4; }
 };
 
 }  // namespace

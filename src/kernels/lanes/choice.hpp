@@ -48,14 +48,11 @@ struct ElementKernels {
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                      double* out) noexcept;
 
-  /// sums[c] = columns[c][row] x[0] + columns[c][row + 1] x[1] + ... , n terms, ascending, from 0.
-  void (*dots)(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
-               double* sums) noexcept;
+  /// y[c] = columns[c][0] x[0] + columns[c][1] x[1] + ..., n terms, ascending, from 0, for c < count.
+  void (*dots)(const Real* const* columns, int count, const Real* x, int n, Real* y) noexcept;
 
-  /// sums[r] = columns[0][row + r] x[0] + columns[1][row + r] x[1] + ..., ascending, from 0, for r <
-  /// rows.
-  void (*sweep)(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
-                double* sums) noexcept;
+  /// y[r] = columns[0][r] x[0] + columns[1][r] x[1] + ..., ascending, from 0, for r < rows.
+  void (*sweep)(const Real* const* columns, int rows, const Real* x, int terms, Real* y) noexcept;
 
   /// x(i, v) = (x(i, v) - u(i, i+1) x(i+1, v) - u(i, i+2) x(i+2, v) - ...) / u(i, i), rows from the
   /// last to the first, rounded to Real.

@@ -154,11 +154,11 @@ inline bool same(const std::int32_t* k) { return LaneSet::same(k); }
 /// Elements t..t+3 of Lanes::width lines as four vectors, one a term.
 template <class Real, class Set>
 inline void transpose(const Real* const* lines, std::ptrdiff_t t, Vector<Set>* out) {
-  if constexpr (Set::width == 4) {
+  if constexpr (requires { Set::transpose(lines, t, out); }) {
+    Set::transpose(lines, t, out);
+  } else {
     TABFIT_UNROLL for (int i = 0; i < 4; ++i) out[i] = Vector<Set>::load(lines[i] + t);
     turn(out);
-  } else {
-    Set::transpose(lines, t, out);
   }
 }
 

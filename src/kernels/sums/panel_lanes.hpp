@@ -64,7 +64,8 @@ void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int te
 
 /// The compiler is to take p as it is, and not to keep several sums of it with other variables in
 /// registers.
-inline const double* opaque(const double* p) {
+template <class T>
+inline const T* opaque(const T* p) {
   asm("" : "+r"(p));
   return p;
 }
@@ -318,74 +319,143 @@ void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
 
 // -- sums of one column -----------------------------------------------------------------------------
 
-/// `groups` of Lanes::width columns in flight.
+/// f(first, count, factors) for all n factors x in order: as they are, or converted in blocks of a
+/// multiple of eight. A float that is broadcast is converted by itself, for each use.
+template <class F>
+inline void as_doubles(const double* x, int n, F f) {
+  f(0, n, x);
+}
+template <class F>
+inline void as_doubles(const float* x, int n, F f) {
+  constexpr int most = 64;
+  alignas(64) double block[most];
+  for (int t = 0; t < n; t += most) {
+    const int count = least(n - t, most);
+    for (int i = 0; i < count; i += Lanes::width) load_some(x + t + i, count - i).put(block + i);
+    f(t, count, opaque(block));
+  }
+}
+
+/// Adds the terms of eight rows at a time, from row `first` on; what is left over is left.
+///
+/// Why:       lanes are columns, as a sum may not be split, so elements change places on their way. Eight
+///            rows at a time use up the cache lines that they touch, before columns a power of two apart
+///            push each other out. Floats change places as floats, two in the room of a double, and are
+///            converted when they come back from memory. Four groups cover the latency of a
+///            multiply-add.
+/// Shape:     `groups` of Set::width columns; a function of its own, so that nothing else takes
+///            registers.
+/// Invariant: acc[g] holds the terms before t.
+/// Order:     t ascending.
+template <int groups, class Real, class Set>
+[[gnu::noinline]] void add_eights(const Real* const* columns, std::ptrdiff_t first, int count,
+                                  const double* factor, Vector<Set>* sums) {
+  Vector<Set> acc[groups];
+  TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] = sums[g];
+  for (int t = 0; t + 8 <= count; t += 8, factor += 8) {
+    if constexpr (sizeof(Real) == sizeof(double)) {
+      TABFIT_UNROLL for (int i = 0; i < 8 * groups; i += 4) {
+        const int g = i / 8, r = i % 8;
+        Vector<Set> y[4];
+        transpose(columns + g * Set::width, first + t + r, y);
+        TABFIT_UNROLL for (int k = 0; k < 4; ++k) acc[g] =
+            fma(y[k], Vector<Set>::of(factor[r + k]), acc[g]);
+      }
+    } else {
+      alignas(64) Real turned[groups][8 * Set::width];
+      TABFIT_UNROLL for (int g = 0; g < groups; ++g)
+          Set::turn_eight(columns + g * Set::width, first + t, turned[g]);
+      const Real* row = opaque(turned[0]);
+      TABFIT_UNROLL for (int i = 0; i < 8; ++i) {
+        const Vector<Set> f = Vector<Set>::of(factor[i]);
+        TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] =
+            fma(Vector<Set>::load(row + (8 * g + Set::place_of(i)) * Set::width), f, acc[g]);
+      }
+    }
+  }
+  TABFIT_UNROLL for (int g = 0; g < groups; ++g) sums[g] = acc[g];
+}
+
+/// The sums of `groups` of Lanes::width columns: rows up to where the first column is aligned for whole
+/// vectors, eights, and the rest in masked vectors.
 template <int groups, class Real>
-inline void group_dots(const Real* const* columns, std::ptrdiff_t row, const Real* x, int n,
-                       Lanes acc[groups]) {
-  const Real* run[groups][Lanes::width];
-  for (int g = 0; g < groups; ++g) {
-    acc[g] = Lanes::zero();
-    for (int i = 0; i < Lanes::width; ++i) run[g][i] = columns[g * Lanes::width + i] + row;
-  }
-  int t = 0;
-  for (; t + 4 <= n; t += 4) {
-    Lanes y[groups][4];
-    TABFIT_UNROLL for (int g = 0; g < groups; ++g) transpose(run[g], t, y[g]);
-    TABFIT_UNROLL for (int i = 0; i < 4; ++i) {
-      const Lanes factor = Lanes::of(x[t + i]);
-      TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] = fma(y[g][i], factor, acc[g]);
-    }
-  }
-  for (; t < n; ++t)
-    for (int g = 0; g < groups; ++g) {
-      double y[Lanes::width];
-      for (int i = 0; i < Lanes::width; ++i) y[i] = run[g][i][t];
-      acc[g] = fma(Lanes::load(y), Lanes::of(x[t]), acc[g]);
-    }
+inline void group_dots(const Real* const* columns, const Real* x, int n, Lanes* acc) {
+  TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] = Lanes::zero();
+  as_doubles(x, n, [&](int first, int count, const double* factor) {
+    const auto some = [&](int t, int terms) {
+      for (int g = 0; g < groups; ++g) {
+        Lanes y[Lanes::width];
+        for (int i = 0; i < Lanes::width; ++i)
+          y[i] = load_some(columns[g * Lanes::width + i] + first + t, terms);
+        turn(y);
+        TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) if (i < terms) acc[g] =
+            fma(y[i], Lanes::of(factor[t + i]), acc[g]);
+      }
+    };
+    const auto past = reinterpret_cast<std::uintptr_t>(columns[0] + first) % 32 / sizeof(Real);
+    int t = 0;
+    if (sizeof(Real) == sizeof(double) && past && count >= 64) some(0, t = 4 - int(past));
+    add_eights<groups>(columns, first + t, count - t, factor + t, acc);
+    for (t += (count - t) / 8 * 8; t < count; t += Lanes::width)
+      some(t, least(count - t, Lanes::width));
+  });
 }
 
 template <class Real>
-void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
-          double* sums) noexcept {
-  constexpr int most = 2;
-  int c = 0;
-  for (; c + most * Lanes::width <= count; c += most * Lanes::width) {
-    Lanes acc[most];
-    group_dots<most>(columns + c, row, x, n, acc);
-    for (int g = 0; g < most; ++g) acc[g].put(sums + c + g * Lanes::width);
-  }
-  for (; c < count; c += Lanes::width) {
+void dots(const Real* const* columns, int count, const Real* x, int n, Real* y) noexcept {
+  const auto some = [&](auto groups, const Real* const* from) {
+    constexpr int vectors = decltype(groups)::value;
+    Lanes acc[vectors];
+    group_dots<vectors>(from, x, n, acc);
+    TABFIT_UNROLL for (int g = 0; g < vectors; ++g)
+        put_some(acc[g], y + g * Lanes::width, count - g * Lanes::width);
+    columns += vectors * Lanes::width;
+    y += vectors * Lanes::width;
+    count -= vectors * Lanes::width;
+  };
+  if constexpr (Lanes::width == 4)
+    while (count >= 4 * Lanes::width) some(Count<4>{}, columns);
+  while (count >= 2 * Lanes::width) some(Count<2>{}, columns);
+  if (count >= Lanes::width) some(Count<1>{}, columns);
+  if (count > 0) {
     // A column beyond the count repeats the last one, and its lane is not kept.
-    const Real* some[Lanes::width];
-    for (int i = 0; i < Lanes::width; ++i) some[i] = columns[c + i < count ? c + i : count - 1];
-    Lanes acc[1];
-    group_dots<1>(some, row, x, n, acc);
-    acc[0].put(sums + c, first_lanes(count - c));
+    const Real* repeated[Lanes::width];
+    for (int i = 0; i < Lanes::width; ++i) repeated[i] = columns[least(i, count - 1)];
+    some(Count<1>{}, repeated);
   }
 }
 
-/// `vectors` of rows, the last one masked, with all their sums in registers.
+/// `vectors` of rows, the last one masked.
+///
+/// Why:       so many sums stay in registers, and cover the latency of a multiply-add if they are
+///            four or more.
+/// Shape:     rows behind the last one are neither read nor stored.
+/// Invariant: acc[v] holds the terms before t.
+/// Order:     t ascending.
 template <int vectors, class Real>
 inline void strip(const Real* const* columns, std::ptrdiff_t row, const Real* x, int terms,
-                  Lanes::Mask last, double* sums) {
+                  Lanes::Mask last, Real* y) {
+  constexpr int whole = vectors - 1;
   Lanes acc[vectors];
   TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::zero();
-  for (int t = 0; t < terms; ++t) {
-    const Real* y = columns[t] + row;
-    const Lanes factor = Lanes::of(x[t]);
-    TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v] =
-        fma(Lanes::load(y + v * Lanes::width), factor, acc[v]);
-    acc[vectors - 1] =
-        fma(Lanes::load(y + (vectors - 1) * Lanes::width, last), factor, acc[vectors - 1]);
-  }
-  TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) acc[v].put(sums + v * Lanes::width);
-  acc[vectors - 1].put(sums + (vectors - 1) * Lanes::width, last);
+  as_doubles(x, terms, [&](int first, int count, const double* factor) {
+    for (int t = 0; t < count; ++t) {
+      const Real* from = columns[first + t] + row;
+      const Lanes f = Lanes::of(factor[t]);
+      TABFIT_UNROLL for (int v = 0; v < whole; ++v) acc[v] =
+          fma(Lanes::load(from + v * Lanes::width), f, acc[v]);
+      acc[whole] = fma(Lanes::load(from + whole * Lanes::width, last), f, acc[whole]);
+    }
+  });
+  TABFIT_UNROLL for (int v = 0; v < whole; ++v) acc[v].put(y + v * Lanes::width);
+  acc[whole].put(y + whole * Lanes::width, last);
 }
 
-/// Many rows, in whole vectors: `columns_at_once` columns from end to end, the sums kept in memory.
+/// `columns_at_once` columns from end to end, rows in whole vectors, the sums kept in memory. A function
+/// of its own, lest the compiler take twice as many columns together as registers hold.
 template <int columns_at_once, class Real>
-inline void long_strip(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x,
-                       double* sums) {
+[[gnu::noinline]] void long_strip(const Real* const* columns, std::ptrdiff_t row, int rows,
+                                  const Real* x, double* sums) {
   const Real* y[columns_at_once];
   Lanes factor[columns_at_once];
   TABFIT_UNROLL for (int c = 0; c < columns_at_once; ++c) {
@@ -400,37 +470,41 @@ inline void long_strip(const Real* const* columns, std::ptrdiff_t row, int rows,
   }
 }
 
+/// At most `most` rows, in whole vectors: columns that are longer than a few vectors are read from end
+/// to end, as a processor expects them to be.
+template <int most, class Real>
+[[gnu::noinline]] void long_rows(const Real* const* columns, std::ptrdiff_t row, int rows,
+                                 const Real* x, int terms, Real* y) {
+  double own[sizeof(Real) == sizeof(double) ? 1 : most], *sums = own;
+  if constexpr (sizeof(Real) == sizeof(double)) sums = y;
+  for (int r = 0; r < rows; r += Lanes::width) Lanes::zero().put(sums + r);
+  int t = 0;
+  for (; t + 8 <= terms; t += 8) long_strip<8>(columns + t, row, rows, x + t, sums);
+  for (; t < terms; ++t) long_strip<1>(columns + t, row, rows, x + t, sums);
+  if (sums == own)
+    for (int r = 0; r < rows; r += Lanes::width) Lanes::load(sums + r).put(y + r);
+}
+
 template <class Real>
-void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
-           double* sums) noexcept {
-  const Lanes::Mask all = first_lanes(Lanes::width);
-  const auto advance = [&](int taken) {
-    row += taken;
-    sums += taken;
-    rows -= taken;
-  };
-  // Columns that are longer are read from end to end, as a processor expects them to be.
-  constexpr int in_registers = 16 * Lanes::width, most = 1024;
-  while (rows >= in_registers) {
-    const int count = rows < most ? rows / Lanes::width * Lanes::width : most;
-    for (int r = 0; r < count; ++r) sums[r] = 0.0;
-    int t = 0;
-    for (; t + 8 <= terms; t += 8) long_strip<8>(columns + t, row, count, x + t, sums);
-    for (; t < terms; ++t) long_strip<1>(columns + t, row, count, x + t, sums);
-    advance(count);
+void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real* y) noexcept {
+  // Vectors of eight floats wait for conversions rather than for their columns.
+  constexpr int least_long =
+      (sizeof(Real) == sizeof(float) && Lanes::width == 8 ? 32 : 16) * Lanes::width;
+  constexpr int most_long = 1024;
+  int row = 0;
+  while (rows - row >= least_long) {
+    const int count = least(rows - row, most_long) / Lanes::width * Lanes::width;
+    long_rows<most_long>(columns, row, count, x, terms, y + row);
+    row += count;
   }
-  if (rows >= 8 * Lanes::width) {
-    strip<8>(columns, row, x, terms, all, sums);
-    advance(8 * Lanes::width);
-  }
-  if (rows > 4 * Lanes::width) {
-    strip<4>(columns, row, x, terms, all, sums);
-    advance(4 * Lanes::width);
-  }
-  with_count<1, 4>((rows + Lanes::width - 1) / Lanes::width, [&](auto vectors) {
+  const auto some = [&](auto vectors) {
     constexpr int n = decltype(vectors)::value;
-    strip<n>(columns, row, x, terms, first_lanes(rows - (n - 1) * Lanes::width), sums);
-  });
+    strip<n>(columns, row, x, terms, first_lanes(rows - row - (n - 1) * Lanes::width), y + row);
+    row += n * Lanes::width;
+  };
+  while (rows - row >= 8 * Lanes::width) some(Count<8>{});
+  if (rows - row > 4 * Lanes::width) some(Count<4>{});
+  with_count<1, 4>((rows - row + Lanes::width - 1) / Lanes::width, some);
 }
 
 // -- lines of right-hand sides ----------------------------------------------------------------------

@@ -28,21 +28,24 @@ void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int te
 }
 
 template <class Real>
-void dots(const Real* const* columns, int count, std::ptrdiff_t row, const Real* x, int n,
-          double* sums) noexcept {
+void dots(const Real* const* columns, int count, const Real* x, int n, Real* y) noexcept {
   for (int c = 0; c < count; ++c) {
     double sum = 0.0;
-    for (int i = 0; i < n; ++i) sum = mul_add(columns[c][row + i], x[i], sum);
-    sums[c] = sum;
+    for (int i = 0; i < n; ++i) sum = mul_add(columns[c][i], x[i], sum);
+    y[c] = store<Real>(sum);
   }
 }
 
 template <class Real>
-void sweep(const Real* const* columns, std::ptrdiff_t row, int rows, const Real* x, int terms,
-           double* sums) noexcept {
-  for (int r = 0; r < rows; ++r) sums[r] = 0.0;
-  for (int t = 0; t < terms; ++t)
-    for (int r = 0; r < rows; ++r) sums[r] = mul_add(columns[t][row + r], x[t], sums[r]);
+void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real* y) noexcept {
+  constexpr int most = 64;
+  for (int first = 0; first < rows; first += most) {
+    const int count = rows - first < most ? rows - first : most;
+    double sums[most] = {};
+    for (int t = 0; t < terms; ++t)
+      for (int r = 0; r < count; ++r) sums[r] = mul_add(columns[t][first + r], x[t], sums[r]);
+    for (int r = 0; r < count; ++r) y[first + r] = store<Real>(sums[r]);
+  }
 }
 
 template <class Real>
