@@ -486,28 +486,80 @@ KERNEL_TEST(Panel, NextRowsDivideWhatTheirSumsLeave) {
   }
 }
 
-TEST_P(Panel, AddLanesAddsMultiplesOfLines) {
-  Source<double> source(7108);
-  Fenced<double> q(21), X(21 * 256), sums(256);
-  for (int lanes = 0; lanes <= 200; lanes += 8)
-    for (int terms = 0; terms <= 21; ++terms) {
-      source.next_kind();
-      const auto any = [&](int) { return source.number(); };
-      input(q, 0, terms, source.side(), any);
-      input(X, 0, terms * lanes, source.side(), any);
-      sums.lay(lanes, Guarded<double>::poison(), source.side());
-      std::vector<double> expected;
-      for (int v = 0; v < lanes; ++v) {
-        double sum = sums[v] = source.number();
-        for (int t = 0; t < terms; ++t) sum = std::fma(q[t], X[t * lanes + v], sum);
-        expected.push_back(sum);
+/// A symmetric block, the sums that its rows begin with, and its factor by loops.
+template <class Real>
+struct Block {
+  int rows, width, finished = 0;
+  std::vector<double> s, sums, u;
+
+  std::size_t at(int i, int j) const { return static_cast<std::size_t>(i * width + j); }
+
+  /// Elements of a common scale, a diagonal that outweighs them but in row `refused`, if there is one.
+  Block(Random& random, int count, int refused, int scale)
+      : rows(count), width(padded(count)), s(at(rows, 0)), sums(s.size()), u(s.size()) {
+    const auto some = [&](double most) { return std::ldexp(random.real(-most, most), 2 * scale); };
+    for (double& sum : sums) sum = some(1);
+    for (int j = 0; j < rows; ++j)
+      for (int i = 0; i <= j; ++i) s[at(i, j)] = static_cast<Real>(some(1));
+    for (int i = 0; i < rows; ++i) s[at(i, i)] = static_cast<Real>(std::ldexp(rows + 3.0, 2 * scale));
+    if (refused < rows) s[at(refused, refused)] = random.chance(2) ? NAN : -s[at(refused, refused)];
+  }
+
+  void factor(int done) {
+    std::vector<double> t = sums;
+    for (int i = 0; i < rows; ++i, finished = i) {
+      for (int l = 0; l < i; ++l)
+        for (int j = i; j < rows; ++j) t[at(i, j)] = std::fma(u[at(l, i)], u[at(l, j)], t[at(i, j)]);
+      const double d = s[at(i, i)] - t[at(i, i)];
+      if (i < done) {
+        for (int j = i; j < rows; ++j) u[at(i, j)] = s[at(i, j)];
+        continue;
       }
-      kernels().add_lanes(q.data(), X.data(), lanes, terms, sums.data());
-      ASSERT_TRUE(sums.zone_intact());
-      for (int v = 0; v < lanes; ++v)
-        ASSERT_SAME(sums[v], expected[static_cast<std::size_t>(v)])
-            << "lane " << v << " of " << lanes << ", " << terms << " terms";
+      if (!(d > 0.0)) return;
+      u[at(i, i)] = static_cast<Real>(std::sqrt(d));
+      for (int j = i + 1; j < rows; ++j)
+        u[at(i, j)] = static_cast<Real>((s[at(i, j)] - t[at(i, j)]) / u[at(i, i)]);
     }
+  }
+};
+
+KERNEL_TEST(Panel, FactorRowsFindTheRowsOfAFactorUpToARefusedPivot) {
+  Random random(7108);
+  constexpr int most = factor_most, places = most + 9;
+  auto from = fenced_arrays<Real>(most, places), to = fenced_arrays<Real>(most, places);
+  Fenced<double> sums(most * most);
+  for (int turn = 0; turn < 1200; ++turn) {
+    const int rows = 1 + turn % most, done = random.integer(0, rows > 1), at = random.integer(0, 9),
+              refused = random.chance(4) ? random.integer(done, rows) : rows,
+              scale =
+                  random.integer(-1, 1) * random.integer(0, sizeof(Real) == sizeof(double) ? 480 : 25);
+    const bool in_place = random.chance(2);
+    Block<Real> block(random, rows, refused, scale);
+    block.factor(done);
+    const Real* S[most];
+    Real* U[most];
+    for (int j = 0; j < rows; ++j) {
+      const auto side = random.chance(2) ? Touching::end : Touching::begin;
+      const auto element = [&](int i) { return static_cast<Real>(block.s[block.at(i - at, j)]); };
+      const auto given = [&](int i) { return i - at < done ? element(i) : Guarded<Real>::poison(); };
+      auto& s = from[static_cast<std::size_t>(j)];
+      U[j] = input(to[static_cast<std::size_t>(j)], at, at + j + 1, side, given);
+      S[j] = input(s, at, at + j + 1, side, element);
+      if (in_place) U[j] = const_cast<Real*>(S[j]);
+    }
+    const auto side = random.chance(2) ? Touching::end : Touching::begin;
+    input(sums, 0, rows * block.width, side,
+          [&](int k) { return block.sums[static_cast<std::size_t>(k)]; });
+    const int finished = kernel.of<Real>().factor_rows(S, U, at, done, rows, sums.data(), block.width);
+    ASSERT_EQ(finished, block.finished) << rows << " rows, " << refused << " refused";
+    for (int j = 0; j < rows; ++j)
+      for (int i = 0; i <= j; ++i) {
+        const double before = in_place ? block.s[block.at(i, j)] : double(Guarded<Real>::poison());
+        ASSERT_SAME(U[j][at + i], static_cast<Real>(i < finished ? block.u[block.at(i, j)] : before))
+            << "row " << i << ", column " << j << " of " << rows << ", " << finished << " finished, "
+            << done << " done, in place: " << in_place << ", scale " << scale;
+      }
+  }
 }
 
 // -- reflections ----------------------------------------------------------------------------------

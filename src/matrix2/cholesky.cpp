@@ -3,6 +3,7 @@
 
 #include "kernels/scalar/arithmetic.hpp"
 #include "kernels/sums/product.hpp"
+#include "kernels/sums/unknowns.hpp"
 
 #include "matrix1/in_place.hpp"
 #include "matrix1/triangular_inverse.hpp"
@@ -14,52 +15,31 @@
 namespace tabfit {
 namespace {
 
-constexpr int most_rows = panel_rows;  // of a diagonal block
-
 /// The sums over the rows above the diagonal block: sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j,
-/// at sums[i * lanes + j].
+/// at sums[i * width + j], and 0 for i > j.
 template <class Real>
-void sum_rows_above(Real* const* U, int i0, int rows, int lanes, double* sums) noexcept {
-  alignas(64) double tall[most_rows * most_rows];
-  double* columns[most_rows];
-  for (int j = 0; j < rows; ++j) columns[j] = tall + j * most_rows;
+void sum_rows_above(Real* const* U, int i0, int rows, int width, double* sums) noexcept {
+  if (i0 == 0) {
+    std::fill_n(sums, rows * width, 0.0);
+    return;
+  }
+  alignas(64) double tall[panel_rows * panel_rows] = {};
+  double* columns[panel_rows];
+  for (int j = 0; j < rows; ++j) columns[j] = tall + j * panel_rows;
   product({.rows = rows, .columns = rows, .terms = i0, .upper_only = true}, transposed(U + i0),
           as_is(U + i0), into_sums<Real>(columns));
-  for (int j = 0; j < rows; ++j)
-    for (int i = 0; i <= j; ++i) sums[i * lanes + j] = columns[j][i];
+  kernels().d.pack_terms(columns, 0, rows, rows, width, sums);
 }
 
 /// The diagonal block of U: rows and columns i0..i0+rows-1, whose first `done` rows are there already.
 /// Returns how many rows are complete: fewer than `rows` if the next pivot is not positive.
-///
-/// Shape: sums and solved hold the block row by row, element (i, j) at i * lanes + j.
 template <class Real>
 int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) noexcept {
-  const Kernels& kernel = kernels();
-  const int lanes = (rows + 7) / 8 * 8;
-  alignas(64) double sums[most_rows * most_rows], solved[most_rows * most_rows];
-  double factors[most_rows];
-  std::fill_n(sums, rows * lanes, 0.0);
-  std::fill_n(solved, rows * lanes, 0.0);
-  if (i0 > 0) sum_rows_above(U, i0, rows, lanes, sums);
-  for (int i = 0; i < done; ++i)
-    for (int j = i; j < rows; ++j) solved[i * lanes + j] = U[i0 + j][i0 + i];
-
-  for (int i = done; i < rows; ++i) {
-    Real* const u = U[i0 + i] + i0;
-    double *sum = sums + i * lanes, *x = solved + i * lanes;
-    std::copy_n(u, i, factors);
-    kernel.add_lanes(factors, solved, lanes, i, sum);
-    const double d = S[i0 + i][i0 + i] - sum[i];  // d = s(i,i) - U(0:i-1,i)' U(0:i-1,i)
-    if (!(d > 0.0)) return i;                     // NaN fails too
-    const double pivot = u[i] = store<Real>(std::sqrt(d));
-    // U(i,j) = (s(i,j) - U(0:i-1,i)' U(0:i-1,j)) / U(i,i)
-    for (int j = i + 1; j < rows; ++j) {
-      const double rest = S[i0 + j][i0 + i] - sum[j];
-      x[j] = U[i0 + j][i0 + i] = store<Real>(rest / pivot);
-    }
-  }
-  return rows;
+  const int width = (rows + 7) / 8 * 8;
+  alignas(64) double sums[factor_most * factor_most];
+  sum_rows_above(U, i0, rows, width, sums);
+  // U(i,i) = root of s(i,i) - U(0:i-1,i)' U(0:i-1,i), U(i,j) = (s(i,j) - U(0:i-1,i)' U(0:i-1,j)) / U(i,i)
+  return kernels().of<Real>().factor_rows(S + i0, U + i0, i0, done, rows, sums, width);
 }
 
 // U is formed in blocks of rows. To the right of the diagonal block the rows are those of a forward
@@ -77,10 +57,11 @@ int M_chol(Real* const* S, int n, Real* const* U) noexcept {
   const double divisor = is_double<Real> ? s00 : U[0][0];
   for (int j = 1; j < n; ++j) U[j][0] = store<Real>(S[j][0] / divisor);
 
-  for (int i = 0; i < n; i += panel_rows) {
-    const int rows = std::min(panel_rows, n - i), done = i == 0 ? 1 : 0;
+  const int height = n <= factor_most ? n : panel_rows;
+  for (int i = 0; i < n; i += height) {
+    const int rows = std::min(height, n - i), done = i == 0 ? 1 : 0;
     const int finished = factor_diagonal(S, U, i, done, rows), right = i + rows;
-    forward_rows(U, i, done, finished, S + right, U + right, n - right);
+    if (right < n) forward_rows(U, i, done, finished, S + right, U + right, n - right);
     if (finished < rows) return i + finished + 1;
   }
   return M_CHOL_OK;

@@ -69,6 +69,15 @@ struct ElementKernels {
   void (*next_rows)(const double* P, int height, int done, int rows, const double* sums, int width,
                     double* X) noexcept;
 
+  /// Rows i = done..rows-1, ascending, of the factor U of a symmetric matrix S: u(i, i) = root of d, d =
+  /// s(i, i) - t(i, i), and u(i, j) = (s(i, j) - t(i, j)) / u(i, i) for j > i, rounded to Real, where
+  /// t(i, j) is sums(i, j) + u(0, i) u(0, j) + u(1, i) u(1, j) + ..., i terms, ascending. Element (i, j),
+  /// i <= j < rows <= factor_most, stands at S[j][at + i] and U[j][at + i], which may be one place;
+  /// sums(i, j) at sums[i * width + j], where width is `rows` up to a multiple of 8, and all sums are
+  /// numbers. Returned: the first row whose d is not positive, or `rows`; no later row is written.
+  int (*factor_rows)(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
+                     double* sums, int width) noexcept;
+
   // -- reflections ----------------------------------------------------------------------------------
 
   /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To
@@ -173,9 +182,6 @@ struct Kernels {
   /// The same, but a sum gets only the terms that both its row and its column have, and only their
   /// factors are read.
   void (*banded_tile)(const Tile& tile, Edge rows, Edge columns) noexcept;
-
-  /// sums[v] += q[t] X[t * lanes + v], t ascending, for v < lanes, a multiple of 8.
-  void (*add_lanes)(const double* q, const double* X, int lanes, int terms, double* sums) noexcept;
 
   /// Moves points from within tol of the reference interval into it, and finds their places. Returned:
   /// the points in doubt. outside: those that are further away, or NaN; they have no place.

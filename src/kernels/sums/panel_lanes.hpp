@@ -507,37 +507,6 @@ void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real*
   with_count<1, 4>((rows - row + Lanes::width - 1) / Lanes::width, some);
 }
 
-// -- lines of right-hand sides ----------------------------------------------------------------------
-
-/// factor(t) is the factor of line t.
-template <int vectors, bool subtract, class Factor>
-inline void line_sums(Factor factor, const double* X, int lanes, int terms, double* sums) {
-  Lanes acc[vectors];
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v] = Lanes::load(sums + v * Lanes::width);
-  for (int t = 0; t < terms; ++t, X += lanes) {
-    const Lanes f = Lanes::of(factor(t));
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-      const Lanes x = Lanes::load(X + v * Lanes::width);
-      acc[v] = subtract ? fnma(f, x, acc[v]) : fma(f, x, acc[v]);
-    }
-  }
-  TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[v].put(sums + v * Lanes::width);
-}
-
-template <bool subtract, class Factor>
-inline void all_line_sums(Factor factor, const double* X, int lanes, int terms, double* sums) {
-  int v = 0;
-  for (; v + 8 * Lanes::width <= lanes; v += 8 * Lanes::width)
-    line_sums<8, subtract>(factor, X + v, lanes, terms, sums + v);
-  with_count<1, 7>((lanes - v) / Lanes::width, [&](auto vectors) {
-    line_sums<decltype(vectors)::value, subtract>(factor, X + v, lanes, terms, sums + v);
-  });
-}
-
-void add_lanes(const double* q, const double* X, int lanes, int terms, double* sums) noexcept {
-  all_line_sums<false>([=](int t) { return q[t]; }, X, lanes, terms, sums);
-}
-
 // -- reflections ------------------------------------------------------------------------------------
 
 /// `panels` of eight columns at once, their multipliers and sums in registers.

@@ -138,10 +138,5 @@ inline void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
 
 inline void tile(const Tile& x) noexcept { banded_tile(x, {Band::all, 0}, {Band::all, 0}); }
 
-inline void add_lanes(const double* q, const double* X, int width, int terms, double* sums) noexcept {
-  for (int t = 0; t < terms; ++t, X += width)
-    for (int v = 0; v < width; ++v) sums[v] = mul_add(q[t], X[v], sums[v]);
-}
-
 }  // namespace
 }  // namespace tabfit

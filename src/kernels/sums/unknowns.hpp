@@ -18,4 +18,7 @@ struct Unknowns {
   int height, first, rows, end, corner;
 };
 
+/// Rows that factor_rows takes at most.
+inline constexpr int factor_most = 32;
+
 }  // namespace tabfit

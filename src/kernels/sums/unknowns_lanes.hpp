@@ -181,5 +181,90 @@ void next_rows(const double* P, int height, int done, int rows, const double* su
   if (width - v >= Lanes::width) some(Count<1>{});
 }
 
+/// Columns of an upper triangle, of height 1..rows, side by side in X, from a block of rows and columns
+/// on the diagonal to the right; back the first `finished` rows.
+template <class Real>
+void load_triangle(const Real* const* S, std::ptrdiff_t at, int rows, int width, double* X) {
+  for (int i = 0; i < rows; i += Lanes::width)
+    for (int j = i; j < rows; j += Lanes::width) {
+      Lanes x[Lanes::width];
+      TABFIT_UNROLL for (int c = 0; c < Lanes::width; ++c) x[c] =
+          j + c < rows ? load_some(S[j + c] + at + i, j + c + 1 - i) : Lanes::zero();
+      turn(x);
+      TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) x[r].put(X + (i + r) * width + j);
+    }
+}
+template <class Real>
+void store_triangle(const double* X, int finished, int rows, int width, Real* const* U,
+                    std::ptrdiff_t at) {
+  for (int i = 0; i < finished; i += Lanes::width)
+    for (int j = i; j < rows; j += Lanes::width) {
+      Lanes x[Lanes::width];
+      TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) x[r] = Lanes::load(X + (i + r) * width + j);
+      turn(x);
+      for (int c = 0; c < Lanes::width && j + c < rows; ++c)
+        put_some(x[c], U[j + c] + at + i, (j + c + 1 < finished ? j + c + 1 : finished) - i);
+    }
+}
+
+/// Rows of a factor.
+///
+/// Why:       a root and a division a row wait for each other. All else, a term for every sum of the
+///            later rows, goes on beside them: so the next pivot is found first.
+/// Shape:     X holds the rows of S, and of U where they are done, `width` apart. Of the vector that the
+///            diagonal crosses all lanes are worked on. With few lanes a division is quicker than the
+///            steps that replace it.
+/// Invariant: sums of the rows behind the present one hold the terms before it; d is that of the row.
+/// Order:     rows ascending, and with them the terms of every sum.
+template <class V, bool few, class Real>
+int factor_vectors(int done, int rows, int width, double* sums, double* X) {
+  double d = 0.0;
+  for (int i = 0; i < rows; ++i) {
+    double *x = X + i * width, *sum = sums + i * width;
+    if (i >= done) {
+      if (i == done) d = x[i] - sum[i];
+      if (!(d > 0.0)) return i;  // NaN fails too
+      const double pivot = static_cast<Real>(__builtin_sqrt(d));
+      if (i + 1 < rows) {
+        const double next = static_cast<Real>((x[i + 1] - sum[i + 1]) / pivot);
+        d = x[width + i + 1] - __builtin_fma(next, next, sum[width + i + 1]);
+      }
+      const RowDivisor divisor(few ? 1.0 : pivot);
+      for (int j = i / V::width * V::width; j < width; j += V::width) {
+        V rest = V::load(x + j) - V::load(sum + j);
+        if constexpr (few)
+          rest = rest / V::of(pivot);
+        else
+          rest = divisor.under(rest);
+        rest.rounded(static_cast<Real*>(nullptr)).put(x + j);
+      }
+      x[i] = pivot;
+    }
+    for (int j = (i + 1) / V::width * V::width; j < width; j += V::width) {
+      const V own = V::load(x + j);
+      const int end = j + V::width < rows ? j + V::width : rows;
+#pragma GCC unroll 4
+      for (int r = i + 1; r < end; ++r) {
+        double* later = sums + r * width + j;
+        fma(V::of(x[r]), own, V::load(later)).put(later);
+      }
+    }
+  }
+  return rows;
+}
+
+template <class Real>
+int factor_rows(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
+                double* sums, int width) noexcept {
+  alignas(64) double X[factor_most * factor_most];
+  load_triangle(S, at, rows, width, X);
+  for (int i = 0; i < done; ++i)
+    for (int j = i; j < rows; ++j) X[i * width + j] = U[j][at + i];
+  const int finished = width == 8 ? factor_vectors<FourLanes, true, Real>(done, rows, width, sums, X)
+                                  : factor_vectors<Lanes, false, Real>(done, rows, width, sums, X);
+  store_triangle(X, finished, rows, width, U, at);
+  return finished;
+}
+
 }  // namespace
 }  // namespace tabfit

@@ -4,6 +4,8 @@
 #include "kernels/scalar/arithmetic.hpp"
 #include "kernels/sums/unknowns.hpp"
 
+#include <cmath>
+
 namespace tabfit {
 namespace {
 
@@ -52,6 +54,24 @@ void next_rows(const double* P, int height, int done, int rows, const double* su
       X[i * width + v] = store<Real>((X[i * width + v] - sum) / u[i]);
     }
   }
+}
+
+template <class Real>
+int factor_rows(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
+                double* sums, int width) noexcept {
+  for (int i = 0; i < rows; ++i) {
+    const auto u = [=](int j) -> Real& { return U[j][at + i]; };
+    double* sum = sums + i * width;
+    if (i >= done) {
+      const double d = S[i][at + i] - sum[i];
+      if (!(d > 0.0)) return i;  // NaN fails too
+      u(i) = store<Real>(std::sqrt(d));
+      for (int j = i + 1; j < rows; ++j) u(j) = store<Real>((S[j][at + i] - sum[j]) / u(i));
+    }
+    for (int r = i + 1; r < rows; ++r)
+      for (int j = r; j < rows; ++j) sums[r * width + j] = mul_add(u(r), u(j), sums[r * width + j]);
+  }
+  return rows;
 }
 
 }  // namespace
