@@ -376,28 +376,33 @@ template <int groups, class Real, class Set>
   TABFIT_UNROLL for (int g = 0; g < groups; ++g) sums[g] = acc[g];
 }
 
+/// Adds the terms of rows first..first+count-1 of each of the groups, at most Lanes::width of them.
+template <class Real>
+[[gnu::noinline]] void add_rest(const Real* const* columns, int groups, std::ptrdiff_t first, int count,
+                                const double* factor, Lanes* sums) {
+  for (int g = 0; g < groups; ++g, columns += Lanes::width) {
+    Lanes y[Lanes::width], acc = sums[g];
+    for (int i = 0; i < Lanes::width; ++i) y[i] = load_some(columns[i] + first, count);
+    turn(y);
+    TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) if (i < count) acc =
+        fma(y[i], Lanes::of(factor[i]), acc);
+    sums[g] = acc;
+  }
+}
+
 /// The sums of `groups` of Lanes::width columns: rows up to where the first column is aligned for whole
 /// vectors, eights, and the rest in masked vectors.
 template <int groups, class Real>
 inline void group_dots(const Real* const* columns, const Real* x, int n, Lanes* acc) {
   TABFIT_UNROLL for (int g = 0; g < groups; ++g) acc[g] = Lanes::zero();
   as_doubles(x, n, [&](int first, int count, const double* factor) {
-    const auto some = [&](int t, int terms) {
-      for (int g = 0; g < groups; ++g) {
-        Lanes y[Lanes::width];
-        for (int i = 0; i < Lanes::width; ++i)
-          y[i] = load_some(columns[g * Lanes::width + i] + first + t, terms);
-        turn(y);
-        TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) if (i < terms) acc[g] =
-            fma(y[i], Lanes::of(factor[t + i]), acc[g]);
-      }
-    };
     const auto past = reinterpret_cast<std::uintptr_t>(columns[0] + first) % 32 / sizeof(Real);
     int t = 0;
-    if (sizeof(Real) == sizeof(double) && past && count >= 64) some(0, t = 4 - int(past));
+    if (sizeof(Real) == sizeof(double) && past && count >= 64)
+      add_rest(columns, groups, first, t = 4 - int(past), factor, acc);
     add_eights<groups>(columns, first + t, count - t, factor + t, acc);
     for (t += (count - t) / 8 * 8; t < count; t += Lanes::width)
-      some(t, least(count - t, Lanes::width));
+      add_rest(columns, groups, first + t, least(count - t, Lanes::width), factor + t, acc);
   });
 }
 

@@ -39,9 +39,10 @@ void dots(const Real* const* columns, int count, const Real* x, int n, Real* y) 
 template <class Real>
 void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real* y) noexcept {
   constexpr int most = 64;
+  double sums[most];
   for (int first = 0; first < rows; first += most) {
     const int count = rows - first < most ? rows - first : most;
-    double sums[most] = {};
+    for (int r = 0; r < count; ++r) sums[r] = 0.0;
     for (int t = 0; t < terms; ++t)
       for (int r = 0; r < count; ++r) sums[r] = mul_add(columns[t][first + r], x[t], sums[r]);
     for (int r = 0; r < count; ++r) y[first + r] = store<Real>(sums[r]);

@@ -74,7 +74,7 @@ struct System {
 /// Invariant: rows below the present one are final; acc[v] holds the terms up to the present one.
 /// Order:     rows from the last to the first, terms ascending.
 template <int vectors>
-void unknown_rows(const Unknowns& x, System system) {
+[[gnu::noinline]] void unknown_rows(const Unknowns& x, System system) {
   constexpr int width = vectors * Lanes::width;
   const double sign = system.divide ? -1.0 : 1.0;
   for (int r = x.rows - 1; r >= 0; --r) {
@@ -108,24 +108,9 @@ void unknown_rows(const Unknowns& x, System system) {
 }
 
 void all_unknown_rows(const Unknowns& x, System system) {
-  switch (x.width / Lanes::width) {
-    case 8:
-      return unknown_rows<8>(x, system);
-    case 7:
-      return unknown_rows<7>(x, system);
-    case 6:
-      return unknown_rows<6>(x, system);
-    case 5:
-      return unknown_rows<5>(x, system);
-    case 4:
-      return unknown_rows<4>(x, system);
-    case 3:
-      return unknown_rows<3>(x, system);
-    case 2:
-      return unknown_rows<2>(x, system);
-    default:
-      return unknown_rows<1>(x, system);
-  }
+  with_count<1, Lanes::width>(x.width / 8, [&](auto eights) {
+    unknown_rows<8 / Lanes::width* decltype(eights)::value>(x, system);
+  });
 }
 
 template <class Real>
