@@ -54,31 +54,40 @@ struct Problem {
   int constraints() const { return nonnegative() ? n : 2 * n; }
 };
 
+/// |A_j|, and behind them sum |A_j| |x_j| + |b|, the size of the terms of b - A x.
+template <class Real>
+std::vector<long double> sizes(const Problem<Real>& p, const std::vector<Real>& x) {
+  std::vector<long double> found;
+  long double terms = 0;
+  for (const long double v : p.b) terms += v * v;
+  terms = std::sqrt(terms);
+  for (int j = 0; j < p.n; ++j) {
+    long double squares = 0;
+    for (int i = 0; i < p.m; ++i) squares += static_cast<long double>(p.view()(i, j)) * p.view()(i, j);
+    found.push_back(std::sqrt(squares));
+    terms += found.back() * std::abs(x[static_cast<std::size_t>(j)]);
+  }
+  found.push_back(terms);
+  return found;
+}
+
 /// The greatest violation of the optimality conditions in epsilons of Real, from the problem and the
 /// returned numbers alone; infinite where no rounding excuses it.
 template <class Real>
 double violation_of(const Problem<Real>& p, const solution<Real>& s) {
   constexpr double never = std::numeric_limits<double>::infinity();
-  using Wide = long double;
-  const auto size = [](Wide squares) { return std::sqrt(squares); };
-  std::vector<Wide> r(p.b.begin(), p.b.end()), norms;
-  Wide terms = 0, worst = 0;
-  for (const Wide v : r) terms += v * v;
-  terms = size(terms);
-  for (int j = 0; j < p.n; ++j) {
-    const Wide x = s.x[static_cast<std::size_t>(j)];
-    Wide squares = 0;
-    for (int i = 0; i < p.m; ++i) {
-      r[static_cast<std::size_t>(i)] -= x * p.view()(i, j);
-      squares += static_cast<Wide>(p.view()(i, j)) * p.view()(i, j);
-    }
-    norms.push_back(size(squares));
-    terms += norms.back() * std::abs(x);
-  }
+  const std::vector<long double> norms = sizes(p, s.x);
+  const long double terms = norms.back();
+  std::vector<long double> r(p.b.begin(), p.b.end());
+  long double worst = 0;
+  for (int j = 0; j < p.n; ++j)
+    for (int i = 0; i < p.m; ++i)
+      r[static_cast<std::size_t>(i)] -=
+          static_cast<long double>(s.x[static_cast<std::size_t>(j)]) * p.view()(i, j);
   for (int j = 0; j < p.n; ++j) {
     const auto k = static_cast<std::size_t>(j);
     if (!(s.x[k] >= p.lo[k] && s.x[k] <= p.hi[k])) return never;
-    Wide rest = 0;  // of the gradient
+    long double rest = 0;  // of the gradient
     for (int i = 0; i < p.m; ++i) rest -= p.view()(i, j) * r[static_cast<std::size_t>(i)];
     for (std::size_t a = 0; a < s.active.size(); ++a) {
       if (s.active[a].index != j) continue;
@@ -259,4 +268,189 @@ TWIN_TEST(Bounded, ReadsAnyView) {
   const auto by_rows = bounded(table_view<Real>::row_major(rows.data(), p.m, p.n), p.b, p.lo, p.hi);
   EXPECT_EQ(by_rows.x, s.x);
   EXPECT_EQ(by_rows.residual, s.residual);
+}
+
+// -- problems that an iteration may never leave ------------------------------------------------------
+
+namespace {
+
+template <class Real>
+std::vector<Real> nonnegative_x(std::initializer_list<std::initializer_list<Real>> A,
+                                const std::vector<Real>& b) {
+  const auto s = nonnegative(tabfit::column_table<Real>(A), b);
+  EXPECT_TRUE(s.converged);
+  EXPECT_LE(s.iterations, 4);
+  return s.x;
+}
+
+}  // namespace
+
+// The engine's Ls_cnnd and Ls_cnnf do not return for these two.
+TWIN_TEST(Nonnegative, SolvesWhereAVariableIsDroppedAgain) {
+  auto x = nonnegative_x<Real>({{1, 1}, {1, 2}}, {2, 1});
+  EXPECT_NEAR(x[0], 1.5, 4 * eps_of<Real>);
+  EXPECT_EQ(x[1], 0);
+  x = nonnegative_x<Real>({{40, Real(-0.7)}}, {-3});
+  EXPECT_EQ(x[0], 0);
+  EXPECT_NEAR(x[1], 3 / double(Real(0.7)), 4 * eps_of<Real>);
+}
+
+TWIN_TEST(Nonnegative, SolvesTheSmallestProblems) {
+  EXPECT_EQ(nonnegative_x<Real>({{2}}, {6}), std::vector<Real>{3});
+  EXPECT_EQ(nonnegative_x<Real>({{2}}, {-6}), std::vector<Real>{0});
+  EXPECT_EQ(nonnegative_x<Real>({{0}}, {1}), std::vector<Real>{0});
+  EXPECT_EQ(nonnegative_x<Real>({{1}, {1}, {1}}, {1, 2, 6}), std::vector<Real>{3});
+  EXPECT_EQ(nonnegative_x<Real>({{3, 0, 0}}, {0}), (std::vector<Real>{0, 0, 0}));
+  EXPECT_EQ(nonnegative_x<Real>({{0, 0}, {0, 0}}, {1, -1}), (std::vector<Real>{0, 0}));
+}
+
+// Both columns alike: one of them does all.
+TWIN_TEST(Nonnegative, SharesNothingBetweenCopiesOfAColumn) {
+  const auto x = nonnegative_x<Real>({{1, 1}, {2, 2}, {2, 2}}, {2, 4, 4});
+  EXPECT_EQ(std::min(x[0], x[1]), 0);
+  EXPECT_NEAR(std::max(x[0], x[1]), 2, 4 * eps_of<Real>);
+}
+
+// -- bounds ------------------------------------------------------------------------------------------
+
+TWIN_TEST(Bounded, PutsUnknownsOnTheirBoundsToTheBit) {
+  const Real third = Real(1) / 3, tenth = Real(0.1);
+  const tabfit::column_table<Real> I{{3, 0, 0}, {0, 7, 0}, {0, 0, 11}};
+  const auto s = bounded(I, std::vector<Real>{-1, 70, 11}, std::vector<Real>{tenth, -1, third},
+                         std::vector<Real>{1, third, third});
+  EXPECT_EQ(s.x, (std::vector<Real>{tenth, third, third}));
+  EXPECT_EQ(s.active, (std::vector<active_constraint>{{constraint_kind::lower, 0},
+                                                      {constraint_kind::upper, 1},
+                                                      {constraint_kind::upper, 2}}));
+  EXPECT_NEAR(s.multipliers[1], 7 * (70 - 7 * double(third)), 1000 * eps_of<Real>);
+  EXPECT_TRUE(s.converged);
+}
+
+TWIN_TEST(Bounded, IsLeastSquaresWithoutFiniteBounds) {
+  const tabfit::column_table<Real> A{{1, 0}, {1, 1}, {1, 2}};
+  const std::vector<Real> lo(2, -inf_of<Real>), hi(2, inf_of<Real>);
+  const auto s = bounded(A, std::vector<Real>{1, 3, 5}, lo, hi);
+  EXPECT_NEAR(s.x[0], 1, 8 * eps_of<Real>);
+  EXPECT_NEAR(s.x[1], 2, 8 * eps_of<Real>);
+  EXPECT_TRUE(s.active.empty());
+  EXPECT_EQ(s.iterations, 1);
+}
+
+// An unknown without effect stays at 0, or at the bound next to 0, and is held by nothing.
+TWIN_TEST(Bounded, LeavesAnUnknownWithoutEffectNextToZero) {
+  const tabfit::column_table<Real> A{{0, 1, 0}, {0, 1, 0}};
+  const auto s =
+      bounded(A, std::vector<Real>{1, 2}, std::vector<Real>{-1, 0, 2}, std::vector<Real>{1, 5, 3});
+  EXPECT_EQ(s.x[0], 0);
+  EXPECT_NEAR(s.x[1], 1.5, 4 * eps_of<Real>);
+  EXPECT_EQ(s.x[2], 2);
+  EXPECT_TRUE(s.converged);
+}
+
+// -- starts and limits -------------------------------------------------------------------------------
+
+// From the active set of the solution: one system, and the same solution.
+TWIN_TEST(Bounded, NeedsOneSystemFromTheRightActiveSet) {
+  Random random(18);
+  for (int count = 0; count < 200; ++count) {
+    auto p = random_problem<Real>(random, Elements::real);
+    if (p.m < p.n) continue;  // more than one minimiser: passive ones depend on the start
+    const auto s = p.solve();
+    const auto again = p.solve({.start = s.active});
+    ASSERT_EQ(again.iterations, 1) << "problem " << count;
+    ASSERT_EQ(again.active, s.active);
+    ASSERT_LE(violation_of(p, again), 300);
+  }
+}
+
+// From any active set: the same solution, of the strictly convex problems.
+TWIN_TEST(Bounded, FindsTheSolutionFromEveryStart) {
+  for (const reference::Bounded& exact : reference::bounded) {
+    const auto p = problem_of<Real>(exact);
+    int starts = 1;
+    for (int j = 0; j < p.n; ++j) starts *= 3;
+    for (int code = 0; code < starts; ++code) {
+      std::vector<active_constraint> start;
+      for (int j = 0, rest = code; j < p.n; ++j, rest /= 3)
+        if (rest % 3 > 0)
+          start.push_back({rest % 3 == 1 ? constraint_kind::lower : constraint_kind::upper, j});
+      expect_exact(exact, p, p.solve({.start = start}));
+    }
+  }
+}
+
+// The points on the way satisfy the bounds and come closer and closer.
+TWIN_TEST(Bounded, SaysThatTheLimitWasReached) {
+  Random random(19);
+  int reached = 0;
+  for (int count = 0; count < 300; ++count) {
+    const auto p = random_problem<Real>(random, Elements::positive);
+    const auto s = p.solve();
+    const double rounding = 100 * eps_of<Real> * static_cast<double>(sizes(p, s.x).back());
+    const int first = p.solve({.iterations = 1}).iterations;  // the systems that find a first point
+    double last = std::numeric_limits<double>::infinity();
+    for (int limit = first; limit < s.iterations; ++limit) {
+      const auto cut = p.solve({.iterations = limit});
+      ASSERT_FALSE(cut.converged) << "problem " << count;
+      ASSERT_LE(cut.iterations, limit);
+      ASSERT_LE(cut.residual_norm, last + rounding);
+      ASSERT_LT(violation_of(p, cut), std::numeric_limits<double>::infinity());
+      last = cut.residual_norm;
+      ++reached;
+    }
+    ASSERT_TRUE(p.solve({.iterations = s.iterations}).converged) << "problem " << count;
+  }
+  EXPECT_GT(reached, 100);
+}
+
+// -- refusals ----------------------------------------------------------------------------------------
+
+TWIN_TEST(Bounded, NamesTheOffender) {
+  const tabfit::column_table<Real> A{{1, 2}, {3, 4}, {5, 6}};
+  const std::vector<Real> b{1, 2, 3}, lo{0, 0}, hi{1, 1};
+  const auto message = [&](const auto& matrix, std::vector<Real> right, std::vector<Real> low,
+                           std::vector<Real> high, std::vector<active_constraint> start = {}) {
+    return thrown<tabfit::bad_data>(
+        [&] { return bounded(matrix, right, low, high, {.start = start}); });
+  };
+  auto spoilt = A;
+  spoilt(2, 1) = nan_of<Real>;
+  EXPECT_EQ(message(spoilt, b, lo, hi), "bounded: A(2, 1) is NaN");
+  EXPECT_EQ(message(A, {1, inf_of<Real>, 3}, lo, hi), "bounded: b(1) is infinite");
+  EXPECT_EQ(message(A, {1, 2}, lo, hi), "bounded: b has 2 elements, A has 3 rows");
+  EXPECT_EQ(message(A, b, {0}, hi), "bounded: lo has 1 element, A has 2 columns");
+  EXPECT_EQ(message(A, b, lo, {1, 1, 1}), "bounded: hi has 3 elements, A has 2 columns");
+  EXPECT_EQ(message(A, b, {0, nan_of<Real>}, hi), "bounded: lo(1) is NaN or +infinity");
+  EXPECT_EQ(message(A, b, {inf_of<Real>, 0}, hi), "bounded: lo(0) is NaN or +infinity");
+  EXPECT_EQ(message(A, b, lo, {1, -inf_of<Real>}), "bounded: hi(1) is NaN or -infinity");
+  EXPECT_EQ(message(A, b, {0, 2}, hi), "bounded: lo(1) is above hi(1)");
+  EXPECT_EQ(message(A, b, lo, hi, {{constraint_kind::lower, 1}, {constraint_kind::upper, 2}}),
+            "bounded: start(1) is no bound of 2 unknowns");
+  EXPECT_EQ(message(A, b, lo, hi, {{constraint_kind::inequality, 0}}),
+            "bounded: start(0) is no bound of 2 unknowns");
+  EXPECT_EQ(message(tabfit::column_table<Real>(3, 0), b, {}, {}),
+            "bounded: A has 3 rows and 0 columns");
+  EXPECT_EQ(thrown<tabfit::bad_data>([&] { return nonnegative(spoilt, b); }),
+            "nonnegative: A(2, 1) is NaN");
+}
+
+// Products of A and b beyond the range of the type have no multipliers in it.
+TWIN_TEST(Nonnegative, DoesNotCallAnOverflowConverged) {
+  const Real huge = std::numeric_limits<Real>::max() / 4;
+  const auto s = nonnegative(tabfit::column_table<Real>{{huge}, {huge}}, std::vector<Real>{-huge, 0});
+  EXPECT_EQ(s.x, std::vector<Real>{0});
+  EXPECT_FALSE(s.converged);
+}
+
+// -- memory ------------------------------------------------------------------------------------------
+
+TWIN_TEST(Bounded, ThrowsBadAllocAndKeepsNothingWhereverMemoryRunsOut) {
+  Random random(20);
+  auto p = random_problem<Real>(random, Elements::real);
+  while (p.n < 5 || p.nonnegative()) p = random_problem<Real>(random, Elements::real);
+  const auto s = p.solve();
+  const int requests =
+      refuse_each_request([&] { return p.solve(); }, [&] { EXPECT_EQ(p.solve().x, s.x); });
+  std::printf("%d requests for %d by %d\n", requests, p.m, p.n);
+  EXPECT_LT(requests, 60);  // for scratch and results; none for an iteration
 }
