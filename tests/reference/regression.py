@@ -1,15 +1,19 @@
 #!/usr/bin/env python3
-"""Writes regression.hpp: linear regressions and their coefficients in exact rational arithmetic.
+"""Writes regression.hpp: linear regressions and their statistics in exact rational arithmetic.
 
     python3 regression.py regression.hpp
 
 The data are those of NIST's collection of linear regressions with certified results. They are not taken
 on trust. The normal equations are solved here with fractions; the script ends with an error unless
-every coefficient and the residual sum of squares agree with the certified value in all its digits. One
-wrong digit in the data would show there. The Wampler sets need no certified value: their coefficients
+every coefficient and standard error, the residual sum of squares and standard deviation, R squared and F
+agree with the certified value in all its digits. One wrong digit in the data would show there. The Wampler sets need no certified value: their coefficients
 follow from how y is made, which is checked as well.
+
+The last set is Filip once more with the powers rounded to double, which are the numbers that a program gets.
+Its solution is that of these numbers. It shows how much of Filip's error is the rounding of the powers.
 """
 
+import math
 import sys
 from fractions import Fraction
 
@@ -75,14 +79,22 @@ WAMPLER = [759, -2048, 2048, -2048, 2523, -2048, 2048, -2048, 1838, -2048, 2048]
 WAMPLER += WAMPLER[-2::-1]
 
 
+def root(value):
+    """The square root of a Fraction, to some 40 digits."""
+    scale = 10 ** (40 + max(0, len(str(value.denominator)) - len(str(value.numerator))))
+    return Fraction(math.isqrt(value.numerator * scale**2 // value.denominator), scale)
+
+
 def regression(A, y):
-    """The minimiser of |A b - y|, by the normal equations, and the sum of squares that is left."""
+    """The minimiser of |A b - y|, by the normal equations, the sum of squares that is left, and the diagonal
+    of the inverse of A'A."""
     columns = list(zip(*A))
     normal = [[sum(p * q for p, q in zip(c, d)) for d in columns] for c in columns]
     right = [sum(p * v for p, v in zip(c, y)) for c in columns]
     b = solve(normal, right)
     rest = [v - sum(p * q for p, q in zip(row, b)) for row, v in zip(A, y)]
-    return b, sum(v * v for v in rest)
+    inverse = [solve(normal, [Fraction(i == j) for i in range(len(b))])[j] for j in range(len(b))]
+    return b, sum(v * v for v in rest), inverse
 
 
 def digits(value, count):
@@ -110,21 +122,33 @@ def agrees(value, certified):
 
 
 class Set:
-    def __init__(self, name, x, y, degree, intercept, certified, rest):
-        """x: rows of predictors; degree: of the polynomial in the one predictor, or 0."""
+    def __init__(self, name, x, y, degree, intercept, certified, rest, errors=(), statistics=(),
+                 rounded=False):
+        """x: rows of predictors; degree: of the polynomial in the one predictor, or 0. errors: certified
+        standard errors; statistics: certified residual standard deviation, R squared and F."""
         self.name, self.degree, self.intercept = name, degree, intercept
         self.x, self.y = x, y
+        number = (lambda v: Fraction(float(v))) if rounded else Fraction  # as a program or as a reader has it
         design = []
         for row in x:
-            values = [Fraction(v) for v in row]
+            values = [number(v) for v in row]
             if degree:
                 values = [values[0] ** j for j in range(1, degree + 1)]
             design.append(([Fraction(1)] if intercept else []) + values)
-        self.b, self.rest = regression(design, [Fraction(v) for v in y])
-        for found, known in zip(self.b + [self.rest], certified + [rest]):
-            if not agrees(found, known):
-                sys.exit("%s: %s is not %s" % (name, digits(found, 17), known))
-        assert len(certified) == len(self.b)
+        ys = [number(v) for v in y]
+        self.b, self.rest, inverse = regression(design, ys)
+        df, terms = len(y) - len(self.b), len(self.b) - intercept
+        total = sum(v * v for v in ys) - (sum(ys) ** 2 / len(y) if intercept else 0)
+        self.errors = [root(self.rest / df * v) for v in inverse]
+        self.sigma, self.r_squared = root(self.rest / df), 1 - self.rest / total
+        self.f = (total - self.rest) / terms / (self.rest / df) if self.rest else None
+        found = self.b + [self.rest] + (self.errors if errors else [])
+        found += [self.sigma, self.r_squared, self.f] if statistics else []
+        known = [*certified, *([rest] if certified else []), *errors, *statistics]
+        assert not certified or len(known) == len(found)
+        for value, text in zip(found, known):
+            if not agrees(value, text):
+                sys.exit("%s: %s is not %s" % (name, digits(value, 17), text))
 
 
 def pairs(text):
@@ -137,31 +161,53 @@ def sets():
     table = [line.split() for line in LONGLEY.split("\n") if line]
     yield Set("Longley", [row[1:] for row in table], [row[0] for row in table], 0, True,
               ["-3482258.63459582", "15.0618722713733", "-0.358191792925910E-01", "-2.02022980381683",
-               "-1.03322686717359", "-0.511041056535807E-01", "1829.15146461355"], "836424.055505915")
+               "-1.03322686717359", "-0.511041056535807E-01", "1829.15146461355"], "836424.055505915",
+              ["890420.383607373", "84.9149257747669", "0.334910077722432E-01", "0.488399681651699",
+               "0.214274163161675", "0.226073200069370", "455.478499142212"],
+              ["304.854073561965", "0.995479004577296", "330.285339234588"])
     yield Set("Norris", *pairs(NORRIS), 0, True, ["-0.262323073774029", "1.00211681802045"],
-              "26.6173985294224")
+              "26.6173985294224", ["0.232818234301152", "0.429796848199937E-03"],
+              ["0.884796396144373", "0.999993745883712", "5436385.54079785"])
     yield Set("Pontius", [[str(150000 * (i % 20 + 1))] for i in range(40)], PONTIUS.split(), 2, True,
               ["0.673565789473684E-03", "0.732059160401003E-06", "-0.316081871345029E-14"],
-              "0.155761768796992E-05")
+              "0.155761768796992E-05",
+              ["0.107938612033077E-03", "0.157817399981659E-09", "0.486652849992036E-16"],
+              ["0.205177424076185E-03", "0.999999900178537", "185330865.995752"])
     yield Set("NoInt1", [[str(x)] for x in range(60, 71)], [str(y) for y in range(130, 141)], 0, False,
-              ["2.07438016528926"], "127.272727272727")
+              ["2.07438016528926"], "127.272727272727", ["0.165289256198347E-01"],
+              ["3.56753034006338", "0.999365492298663", "15750.2500000000"])
     yield Set("NoInt2", [["4"], ["5"], ["6"]], ["3", "4", "4"], 0, False, ["0.727272727272727"],
-              "0.272727272727273")
+              "0.272727272727273", ["0.420827318078432E-01"],
+              ["0.369274472937998", "0.993348115299335", "298.666666666667"])
     yield Set("Filip", *pairs(FILIP), 10, True,
               ["-1467.48961422980", "-2772.17959193342", "-2316.37108160893", "-1127.97394098372",
                "-354.478233703349", "-75.1242017393757", "-10.8753180355343", "-1.06221498588947",
                "-0.670191154593408E-01", "-0.246781078275479E-02", "-0.402962525080404E-04"],
-              "0.795851382172941E-03")
+              "0.795851382172941E-03",
+              ["298.084530995537", "559.779865474950", "466.477572127796", "227.204274477751",
+               "71.6478660875927", "15.2897178747400", "2.23691159816033", "0.221624321934227",
+               "0.142363763154724E-01", "0.535617408889821E-03", "0.896632837373868E-05"],
+              ["0.334801051324544E-02", "0.996727416185620", "2162.43954511489"])
     x = [[str(i)] for i in range(21)]
     ones = [sum(i**j for j in range(6)) for i in range(21)]
     assert all(sum(d * i**j for i, d in enumerate(WAMPLER)) == 0 for j in range(6))
     yield Set("Wampler1", x, [str(v) for v in ones], 5, True, ["1"] * 6, "0")
     tenths = ["%d.%05d" % divmod(sum(i**j * 10 ** (5 - j) for j in range(6)), 10**5) for i in range(21)]
     yield Set("Wampler2", x, tenths, 5, True, ["1", "0.1", "0.01", "0.001", "0.0001", "0.00001"], "0")
-    for name, factor, rest in (("Wampler3", 1, "83554268.0000000"), ("Wampler4", 100, "835542680000.000"),
-                               ("Wampler5", 10000, "0.835542680000000E+16")):
+    errors = ["2152.32624678170", "2363.55173469681", "779.343524331583", "101.475507550350",
+              "5.64566512170752", "0.112324854679312"]
+    for name, factor, rest, sigma, r_squared, f in (
+            ("Wampler3", 1, "83554268.0000000", "2360.14502379268", "0.999995559025820", "675524.458240122"),
+            ("Wampler4", 100, "835542680000.000", "236014.502379268", "0.957478440825662",
+             "67.5524458240122"),
+            ("Wampler5", 10000, "0.835542680000000E+16", "23601450.2379268", "0.224668921574940E-02",
+             "0.675524458240122E-02")):
         y = [str(v + factor * d) for v, d in zip(ones, WAMPLER)]
-        yield Set(name, x, y, 5, True, ["1"] * 6, rest)
+        scaled = [v + "E%d" % round(math.log10(factor)) for v in errors]
+        yield Set(name, x, y, 5, True, ["1"] * 6, rest, scaled, [sigma, r_squared, f])
+    x, y = pairs(FILIP)
+    powers = [[repr(float(Fraction(float(v)) ** j)) for j in range(1, 11)] for (v,) in x]
+    yield Set("FilipRounded", powers, [repr(float(v)) for v in y], 0, True, [], None, rounded=True)
 
 
 def listed(values, margin):
@@ -193,7 +239,9 @@ struct Regression {
   int predictors;              // columns of x
   std::vector<double> x, y;    // x row by row
   std::vector<const char*> b;  // the coefficients, correctly rounded to 17 digits
-  const char* rest;            // the residual sum of squares, likewise
+  const char* rest;            // the residual sum of squares, likewise, as all that follows
+  std::vector<const char*> errors;    // standard errors of the coefficients
+  const char *sigma, *r_squared, *f;  // residual standard deviation, R squared, F; f is "inf" if rest is 0
 };
 
 // clang-format off
@@ -206,7 +254,11 @@ inline const std::vector<Regression> regressions = {
             out.write("     {\n" + listed(values, "      ") + "\n     },\n")
         quoted = ['"%s"' % digits(v, 17) for v in s.b]
         out.write("     {\n" + listed(quoted, "      ") + "\n     },\n")
-        out.write('     "%s"},\n' % digits(s.rest, 17))
+        out.write('     "%s",\n' % digits(s.rest, 17))
+        quoted = ['"%s"' % digits(v, 17) for v in s.errors]
+        out.write("     {\n" + listed(quoted, "      ") + "\n     },\n")
+        statistics = [digits(s.sigma, 17), digits(s.r_squared, 17), digits(s.f, 17) if s.f else "inf"]
+        out.write("     " + ", ".join('"%s"' % v for v in statistics) + "},\n")
     out.write("};\n// clang-format on\n")
 
 
