@@ -8,10 +8,8 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <span>
 #include <vector>
@@ -34,11 +32,21 @@ class work_columns {
       : rows_(rows), data_(at(rows) * at(columns)), pointers_(at(columns)) {
     for (int j = 0; j < columns; ++j) pointers_[at(j)] = data_.data() + at(rows) * at(j);
   }
+  work_columns(const work_columns &other) : work_columns(other.rows(), other.columns()) {
+    for (int j = 0; j < columns(); ++j) std::copy(other[j], other[j] + rows_, pointers_[at(j)]);
+  }
+  work_columns(work_columns &&) = default;
+  work_columns &operator=(work_columns &&) = default;
 
   int rows() const { return rows_; }
   int columns() const { return static_cast<int>(pointers_.size()); }
   double *operator[](int j) const { return pointers_[at(j)]; }
   double *const *pointers() const { return pointers_.data(); }
+
+  /// Puts column j in place k <= j; columns k..j-1 move up, in order.
+  void rotate(int k, int j) {
+    std::rotate(pointers_.begin() + k, pointers_.begin() + j, pointers_.begin() + j + 1);
+  }
 
  private:
   int rows_;
@@ -46,26 +54,20 @@ class work_columns {
   std::vector<double *> pointers_;
 };
 
-/// The power of two that brings x to 0.5..1, as far as one factor can; 1 for 0. Where the result can be no
-/// subnormal number it is made from the exponent of x.
+/// The power of two that brings x to 0.5..1, as far as one factor can; 1 for 0.
 inline double power_to_one(double x) {
-  constexpr std::uint64_t fraction = 52, twice_bias = 2045;
-  const std::uint64_t biased = std::bit_cast<std::uint64_t>(x) << 1 >> (fraction + 1);
-  if (biased > 22 && biased < 2023) return std::bit_cast<double>((twice_bias - biased) << fraction);
   if (x == 0.0) return 1.0;
   int exponent = 0;
   std::frexp(x, &exponent);
   return std::ldexp(1.0, std::clamp(-exponent, -1000, 1000));
 }
 
-template <real T>
-double greatest_magnitude(const T *x, int n) {
+inline double greatest_magnitude(const double *x, int n) {
   double greatest[4] = {};
   int i = 0;
   for (; i + 4 <= n; i += 4)
-    for (int l = 0; l < 4; ++l)
-      greatest[l] = std::max(greatest[l], std::abs(static_cast<double>(x[i + l])));
-  for (; i < n; ++i) greatest[0] = std::max(greatest[0], std::abs(static_cast<double>(x[i])));
+    for (int l = 0; l < 4; ++l) greatest[l] = std::max(greatest[l], std::abs(x[i + l]));
+  for (; i < n; ++i) greatest[0] = std::max(greatest[0], std::abs(x[i]));
   return std::max(std::max(greatest[0], greatest[1]), std::max(greatest[2], greatest[3]));
 }
 
@@ -109,16 +111,12 @@ void add_multiple(double a, const T *x, double *y, int n) {
   for (; i < n; ++i) y[i] += a * static_cast<double>(x[i]);
 }
 
-/// y = a x; x may be y.
-template <real T>
-void set_multiple(double a, const T *x, double *y, int n) {
+/// x := a x.
+inline void multiply(double a, double *x, int n) {
   int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    double products[4];
-    for (int l = 0; l < 4; ++l) products[l] = a * static_cast<double>(x[i + l]);
-    for (int l = 0; l < 4; ++l) y[i + l] = products[l];
-  }
-  for (; i < n; ++i) y[i] = a * static_cast<double>(x[i]);
+  for (; i + 4 <= n; i += 4)
+    for (int l = 0; l < 4; ++l) x[i + l] *= a;
+  for (; i < n; ++i) x[i] *= a;
 }
 
 /// Makes the reflection H = I - tau v v' with v[0] = 1 that takes x to (beta, 0, ..., 0). Stores beta in
@@ -131,7 +129,7 @@ inline double make_reflection(double *x, int n) {
   const double squares = alpha * alpha + tail * tail;
   const double size = squares > 1e-280 ? std::sqrt(squares) : std::hypot(alpha, tail);
   const double beta = -std::copysign(size, alpha);
-  set_multiple(1.0 / (alpha - beta), x + 1, x + 1, n - 1);
+  multiply(1.0 / (alpha - beta), x + 1, n - 1);
   x[0] = beta;
   return (beta - alpha) / beta;
 }
@@ -271,19 +269,16 @@ template <real T>
 double load_scaled(table_view<T> A, int j, const double *root_weights, double *y) {
   const int m = A.rows();
   const T *const x = A.column(j);
-  double power = 1.0;
-  if (A.row_stride() == 1) {
-    power = power_to_one(greatest_magnitude(x, m));
-    set_multiple(power, x, y, m);
-  } else {
+  if (A.row_stride() == 1)
+    std::copy(x, x + m, y);
+  else
     for (int i = 0; i < m; ++i) y[i] = static_cast<double>(x[i * A.row_stride()]);
-    power = power_to_one(greatest_magnitude(y, m));
-    set_multiple(power, y, y, m);
-  }
+  const double power = power_to_one(greatest_magnitude(y, m));
+  multiply(power, y, m);
   if (!root_weights) return power;
   for (int i = 0; i < m; ++i) y[i] *= root_weights[i];
   const double again = power_to_one(greatest_magnitude(y, m));
-  set_multiple(again, y, y, m);
+  multiply(again, y, m);
   return power * again;
 }
 

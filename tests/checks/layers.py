@@ -32,6 +32,8 @@ FRONT_ROWS = [
     ["engine"],
     ["table"],
     ["orthogonal", "statistics"],
+    ["residuals"],
+    ["regression"],
     ["matrix"],
     ["least_squares"],
     ["active_set"],
