@@ -208,6 +208,23 @@ TWIN_TEST(Solve, IsAsGoodInAnyUnits) {
   }
 }
 
+TEST(Solve, IsRightWhereNoiseStandsInThePlaceOfZeros) {
+  // Two Hilbert blocks, of condition 3e7 each, and in the other blocks noise of all sizes.
+  Random random(173);
+  for (int repetition = 0; repetition < 50; ++repetition) {
+    const int n = 12;
+    column_table<double> A(n, n);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j)
+        A(i, j) = i / 6 == j / 6 ? 1.0 / (i % 6 + j % 6 + 1)
+                                 : std::ldexp(random.real(-1, 1), random.integer(-900, -60));
+    const std::vector<double> b(n, 1), x = solve(A, b), y = multiply(A, x);
+    double size = 0;
+    for (double xi : x) size += std::abs(xi);
+    EXPECT_LT(distance(y, b), 4 * eps_of<double> * size);
+  }
+}
+
 TWIN_TEST(Solve, SolvesAFloatSystemThatOnlyDoubleCanTellFromASingularOne) {
   const Real delta = std::ldexp(Real(1), sizeof(Real) == 4 ? -22 : -40);
   const column_table<Real> A{{1, 1}, {1, 1 + delta}};
@@ -366,7 +383,10 @@ TWIN_TEST(Condition, IsThatOfDiagonalMatrices) {
   EXPECT_EQ(condition(column_table<Real>{{5}}), 1);
   EXPECT_NEAR(condition(column_table<Real>{{1024, 0}, {0, 1}}), 1024, 1e-9);
   EXPECT_EQ(condition(column_table<Real>{{0, 1}, {0, 2}}), INFINITY);
-  EXPECT_NEAR(condition(column_table<Real>{{1, 2}, {3, 4}}), 21, 1e-12);  // 6 times 3.5
+  for (int e : {0, 1, -1}) {  // 6 times 3.5, in any unit
+    const Real unit = std::ldexp(Real(1), e * (sizeof(Real) == 4 ? 125 : 1020));
+    EXPECT_NEAR(condition(column_table<Real>{{unit, 2 * unit}, {3 * unit, 4 * unit}}), 21, 1e-12);
+  }
 }
 
 TEST(Condition, IsEstimatedFromBelowAndMostlySharply) {
@@ -384,10 +404,10 @@ TEST(Condition, IsEstimatedFromBelowAndMostlySharply) {
     }
     const double ratio = condition(A) / (a * x);
     EXPECT_LT(ratio, 1 + 1e-9);
-    EXPECT_GT(ratio, 0.1);  // 0.14 is the least of 8,500; see docs/front.md
+    EXPECT_GT(ratio, 0.25);  // 0.48 is the least of 5,000 in docs/front.md
     sharp += ratio > 0.999;
   }
-  EXPECT_GT(sharp, 200);
+  EXPECT_GT(sharp, 250);
 }
 
 // -- Q R ---------------------------------------------------------------------------------------------
