@@ -600,37 +600,43 @@ class RowMajor {
   int rows_ = 0, panel_size_ = 0;
 };
 
-KERNEL_TEST(Panel, ReflectAppliesWhatWaitsKeepsItIfWantedAndSums) {
+KERNEL_TEST(Panel, ReflectAppliesWhatWaitsKeepsItIfWantedAndFindsTheNextMultipliers) {
   Source<Real> source(7109);
   RowMajor<Real> Y;
-  auto u = fenced_arrays<double>(3, 80), t = fenced_arrays<double>(3, 104);
-  Fenced<double> next(80), s(104);
+  auto u = fenced_arrays<double>(most_waiting, 80), t = fenced_arrays<double>(most_waiting, 104);
+  Fenced<double> next(80), next_t(104);
   const auto any = [&](int) { return source.number(); };
+  const int may_wait = kernel.of<Real>().may_wait;
   for (int rows = 0; rows <= 70; ++rows)
     for (int panels = 0; panels <= 13; ++panels)
-      for (int waiting = 0; waiting <= 3; ++waiting) {
+      for (int waiting = 0; waiting <= may_wait; ++waiting) {
         // Every form for few rows, one after the other for many.
         for (int form = rows < 4 ? 0 : source.turn % 4; form < 4; form += rows < 4 ? 1 : 4) {
-          const bool keep = form & 1, sum = form & 2;
+          const bool keep = form & 1 && (waiting == 1 || waiting == may_wait), backwards = form & 2;
           source.next_kind();
           Y.lay(source, panels, rows, source.turn % 2 ? 0 : source.random.integer(1, 5));
-          const double *reflectors[3] = {}, *multipliers[3] = {};
+          const double *reflectors[most_waiting] = {}, *multipliers[most_waiting] = {};
           for (int q = 0; q < waiting; ++q) {
             const auto place = static_cast<std::size_t>(q);
             reflectors[q] = input(u[place], 0, rows, source.side(), any);
             multipliers[q] = input(t[place], 0, 8 * panels, source.side(), any);
           }
           input(next, 0, rows, source.side(), any);
-          s.lay(8 * panels, Guarded<double>::poison(), source.side());
+          std::vector<double> of_first;
+          if (waiting > 0) of_first.assign(multipliers[0], multipliers[0] + 8 * panels);
+          const double beta = source.number();
+          next_t.lay(8 * panels, Guarded<double>::poison(), source.side());
+          double* found = keep && source.turn % 3 ? t[0].data() : next_t.data();
           kernel.of<Real>().reflect(Y.data(), Y.panel_size(), panels, rows, waiting, reflectors,
-                                    multipliers, keep, sum ? next.data() : nullptr, s.data());
+                                    multipliers, keep, backwards, next.data(), beta, found);
+          if (waiting > 0) multipliers[0] = of_first.data();
           SCOPED_TRACE(testing::Message()
                        << panels << " panels of " << rows << " rows, " << waiting << " waiting"
-                       << (keep ? ", kept" : "") << (sum ? ", summed" : ""));
-          ASSERT_TRUE(s.zone_intact());
+                       << (keep ? ", kept" : "") << (backwards ? ", backwards" : ""));
+          ASSERT_TRUE(next_t.zone_intact() && t[0].zone_intact());
           ASSERT_TRUE(Y.untouched(!keep));
           for (int c = 0; c < 8 * panels; ++c) {
-            double expected = 0.0;
+            double sum = 0.0;
             for (int i = 0; i < rows; ++i) {
               Real y = Y.old(i, c);
               for (int q = 0; q < waiting; ++q)
@@ -638,41 +644,53 @@ KERNEL_TEST(Panel, ReflectAppliesWhatWaitsKeepsItIfWantedAndSums) {
               if (keep) {
                 ASSERT_SAME(Y(i, c), y) << "row " << i << ", column " << c;
               }
-              if (sum) expected = std::fma(double(y), next[i], expected);
+              sum = std::fma(double(y), next[i], sum);
             }
-            if (sum)
-              ASSERT_SAME(s[c], expected) << "column " << c;
-            else
-              ASSERT_TRUE(s.untouched(c)) << "column " << c;
+            ASSERT_SAME(found[c], -sum / beta) << "column " << c;
           }
         }
       }
 }
 
-KERNEL_TEST(Panel, SquaresSumDownEveryColumn) {
-  Source<Real> source(7110);
+KERNEL_TEST(Panel, ReflectRowKeepsTheRowAndTakesItsSquaresFromTheNorms) {
+  Source<Real> source(7113);
   RowMajor<Real> Y;
-  Fenced<double> s(104);
-  for (int rows = 0; rows <= 70; ++rows)
-    for (int panels = 0; panels <= 13; ++panels) {
-      source.next_kind();
-      Y.lay(source, panels, rows, source.turn % 2 ? 0 : source.random.integer(1, 5));
-      s.lay(8 * panels, Guarded<double>::poison(), source.side());
-      kernel.of<Real>().squares(Y.data(), Y.panel_size(), panels, rows, s.data());
-      ASSERT_TRUE(s.zone_intact());
-      ASSERT_TRUE(Y.untouched(true));
-      for (int c = 0; c < 8 * panels; ++c) {
-        double sum = 0.0;
-        for (int i = 0; i < rows; ++i) sum = std::fma(double(Y.old(i, c)), double(Y.old(i, c)), sum);
-        ASSERT_SAME(s[c], sum) << "column " << c << ", " << panels << " panels of " << rows;
+  auto t = fenced_arrays<double>(most_waiting, 104);
+  Fenced<double> h(104);
+  const auto any = [&](int) { return source.number(); };
+  for (int panels = 0; panels <= 13; ++panels)
+    for (int waiting = 0; waiting <= most_waiting; ++waiting)
+      for (int times = 0; times < 30; ++times) {
+        source.next_kind();
+        Y.lay(source, panels, 1, times % 4);
+        double u[most_waiting] = {};
+        const double* multipliers[most_waiting] = {};
+        for (int q = 0; q < waiting; ++q) {
+          u[q] = source.number();
+          multipliers[q] = input(t[static_cast<std::size_t>(q)], 0, 8 * panels, source.side(), any);
+        }
+        input(h, 0, 8 * panels, source.side(), any);
+        const std::vector<double> old(h.data(), h.data() + 8 * panels);
+        kernel.of<Real>().reflect_row(Y.data(), Y.panel_size(), panels, waiting, u, multipliers,
+                                      h.data());
+        SCOPED_TRACE(testing::Message() << panels << " panels, " << waiting << " waiting");
+        ASSERT_TRUE(h.zone_intact());
+        ASSERT_TRUE(Y.untouched(false));
+        for (int c = 0; c < 8 * panels; ++c) {
+          Real y = Y.old(0, c);
+          for (int q = 0; q < waiting; ++q)
+            y = static_cast<Real>(std::fma(multipliers[q][c], u[q], double(y)));
+          ASSERT_SAME(Y(0, c), y) << "column " << c;
+          ASSERT_SAME(h[c], std::fma(-double(y), double(y), old[static_cast<std::size_t>(c)]))
+              << "column " << c;
+        }
       }
-    }
 }
 
-KERNEL_TEST(Panel, ReflectInPlaceAppliesWhatWaitsAndSums) {
-  Source<Real> source(7111);
+TEST_P(Panel, ReflectColumnsAppliesWhatWaitsAndSums) {
+  Source<double> source(7111);
   constexpr int most_columns = 35, most_rows = 80;
-  auto columns = fenced_arrays<Real>(most_columns, most_rows);
+  auto columns = fenced_arrays<double>(most_columns, most_rows);
   Fenced<double> u(most_rows), t(most_columns), next(most_rows), s(most_columns);
   const auto any = [&](int) { return source.number(); };
   for (int count = 0; count <= most_columns; ++count)
@@ -680,8 +698,8 @@ KERNEL_TEST(Panel, ReflectInPlaceAppliesWhatWaitsAndSums) {
       source.next_kind();
       const bool waits = source.turn % 3 != 0;
       const int row = source.random.integer(0, 9);
-      Real* pointers[most_columns] = {};
-      std::vector<Real> old;
+      double* pointers[most_columns] = {};
+      std::vector<double> old;
       for (int c = 0; c < count; ++c) {
         pointers[c] = input(columns[static_cast<std::size_t>(c)], row, row + rows, source.side(),
                             [&](int) { return source.element(); });
@@ -691,8 +709,8 @@ KERNEL_TEST(Panel, ReflectInPlaceAppliesWhatWaitsAndSums) {
       input(t, 0, count, source.side(), any);
       input(next, 0, rows, source.side(), any);
       s.lay(count, Guarded<double>::poison(), source.side());
-      kernel.of<Real>().reflect_in_place(pointers, count, row, rows, waits ? u.data() : nullptr,
-                                         t.data(), next.data(), s.data());
+      kernels().reflect_columns(pointers, count, row, rows, waits ? u.data() : nullptr, t.data(),
+                                next.data(), s.data());
       SCOPED_TRACE(testing::Message()
                    << count << " columns of " << rows << " rows" << (waits ? ", one waiting" : ""));
       ASSERT_TRUE(s.zone_intact());
@@ -700,10 +718,10 @@ KERNEL_TEST(Panel, ReflectInPlaceAppliesWhatWaitsAndSums) {
         ASSERT_TRUE(columns[static_cast<std::size_t>(c)].zone_intact());
         double sum = 0.0;
         for (int i = 0; i < rows; ++i) {
-          Real y = old[static_cast<std::size_t>(c * rows + i)];
-          if (waits) y = static_cast<Real>(std::fma(t[c], u[i], double(y)));
+          double y = old[static_cast<std::size_t>(c * rows + i)];
+          if (waits) y = std::fma(t[c], u[i], y);
           ASSERT_SAME(pointers[c][row + i], y) << "row " << i << ", column " << c;
-          sum = std::fma(double(y), next[i], sum);
+          sum = std::fma(y, next[i], sum);
         }
         ASSERT_SAME(s[c], sum) << "column " << c;
       }

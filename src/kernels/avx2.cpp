@@ -2,6 +2,7 @@
 #include "kernels/points/points_lanes.hpp"
 #include "kernels/points/spline_lanes.hpp"
 #include "kernels/sums/panel_lanes.hpp"
+#include "kernels/sums/reflect_lanes.hpp"
 #include "kernels/sums/unknowns_lanes.hpp"
 #include "kernels/table.hpp"
 

@@ -1,6 +1,7 @@
 // kernels/avx512.cpp - the kernels for processors with AVX-512 and FMA.
 #include "kernels/points/points_lanes.hpp"
 #include "kernels/sums/panel_lanes.hpp"
+#include "kernels/sums/reflect_lanes.hpp"
 #include "kernels/sums/unknowns_lanes.hpp"
 
 namespace tabfit {

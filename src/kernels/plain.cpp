@@ -2,6 +2,7 @@
 #include "kernels/points/points_plain.hpp"
 #include "kernels/points/spline_plain.hpp"
 #include "kernels/sums/panel_plain.hpp"
+#include "kernels/sums/reflect_plain.hpp"
 #include "kernels/sums/unknowns_plain.hpp"
 #include "kernels/table.hpp"
 

@@ -4,11 +4,11 @@
 
 #include "kernels/scalar/arithmetic.hpp"
 #include "kernels/scalar/scratch.hpp"
+#include "kernels/scalar/tile.hpp"
 #include "kernels/scalar/tolerance.hpp"
 #include "kernels/scalar/vector.hpp"
 #include "kernels/sums/dot.hpp"
 #include "kernels/sums/magnitude.hpp"
-#include "kernels/sums/panel.hpp"
 
 #include "matrix1/elementary.hpp"
 #include "matrix1/triangular_inverse.hpp"
@@ -63,13 +63,12 @@ class InPlace {
   int m_, n_, end_;
 };
 
-/// In the table itself; a reflection waits for the pass that forms the sums of the next one.
+/// In a table of doubles itself; a reflection waits for the pass that forms the sums of the next one.
 ///
 /// Why:       a pass over the columns is what costs. What the next step looks at is brought up to date
 ///            before it: row l and the pivot column.
 /// Invariant: rows l..m-1 of the columns from last_from_ on still miss the reflection with u_ and t_,
 ///            if one is waiting.
-template <class Real>
 class Columns {
  public:
   /// Bytes of scratch.
@@ -77,7 +76,7 @@ class Columns {
     return sizeof_n<double>(2 * (std::ptrdiff_t(m) + columns));
   }
 
-  Columns(Real** A, int m, int n, int k, Block scratch) noexcept
+  Columns(double** A, int m, int n, int k, Block scratch) noexcept
       : A_(A),
         m_(m),
         n_(n),
@@ -87,11 +86,11 @@ class Columns {
         u_(scratch.take<double>(m)),
         next_(scratch.take<double>(m)) {}
 
-  void norms(double* h) noexcept { kernel_.column_squares(A_, n_, m_, h); }
+  void norms(double* h) noexcept { kernel_.d.column_squares(A_, n_, m_, h); }
 
   void finish_row(int i, double* h) noexcept {
     for (int j = i + 1; j < end_; ++j) {
-      if (j >= last_from_) A_[j][i] = store<Real>(mul_add(t_[j], u_[i], A_[j][i]));
+      if (j >= last_from_) A_[j][i] = mul_add(t_[j], u_[i], A_[j][i]);
       if (j < n_) h[j] = mul_add(-A_[j][i], A_[j][i], h[j]);
     }
   }
@@ -109,8 +108,8 @@ class Columns {
 
   void reflect(int l, double beta, int j0) noexcept {
     std::copy_n(A_[l] + l, m_ - l, next_ + l);
-    kernel_.reflect_in_place(A_ + l + 1, end_ - l - 1, l, m_ - l, l > 0 ? u_ + l : nullptr, t_ + l + 1,
-                             next_ + l, s_ + l + 1);
+    kernel_.reflect_columns(A_ + l + 1, end_ - l - 1, l, m_ - l, l > 0 ? u_ + l : nullptr, t_ + l + 1,
+                            next_ + l, s_ + l + 1);
     for (int j = j0; j < end_; ++j) t_[j] = -s_[j] / beta;
     std::swap(u_, next_);
     last_from_ = j0;
@@ -125,8 +124,8 @@ class Columns {
     if (last_from_ > 0) V_axpy(t_[j], u_ + l, A_[j] + l, m_ - l);
   }
 
-  const ElementKernels<Real>& kernel_ = kernels().of<Real>();
-  Real** A_;
+  const Kernels& kernel_ = kernels();
+  double** A_;
   int m_, n_, end_;
   double *t_, *s_;     // multipliers and sums of the columns
   double *u_, *next_;  // the reflector that waits, and the next one
@@ -138,34 +137,34 @@ class Columns {
 /// Why:       a pass over the columns is what costs, most of all if it writes them. Reflections wait:
 ///            the pass that forms the sums of the next one applies them, and keeps the result only when
 ///            no more may wait. What the next step looks at is brought up to date before that: row l
-///            and the pivot column.
+///            and the pivot column. Rows go back into the table eight at a time, whole lines of it.
 /// Shape:     every column has a slot, and a panel is eight slots. A column that is taken leaves its
-///            slot empty. When eight slots are empty, the columns of the last panel move into them.
+///            slot empty, where nobody looks any more. When eight slots are empty, the columns of the
+///            last panel move into them.
 /// Invariant: rows l..m-1 still miss the reflections with u_[q] and t_[q], q < waiting_. Columns before
-///            last_from_ never get the last of these.
+///            last_from_ never get the last of these. Rows before put_ stand in the table.
 template <class Real>
 class Panels {
  public:
   /// Bytes of scratch.
   static std::ptrdiff_t scratch_size(int m, int columns) noexcept {
     const std::ptrdiff_t slots = slots_of(columns);
-    return sizeof_n<double>((most_waiting + 1) * slots) + sizeof_n<Real>(slots * m) +
-           sizeof_n<double>((most_waiting + 1) * std::ptrdiff_t(m)) + sizeof_n<int>(2 * slots);
+    return sizeof_n<double>((most + 1) * slots) + sizeof_n<Real>(slots * m) +
+           sizeof_n<double>((most + 1) * std::ptrdiff_t(m)) + sizeof_n<int>(2 * slots);
   }
 
   Panels(Real** A, int m, int n, int k, Block scratch) noexcept
       : A_(A), m_(m), n_(n), end_(n + k), panels_((end_ + 7) / 8), panel_size_(8 * std::ptrdiff_t(m)) {
     const std::ptrdiff_t slots = slots_of(end_);
-    // In the nearest cache, and where every application is rounded to float, applying a reflection
-    // again costs more than writing.
-    keep_at_ = !is_double<Real> || sizeof_n<Real>(slots * m) <= near ? 1 : most_waiting;
+    // In the nearest cache applying a reflection again costs more than writing.
+    keep_at_ = sizeof_n<Real>(slots * m) <= near ? 1 : kernel_.may_wait;
     for (double*& t : t_) t = scratch.take<double>(slots);
-    s_ = scratch.take<double>(slots);
+    h_ = scratch.take<double>(slots);
     Y_ = scratch.take<Real>(slots * m);
     for (double*& u : u_) u = scratch.take<double>(m);
     slot_ = scratch.take<int>(slots);
     column_ = scratch.take<int>(slots);
-    for (double* t : t_) std::fill_n(t, slots, 0.0);
+    std::fill_n(h_, slots, 0.0);
     for (int j = 0; j < slots; ++j) {
       slot_[j] = j;
       column_[j] = j < end_ ? j : nothing;
@@ -174,16 +173,16 @@ class Panels {
   }
 
   void norms(double* h) noexcept {
-    kernel_.squares(Y_, panel_size_, panels_, m_, s_);
-    std::copy_n(s_, n_, h);
+    kernel_.column_squares(A_, n_, m_, h);
+    std::copy_n(h, n_, h_);
   }
 
   void finish_row(int i, double* h) noexcept {
-    reflect_rows(i, 1, true, nullptr);
-    for (int j = i + 1; j < end_; ++j) {
-      const Real y = A_[j][i] = *place(slot_[j], i);
-      if (j < n_) h[j] = mul_add(-y, y, h[j]);
-    }
+    double u[most];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q][i];
+    kernel_.reflect_row(place(0, i), panel_size_, panels_, waiting_, u, t_, h_);
+    for (int j = i + 1; j < n_; ++j) h[j] = h_[slot_[j]];
+    if (i + 1 - put_ == 8) put_rows();
   }
 
   void exchange(int l, int c) noexcept {
@@ -194,8 +193,7 @@ class Panels {
   void take(int l) noexcept {
     copy_out(l, l, waiting_);
     column_[slot_[l]] = nothing;
-    for (double* t : t_) t[slot_[l]] = 0.0;
-    if (++empty_ == 8) drop_last_panel(l);
+    if (++empty_ == 8) drop_last_panel();
   }
 
   void exchange_rows(int l, int r) noexcept {
@@ -204,14 +202,16 @@ class Panels {
   }
 
   void reflect(int l, double beta, int j0) noexcept {
-    double* next = u_[most_waiting];
+    double* next = u_[most];
     std::copy_n(A_[l] + l, m_ - l, next + l);
+    const double* u[most];
+    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + l;
     const bool keep = waiting_ == keep_at_;
-    reflect_rows(l, m_ - l, keep, next + l);
-    if (keep) waiting_ = 0;
-    for (int c = 0; c < 8 * panels_; ++c) t_[waiting_][c] = column_[c] == nothing ? 0.0 : -s_[c] / beta;
-    std::swap(u_[waiting_], u_[most_waiting]);
-    ++waiting_;
+    const int place_of_next = keep ? 0 : waiting_;
+    kernel_.reflect(place(0, l), panel_size_, panels_, m_ - l, waiting_, u, t_, keep, l % 2 == 1,
+                    next + l, beta, t_[place_of_next]);
+    std::swap(u_[place_of_next], u_[most]);
+    waiting_ = place_of_next + 1;
     last_from_ = j0;
   }
 
@@ -220,7 +220,7 @@ class Panels {
   }
 
  private:
-  static constexpr int most_waiting = 3, nothing = -1;
+  static constexpr int most = most_waiting, nothing = -1;
   static constexpr std::ptrdiff_t near = 32768;
 
   static std::ptrdiff_t slots_of(int columns) noexcept { return (columns + 7) / 8 * std::ptrdiff_t(8); }
@@ -232,30 +232,33 @@ class Panels {
   /// Columns j..j+count-1 into a panel, zero in the slots behind.
   void copy_in(int j, int count) noexcept {
     Real* y = place(j, 0);
-    if constexpr (is_double<Real>) {
-      kernel_.pack_terms(A_ + j, 0, count, m_, 8, y);
-    } else {
-      for (int i = 0; i < m_; ++i)
-        for (int c = 0; c < 8; ++c) *y++ = c < count ? A_[j + c][i] : Real(0);
-    }
+    if (count < 8) std::fill_n(y, panel_size_, Real(0));
+    move_transposed(
+        count, m_, [&](std::ptrdiff_t c) { return A_[j + c]; },
+        [=](std::ptrdiff_t i) { return y + 8 * i; });
   }
 
-  /// Rows from l on of the column at position j, with the first `count` of the waiting reflections.
+  /// Column j into the table: the rows that do not stand there, from row l on with the first `count` of
+  /// the waiting reflections.
   void copy_out(int j, int l, int count) noexcept {
     const Real* y = place(slot_[j], 0);
-    for (int i = l; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
+    for (int i = put_; i < m_; ++i) A_[j][i] = y[8 * std::ptrdiff_t(i)];
     for (int q = 0; q < count; ++q) V_axpy(t_[q][slot_[j]], u_[q] + l, A_[j] + l, m_ - l);
   }
 
-  /// Applies the waiting reflections to some rows from row i on, and forms the sums of the next one.
-  void reflect_rows(int i, int rows, bool keep, const double* next) noexcept {
-    const double* u[most_waiting];
-    for (int q = 0; q < waiting_; ++q) u[q] = u_[q] + i;
-    kernel_.reflect(place(0, i), panel_size_, panels_, rows, waiting_, u, t_, keep, next, s_);
+  /// The next eight rows into the table.
+  void put_rows() noexcept {
+    for (int slot = 0; slot < 8 * panels_; ++slot) {
+      if (column_[slot] == nothing) continue;
+      Real* out = A_[column_[slot]] + put_;
+      const Real* y = place(slot, put_);
+      for (int i = 0; i < 8; ++i) out[i] = y[8 * i];
+    }
+    put_ += 8;
   }
 
-  /// The columns of the last panel, from row l on, move into the empty slots before it.
-  void drop_last_panel(int l) noexcept {
+  /// The columns of the last panel move into the empty slots before it.
+  void drop_last_panel() noexcept {
     empty_ = 0;
     --panels_;
     int from[8], to[8], moves = 0, next = 0;
@@ -266,9 +269,10 @@ class Panels {
       to[moves++] = next;
       column_[next] = column_[slot];
       slot_[column_[next]] = next;
-      for (double* t : t_) t[next] = t[slot];
+      for (int q = 0; q < waiting_; ++q) t_[q][next] = t_[q][slot];
+      h_[next] = h_[slot];
     }
-    for (int i = l; i < m_; ++i)
+    for (int i = put_; i < m_; ++i)
       for (int k = 0; k < moves; ++k) *place(to[k], i) = *place(from[k], i);
   }
 
@@ -277,11 +281,11 @@ class Panels {
   int m_, n_, end_, panels_;
   std::ptrdiff_t panel_size_;
   Real* Y_;                         // the panels
-  double *t_[most_waiting], *s_;    // multipliers and sums of the slots
-  double* u_[most_waiting + 1];     // reflectors; the last is free for the next one
+  double *t_[most], *h_;            // multipliers and squared norms of the slots
+  double* u_[most + 1];             // reflectors; the last is free for the next one
   int *slot_, *column_;             // of a position, and of a slot
   int empty_ = 8 * panels_ - end_;  // slots
-  int waiting_ = 0, keep_at_, last_from_ = 0;
+  int waiting_ = 0, keep_at_, last_from_ = 0, put_ = 0;
 };
 
 /// y = y - ((u' y) / beta) u. It takes the column that u is made of to a multiple of e(l).
@@ -348,19 +352,19 @@ int reduce(Real** A, int m, int n, int* ip, double* h, Rest rest) noexcept {
 
 /// The decomposition in a form whose scratch lies on the stack for a small table and in a block for a
 /// large one; if that cannot be had, the table is worked in place without.
-template <template <class> class Form, class Real>
+template <class Form, class Real>
 int reduce_in(Real** A, int m, int n, int k, int* ip, double* h) noexcept {
   constexpr std::ptrdiff_t small_table = 65536, stack_size = small_table + 32768, line = 64;
-  const std::ptrdiff_t size = Form<Real>::scratch_size(m, n + k);
+  const std::ptrdiff_t size = Form::scratch_size(m, n + k);
   if (std::ptrdiff_t(m) * (n + k) * std::ptrdiff_t(sizeof(Real)) <= small_table) {
     if (size <= stack_size) {
       alignas(line) std::byte scratch[stack_size];
-      return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, Block(scratch)));
+      return reduce(A, m, n, ip, h, Form(A, m, n, k, Block(scratch)));
     }
   } else if (const CArray<std::byte> scratch = malloc_array<std::byte>(size + line)) {
     const auto address = reinterpret_cast<std::uintptr_t>(scratch.get());
     const Block aligned(scratch.get() + (line - address % line) % line);
-    return reduce(A, m, n, ip, h, Form<Real>(A, m, n, k, aligned));
+    return reduce(A, m, n, ip, h, Form(A, m, n, k, aligned));
   }
   return reduce(A, m, n, ip, h, InPlace<Real>(A, m, n, k));
 }
@@ -377,9 +381,9 @@ int M_qrd(Real** A, int m, int n, int k, int* ip) noexcept {
   // Of few long columns, copies cost more than they gain. Floats are converted in every pass, for which
   // panels have the better form.
   constexpr int long_column = 32;  // rows for each column of the table
-  if (is_double<Real> && m / long_column >= std::ptrdiff_t(n) + k)
-    return reduce_in<Columns>(A, m, n, k, ip, h.get());
-  return reduce_in<Panels>(A, m, n, k, ip, h.get());
+  if constexpr (is_double<Real>)
+    if (m / long_column >= std::ptrdiff_t(n) + k) return reduce_in<Columns>(A, m, n, k, ip, h.get());
+  return reduce_in<Panels<Real>>(A, m, n, k, ip, h.get());
 }
 
 template int M_qrd(float**, int, int, int, int*) noexcept;

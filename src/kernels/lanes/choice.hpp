@@ -18,6 +18,9 @@ struct BasisGrid;
 struct PointPlaces;
 struct SplinePieces;
 
+/// Reflections that may wait for the pass that applies them, at most.
+inline constexpr int most_waiting = 3;
+
 /// Some points of a block: bit i for point i.
 using PointSet = std::uint64_t;
 
@@ -80,21 +83,24 @@ struct ElementKernels {
 
   // -- reflections ----------------------------------------------------------------------------------
 
-  /// Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To
-  /// each the waiting reflections q = 0..waiting-1, at most 3, are applied, y = y + t[q][c] u[q][i],
-  /// rounded to Real each, and kept if wanted; then s[c] = s[c] + y next[i], s from 0, unless next is
-  /// null.
+  // Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To each
+  // the waiting reflections q = 0..waiting-1 are applied, y = y + t[q][c] u[q][i], rounded to Real each.
+
+  /// How many may wait: one where to apply again takes longer than to write, as it does for floats,
+  /// which every application rounds; otherwise as many as registers have room for.
+  int may_wait;
+
+  /// The multipliers of the next reflection, next_t[c] = -s / beta with s = y(0, c) next[0] + y(1, c)
+  /// next[1] + ..., ascending, from 0, over such y, which are kept if wanted: if one waits, or as many
+  /// as may. `backwards` the last panel comes first. next_t may be one of t.
   void (*reflect)(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
-                  const double* const* u, const double* const* t, bool keep, const double* next,
-                  double* s) noexcept;
+                  const double* const* u, const double* const* t, bool keep, bool backwards,
+                  const double* next, double beta, double* next_t) noexcept;
 
-  /// s[c] = sum of the squares of a column of such panels, from 0, ascending.
-  void (*squares)(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept;
-
-  /// To rows row..row+rows-1 of each column the reflection y = y + t[c] u[i] is applied, rounded to
-  /// Real, unless u is null; then s[c] = sum of y next[i], from 0, ascending.
-  void (*reflect_in_place)(Real* const* columns, int count, std::ptrdiff_t row, int rows,
-                           const double* u, const double* t, const double* next, double* s) noexcept;
+  /// A row of such panels is kept so, and leaves the squared norms of the rest: h[c] = h[c] - y y,
+  /// fused. u[q] is the element of that row.
+  void (*reflect_row)(Real* Y, std::ptrdiff_t panel_size, int panels, int waiting, const double* u,
+                      const double* const* t, double* h) noexcept;
 
   /// s[c] = sum of the squares of a column, from 0, ascending.
   void (*column_squares)(Real* const* columns, int count, int rows, double* s) noexcept;
@@ -182,6 +188,11 @@ struct Kernels {
   /// The same, but a sum gets only the terms that both its row and its column have, and only their
   /// factors are read.
   void (*banded_tile)(const Tile& tile, Edge rows, Edge columns) noexcept;
+
+  /// To rows row..row+rows-1 of each column the reflection y = y + t[c] u[i] is applied, unless u is
+  /// null; then s[c] = sum of y next[i], from 0, ascending.
+  void (*reflect_columns)(double* const* columns, int count, std::ptrdiff_t row, int rows,
+                          const double* u, const double* t, const double* next, double* s) noexcept;
 
   /// Moves points from within tol of the reference interval into it, and finds their places. Returned:
   /// the points in doubt. outside: those that are further away, or NaN; they have no place.

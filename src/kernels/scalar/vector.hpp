@@ -63,12 +63,21 @@ void P_copy(Real* const* src, Real** dst, int n) noexcept {
 
 /// Index of the first greatest element; NaN never wins, and nothing wins over x[0] = NaN.
 /// 0 for n <= 0, with x[0] read all the same.
+///
+/// Why: a comparison with the best so far waits for the one before. Four series do not wait for each
+///      other; the place is that of the first element equal to the greatest.
 template <class Real>
 int V_imax(const Real* x, int n) noexcept {
-  Real best = x[0];  // Deliberate: read before n is examined, so x[0] must exist for n = 0 too.
+  const Real first = x[0];  // Deliberate: read before n is examined, so x[0] must exist for n = 0 too.
+  if (first != first) return 0;
+  Real best[] = {first, first, first, first};
+  int i = 0;
+  for (; i + 4 <= n; i += 4)
+    for (int k = 0; k < 4; ++k) best[k] = x[i + k] > best[k] ? x[i + k] : best[k];
+  for (; i < n; ++i) best[0] = x[i] > best[0] ? x[i] : best[0];
+  for (int k = 1; k < 4; ++k) best[0] = best[k] > best[0] ? best[k] : best[0];
   int index = 0;
-  for (int i = 0; i < n; ++i)
-    if (x[i] > best) best = x[index = i];
+  while (x[index] != best[0]) ++index;
   return index;
 }
 

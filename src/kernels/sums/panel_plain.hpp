@@ -50,23 +50,6 @@ void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real*
 }
 
 template <class Real>
-void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiting,
-             const double* const* u, const double* const* t, bool keep, const double* next,
-             double* s) noexcept {
-  for (int p = 0; p < panels; ++p, Y += panel_size)
-    for (int c = 0; c < 8; ++c) {
-      double sum = 0.0;
-      for (int i = 0; i < rows; ++i) {
-        Real y = Y[8 * std::ptrdiff_t(i) + c];
-        for (int q = 0; q < waiting; ++q) y = store<Real>(mul_add(t[q][8 * p + c], u[q][i], y));
-        if (keep) Y[8 * std::ptrdiff_t(i) + c] = y;
-        if (next) sum = mul_add(y, next[i], sum);
-      }
-      if (next) s[8 * p + c] = sum;
-    }
-}
-
-template <class Real>
 double dot(const Real* x, const Real* y, int n, double sum) noexcept {
   for (int i = 0; i < n; ++i) sum = mul_add(x[i], y[i], sum);
   return sum;
@@ -84,42 +67,6 @@ int greatest(const Real* x, int n) noexcept {
   for (int i = 0; i < n; ++i)
     if (std::abs(x[i]) > best) best = std::abs(x[place = i]);
   return place;
-}
-
-template <class Real>
-void squares(const Real* Y, std::ptrdiff_t panel_size, int panels, int rows, double* s) noexcept {
-  for (int p = 0; p < panels; ++p, Y += panel_size)
-    for (int c = 0; c < 8; ++c) {
-      double sum = 0.0;
-      for (int i = 0; i < rows; ++i) {
-        const Real y = Y[8 * std::ptrdiff_t(i) + c];
-        sum = mul_add(y, y, sum);
-      }
-      s[8 * p + c] = sum;
-    }
-}
-
-template <class Real>
-void reflect_in_place(Real* const* columns, int count, std::ptrdiff_t row, int rows, const double* u,
-                      const double* t, const double* next, double* s) noexcept {
-  for (int c = 0; c < count; ++c) {
-    Real* y = columns[c] + row;
-    double sum = 0.0;
-    for (int i = 0; i < rows; ++i) {
-      if (u) y[i] = store<Real>(mul_add(t[c], u[i], y[i]));
-      sum = mul_add(y[i], next[i], sum);
-    }
-    s[c] = sum;
-  }
-}
-
-template <class Real>
-void column_squares(Real* const* columns, int count, int rows, double* s) noexcept {
-  for (int c = 0; c < count; ++c) {
-    double sum = 0.0;
-    for (int i = 0; i < rows; ++i) sum = mul_add(columns[c][i], columns[c][i], sum);
-    s[c] = sum;
-  }
 }
 
 inline bool has(Edge edge, int r, int t) noexcept {
