@@ -9,8 +9,9 @@
 //   3. The rank is decided, on columns of unit length; a dependent column is left out.
 //   4. The solution is corrected once by a residual in doubled precision (tabfit/residuals.hpp).
 //
-// Sources: Golub and Van Loan, Matrix Computations, chapter 5; Bjorck, Numerical Methods for Least Squares
-// Problems, chapters 1 and 2; Lawson and Hanson, Solving Least Squares Problems, chapters 12 and 14.
+// Sources: Golub and Van Loan, Matrix Computations, chapter 5; Bjorck, Numerical Methods for Least
+// Squares Problems, chapters 1 and 2; Lawson and Hanson, Solving Least Squares Problems, chapters 12
+// and 14.
 #pragma once
 
 #include <algorithm>
@@ -38,12 +39,12 @@ struct interval {
   friend bool operator==(const interval &, const interval &) = default;
 };
 
-/// What least_squares() finds for one right side. With an intercept x[0] is the intercept, x[j + 1] belongs
-/// to column j of A, and so it is with all that stands beside x; else x[j] belongs to column j.
+/// What least_squares() finds for one right side. With an intercept x[0] is the intercept, x[j + 1]
+/// belongs to column j of A, and so it is with all that stands beside x; else x[j] belongs to column j.
 ///
 /// The statistics are those of independent errors of one variance, or of variances in proportion to
-/// 1 / weight. What is not defined is NaN: standard errors without degrees of freedom or of a column that was
-/// left out, and all that follows from them.
+/// 1 / weight. What is not defined is NaN: standard errors without degrees of freedom or of a column
+/// that was left out, and all that follows from them.
 template <real T>
 struct linear_fit {
   std::vector<T> x;
@@ -53,8 +54,8 @@ struct linear_fit {
   int rank = 0;               ///< independent columns, the intercept among them
   std::vector<int> left_out;  ///< columns of A that depend on others and have x = 0, ascending
   /// How much small relative changes of a column may change x: |A S|_F |(A S)^+|_F over the number of
-  /// columns, with S the scaling to unit length; at most the condition number, at least a part of it of one
-  /// over the number of columns.
+  /// columns, with S the scaling to unit length; at most the condition number, at least a part of it of
+  /// one over the number of columns.
   double condition = 0;
   /// Rows of positive weight less rank; with a ridge less the trace of the matrix from b to A x.
   double degrees_of_freedom = 0;
@@ -127,7 +128,8 @@ struct linear_fit {
   }
 };
 
-/// What least_squares() finds for several right sides: column k of x and fits[k] belong to column k of b.
+/// What least_squares() finds for several right sides: column k of x and fits[k] belong to column k of
+/// b.
 template <real T>
 struct linear_fits {
   column_table<T> x;
@@ -143,8 +145,8 @@ enum class dependent_columns : std::uint8_t {
 
 template <real T>
 struct least_squares_options {
-  /// w of sum w_i (b - A x)_i^2, one for each row, none negative; all 1 if empty. A row of weight 0 takes no
-  /// part, but has a residual.
+  /// w of sum w_i (b - A x)_i^2, one for each row, none negative; all 1 if empty. A row of weight 0
+  /// takes no part, but has a residual.
   std::span<const T> weights = {};
   bool intercept = false;  ///< a column of ones before those of A
   /// Adds ridge |x|^2 to what is minimised, without the intercept: x = (A'W A + ridge I)^-1 A'W b.
@@ -154,10 +156,11 @@ struct least_squares_options {
   bool scale = true;
   dependent_columns dependent = dependent_columns::leave_out;
   /// Corrects x until it changes no more, ten times at most; else once (double) or not at all (float,
-  /// where the rounding of x outweighs all else).
+  /// where the rounding of x outweighs all else). The engine's Ls_it is not called for it: its residual
+  /// has the precision of its type, and it keeps memory at every call.
   bool refined = false;
-  /// A column depends on others if they leave less than this part of its length; 0 stands for 10 epsilon
-  /// of T times the number of columns.
+  /// A column depends on others if they leave less than this part of its length; 0 stands for 10
+  /// epsilon of T times the number of columns.
   double tolerance = 0;
 };
 
@@ -182,7 +185,8 @@ void check_regression(table_view<T> A, const least_squares_options<T> &options) 
     throw bad_data(operation, "the tolerance must be a number that is not negative");
 }
 
-/// The weights, scaled by a power of four so that the greatest is near 1 and its root is scaled exactly.
+/// The weights, scaled by a power of four so that the greatest is near 1 and its root is scaled
+/// exactly.
 template <real T>
 void set_weights(regression_model<T> &model, std::span<const T> weights) {
   model.weights.assign(at(model.rows()), 1.0);
@@ -202,8 +206,8 @@ struct shared_fit {
   int positive = 0;            ///< rows of positive weight
 };
 
-/// G with (A'W A)^-1 = G G', a row for each column of the model. With a ridge M^-1 A'W A M^-1 = G G', where
-/// M = A'W A + ridge I = (V V')^-1, and `hat` is R V. G belongs to scaled columns.
+/// G with (A'W A)^-1 = G G', a row for each column of the model. With a ridge M^-1 A'W A M^-1 = G G',
+/// where M = A'W A + ridge I = (V V')^-1, and `hat` is R V. G belongs to scaled columns.
 template <real T>
 work_columns covariance_root(const regression_model<T> &model, const solved_triangle &solved,
                              const work_columns &hat) {
@@ -344,7 +348,8 @@ std::vector<linear_fit<T>> regress(table_view<T> A, table_view<T> B,
   if (options.dependent == dependent_columns::refuse && solved.rank < n)
     throw rank_deficient("least_squares",
                          counted(n - solved.rank, "column") + " of " + std::to_string(n) +
-                             " depend on the others; leave them out, or ask for the least norm",
+                             (n - solved.rank == 1 ? " depends" : " depend") +
+                             " on the others; leave them out, or ask for the least norm",
                          solved.rank);
   const shared_fit<T> shared = shared_part(model, solved, R, ridge);
   const int corrections = options.refined ? 10 : sizeof(T) == sizeof(double) ? 1 : 0;
@@ -364,8 +369,8 @@ std::vector<linear_fit<T>> regress(table_view<T> A, table_view<T> B,
 /// Throws bad_data for sizes that do not fit, NaN, infinities and negative weights; rank_deficient if
 /// that is asked for; std::bad_alloc.
 ///
-/// Cost: 2 m n^2 operations, and some 80 m n for the correction in doubled precision. Memory: a copy of A
-/// in double.
+/// Cost: 2 m n^2 operations, and some 80 m n for the correction in doubled precision. Memory: a copy of
+/// A in double.
 template <table A>
 linear_fit<typename A::value_type> least_squares(
     const A &a, std::span<const typename A::value_type> b,

@@ -119,9 +119,9 @@ inline void multiply(double a, double *x, int n) {
   for (; i < n; ++i) x[i] *= a;
 }
 
-/// Makes the reflection H = I - tau v v' with v[0] = 1 that takes x to (beta, 0, ..., 0). Stores beta in
-/// x[0] and the rest of v behind it; returns tau. Golub and Van Loan, algorithm 5.1.1; the norm is formed
-/// from the elements as they are now.
+/// Makes the reflection H = I - tau v v' with v[0] = 1 that takes x to (beta, 0, ..., 0). Stores beta
+/// in x[0] and the rest of v behind it; returns tau. Golub and Van Loan, algorithm 5.1.1; the norm is
+/// formed from the elements as they are now.
 inline double make_reflection(double *x, int n) {
   const double tail = n > 1 ? norm(x + 1, n - 1) : 0.0;
   if (!(tail > 1e-290)) return 0.0;  // H = I; a column is 1 at its greatest, so nothing is lost
@@ -141,8 +141,8 @@ inline void reflect_one(const double *v, double tau, double *y, int n) {
   add_multiple(t, v + 1, y + 1, n - 1);
 }
 
-/// The same for four columns at once, which share every element of v that is read. Sums are formed before
-/// one is stored, as in add_multiple.
+/// The same for four columns at once, which share every element of v that is read. Sums are formed
+/// before one is stored, as in add_multiple.
 inline void reflect_four(const double *v, double tau, double *a, double *b, double *c, double *d,
                          int n) {
   double sa[2] = {}, sb[2] = {}, sc[2] = {}, sd[2] = {};
@@ -245,8 +245,8 @@ class reflection_block {
 };
 
 /// Reduces the first n columns of W to a triangle and takes the other columns along: W = Q [R; 0]. The
-/// elements of reflection k behind its 1 stay in column k below the diagonal, its tau in tau[k]; there are
-/// min(m, n) of them. A small problem goes column by column, a larger one by blocks of reflections.
+/// elements of reflection k behind its 1 stay in column k below the diagonal, its tau in tau[k]; there
+/// are min(m, n) of them. A small problem goes column by column, a larger one by blocks of reflections.
 inline void householder(const work_columns &W, int n, double *tau) {
   const int m = W.rows(), total = W.columns(), steps = std::min(m, n);
   const int width = total < 50 ? 8 : 16;
@@ -295,10 +295,10 @@ struct reduced {
 /// Householder's reduction of A, m by n, and b to a triangle. With weights w the squares of the
 /// residuals are weighted, sum w_i r_i^2: row i is multiplied by the root of w_i.
 ///
-/// Nothing is pivoted. Each norm is formed from the elements as they are at that step, so R is the exact
-/// triangle of a matrix whose columns differ from those of A by a few units in the last place of double.
-/// Columns are scaled by powers of two on the way, so that elements from 1e-300 to 1e300 do not leave the
-/// range. Sizes and elements are not checked.
+/// Nothing is pivoted. Each norm is formed from the elements as they are at that step, so R is the
+/// exact triangle of a matrix whose columns differ from those of A by a few units in the last place of
+/// double. Columns are scaled by powers of two on the way, so that elements from 1e-300 to 1e300 do not
+/// leave the range. Sizes and elements are not checked.
 ///
 /// Cost: 2 n^2 (m - n/3) operations. Memory: a copy of A in double.
 template <real T>

@@ -1,10 +1,10 @@
 // tabfit/regression.hpp - the steps of a linear regression, in double: scale, reduce, decide the rank,
 // solve, correct. least_squares() puts them together.
 //
-// The columns of the model are 1, if there is an intercept, and those of A, p in all. A column is seen in
-// three ways: as given; scaled by a power of two, exactly; and reduced, which is scaled, centred about its
-// weighted mean if there is an intercept, and its rows multiplied by the roots of the weights. z is the
-// solution for scaled columns, x = power z.
+// The columns of the model are 1, if there is an intercept, and those of A, p in all. A column is seen
+// in three ways: as given; scaled by a power of two, exactly; and reduced, which is scaled, centred
+// about its weighted mean if there is an intercept, and its rows multiplied by the roots of the
+// weights. z is the solution for scaled columns, x = power z.
 #pragma once
 
 #include <algorithm>
@@ -58,8 +58,8 @@ inline double weighted_sum(const std::vector<double> &w, const double *y) {
   return dot(w.data(), y, static_cast<int>(w.size()));
 }
 
-/// Finds powers, means and lengths, and gives the reduced columns and right sides. Any number near the mean
-/// would do: the column of ones takes up the difference.
+/// Finds powers, means and lengths, and gives the reduced columns and right sides. Any number near the
+/// mean would do: the column of ones takes up the difference.
 template <real T>
 work_columns load(regression_model<T> &model) {
   const int m = model.rows(), all = model.columns() + model.sides();
@@ -88,9 +88,9 @@ work_columns load(regression_model<T> &model) {
   return W;
 }
 
-/// The triangle R of the independent columns with the right sides c behind them, and V with z = V c: R^-1 or,
-/// for the solution of least norm, R^+. A system is solved by R, where it is square: rounding harms that
-/// less than a product with V.
+/// The triangle R of the independent columns with the right sides c behind them, and V with z = V c:
+/// R^-1 or, for the solution of least norm, R^+. A system is solved by R, where it is square: rounding
+/// harms that less than a product with V.
 struct solved_triangle {
   std::vector<int> kept;  ///< columns of the model that the rows of V belong to
   int rank = 0;
@@ -129,10 +129,11 @@ inline work_columns upper_part(const work_columns &W, int rows, int full) {
 }
 
 /// Householder's reduction of the first n columns of R with exchange of columns: R holds the triangle
-/// afterwards, `order` says which column stands where. Column k is the one of those left with the greatest
-/// part, in units of `length`, that the columns before it do not reach, or the first whose part exceeds
-/// the tolerance. Ends when no part does, and returns the rank. Every part is formed anew, not carried on
-/// by differences. Column 0 comes first if it is `fixed`. Golub and Van Loan, section 5.4.
+/// afterwards, `order` says which column stands where. Column k is the one of those left with the
+/// greatest part, in units of `length`, that the columns before it do not reach, or the first whose
+/// part exceeds the tolerance. Ends when no part does, and returns the rank. Every part is formed anew,
+/// not carried on by differences. Column 0 comes first if it is `fixed`. Golub and Van Loan, section
+/// 5.4.
 inline int reduce_by_rank(work_columns &R, int n, std::span<const double> length, double tolerance,
                           bool fixed, bool in_order, std::vector<int> &order) {
   const int m = R.rows();
@@ -201,10 +202,10 @@ inline double scaled_norm(const work_columns &V, const std::vector<int> &kept,
   return std::sqrt(squares);
 }
 
-/// Decides the rank of R, n columns and right sides behind them, and inverts what is independent. If the
-/// norm of the inverse shows that no column can be within 1000 tolerances of depending on the others,
-/// that is all. Else columns are exchanged to find the rank, and again to leave out the last ones of a
-/// dependent set, if that gives the same rank.
+/// Decides the rank of R, n columns and right sides behind them, and inverts what is independent. If
+/// the norm of the inverse shows that no column can be within 1000 tolerances of depending on the
+/// others, that is all. Else columns are exchanged to find the rank, and again to leave out the last
+/// ones of a dependent set, if that gives the same rank.
 inline solved_triangle solve_triangle(const work_columns &R, int n, int intercept,
                                       std::span<const double> length, double tolerance, bool least_norm,
                                       std::span<const double> power) {
@@ -275,9 +276,9 @@ std::vector<double> coefficients(const regression_model<T> &model, const solved_
   return z;
 }
 
-/// dz = V V'g with V V' = (A'W A)^-1 and g = A'W r - ridge x, the gradient, in doubled precision. One step of
-/// this takes nearly all of what reduction and solution have lost, if the condition is below 1 / epsilon.
-/// Bjorck, Linear Algebra Appl. 88 (1987).
+/// dz = V V'g with V V' = (A'W A)^-1 and g = A'W r - ridge x, the gradient, in doubled precision. One
+/// step of this takes nearly all of what reduction and solution have lost, if the condition is below 1
+/// / epsilon. Bjorck, Linear Algebra Appl. 88 (1987).
 template <real T>
 std::vector<double> correction(const regression_model<T> &model, const solved_triangle &solved,
                                const std::vector<double> &z, std::vector<double> high,

@@ -1,8 +1,8 @@
 // tabfit/residuals.hpp - residuals and gradients of a least-squares problem in doubled precision.
 //
 // A correction of a solution is worth what the residual behind it is worth, and the residual is a
-// difference of nearly equal numbers. Here a product a x is split into parts of 24 bits whose products are
-// exact, and a sum is a pair of doubles: what b - A x and A'r lose is some 2^-76 of their terms.
+// difference of nearly equal numbers. Here a product a x is split into parts of 24 bits whose products
+// are exact, and a sum is a pair of doubles: what b - A x and A'r lose is some 2^-76 of their terms.
 //
 // Methods: Dekker, Numer. Math. 18 (1971), for products and sums; Bjorck, BIT 7 (1967), for what it is
 // good for in least squares. Fused operations of a compiler do not harm these sums: the products are
@@ -22,7 +22,8 @@ struct twofold {
   double value() const { return high + low; }
 };
 
-/// a + b as its rounded value and what that lacks. Knuth, The Art of Computer Programming, section 4.2.2.
+/// a + b as its rounded value and what that lacks. Knuth, The Art of Computer Programming, section
+/// 4.2.2.
 inline twofold two_sum(double a, double b) {
   const double s = a + b, b_part = s - a;
   return {s, (a - (s - b_part)) + (b - b_part)};

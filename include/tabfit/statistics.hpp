@@ -9,8 +9,8 @@
 // probabilities down to 1e-300 and of quantiles for p down to 1e-150.
 //
 // Both are the regularized incomplete beta function I_x(a, b) at x = d2 / (d2 + d1 f): its continued
-// fraction, and the leading factor by Stirling's formula with the great terms taken out of the exponent.
-// Source: DiDonato and Morris, ACM Trans. Math. Software 18 (1992) 360-373, sections 2 and 4.
+// fraction, and the leading factor by Stirling's formula with the great terms taken out of the
+// exponent. Source: DiDonato and Morris, ACM Trans. Math. Software 18 (1992) 360-373, sections 2 and 4.
 #pragma once
 
 #include <algorithm>
@@ -23,7 +23,8 @@
 namespace tabfit {
 namespace detail {
 
-/// What Stirling's formula leaves of log Gamma(z): log Gamma(z) - ((z - 1/2) log z - z + log(2 pi) / 2).
+/// What Stirling's formula leaves of log Gamma(z): log Gamma(z) - ((z - 1/2) log z - z + log(2 pi) /
+/// 2).
 inline double stirling_rest(double z) {
   double rest = 0.0;
   for (; z < 10.0; z += 1.0) rest += (z + 0.5) * std::log1p(1.0 / z) - 1.0;  // rest(z) - rest(z + 1)
@@ -44,8 +45,8 @@ inline double log_deficit(double u, double one_plus_u) {
   return u * s - 2.0 * s * w * sum;
 }
 
-/// A point of the beta distribution with parameters a and b: x, y = 1 - x and lambda = a y - b x, each with
-/// all its digits. lambda is 0 at the mean x = a / (a + b).
+/// A point of the beta distribution with parameters a and b: x, y = 1 - x and lambda = a y - b x, each
+/// with all its digits. lambda is 0 at the mean x = a / (a + b).
 struct beta_point {
   double a, b, x, y, lambda;
   beta_point mirrored() const { return {b, a, y, x, -lambda}; }

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The headers and docs/deliberate.md quote tests/measured/solvers.txt as it is, and no other rates."""
+"""The headers and docs/deliberate.md quote tests/measured/solvers.txt as it is, and no other rates;
+docs/front.md quotes tests/measured/regressions.txt as it is."""
 
 import pathlib
 import re
@@ -53,6 +54,11 @@ searched = [HEADER, *(path.relative_to(ROOT).as_posix() for path in (ROOT / "exa
 for name in searched:
     for rate in re.findall(r"\b(?:1|one)\s+(?:\w+\s+)?in\s+\d[\d,]*", read(name)):
         problems.append(f"{name}: a rate that is not quoted: {rate}")
+
+quoted = re.search(r"<!-- regressions -->\n(.*?)<!-- end -->", read("docs/front.md"), re.DOTALL)
+if not quoted or quoted[1] != read("tests/measured/regressions.txt"):
+    problems.append("docs/front.md: the table between <!-- regressions --> and <!-- end --> is not "
+                    "tests/measured/regressions.txt")
 
 if problems:
     sys.exit("\n".join(problems))

@@ -1,5 +1,5 @@
-// least_squares(): coefficients and statistics against exact numbers and R, the rank, the solution of least
-// norm, bad data, memory, threads.
+// least_squares(): coefficients and statistics against exact numbers and R, the rank, the solution of
+// least norm, bad data, memory, threads.
 #include "tabfit/least_squares.hpp"
 
 #include <gtest/gtest.h>
@@ -50,7 +50,8 @@ std::vector<Real> random_vector(Random& random, int m) {
   return b;
 }
 
-/// Every element within bound of the exact one, relative to the greatest; NaN only where it is expected.
+/// Every element within bound of the exact one, relative to the greatest; NaN only where it is
+/// expected.
 template <class Real>
 void expect_close(const std::vector<Real>& found, const std::vector<double>& exact, double bound,
                   const char* what) {
@@ -215,8 +216,8 @@ TWIN_TEST(Regression, IsTheOneByHand) {
   EXPECT_EQ(fit.f_degrees, 1);
 }
 
-// With r = ridge: x = (A'A + r I)^-1 A'b; A'A = diag(2, 3), A'b = (4, 3), r = 1 give 4/3 and 3/4. The map from
-// b to A x has trace 2/3 + 3/4; the covariance is sigma^2 diag(2/9, 3/16).
+// With r = ridge: x = (A'A + r I)^-1 A'b; A'A = diag(2, 3), A'b = (4, 3), r = 1 give 4/3 and 3/4. The
+// map from b to A x has trace 2/3 + 3/4; the covariance is sigma^2 diag(2/9, 3/16).
 TWIN_TEST(Ridge, IsTheClosedForm) {
   const column_table<Real> A{{1, 1}, {1, -1}, {0, 1}};
   const std::vector<Real> b = {3, 1, 1};
@@ -232,8 +233,8 @@ TWIN_TEST(Ridge, IsTheClosedForm) {
   EXPECT_TRUE(std::isnan(fit.f_statistic));
 }
 
-// The intercept is not drawn to 0: a shift of b shifts it and changes nothing else. With weights the sums
-// of the closed form are weighted; here against the same problem with rows repeated.
+// The intercept is not drawn to 0: a shift of b shifts it and changes nothing else. With weights the
+// sums of the closed form are weighted; here against the same problem with rows repeated.
 TWIN_TEST(Ridge, SparesTheInterceptAndHeedsWeights) {
   Random random(21);
   const auto A = random_table<Real>(random, 20, 3);
@@ -293,7 +294,8 @@ TWIN_TEST(Regression, ReadsEveryLayoutAlike) {
   EXPECT_EQ(least_squares(A, b).x, least_squares(by_rows, b).x);
 }
 
-// Refinement changes nothing where the first correction was enough, and double precision is that already.
+// Refinement changes nothing where the first correction was enough, and double precision is that
+// already.
 TWIN_TEST(Regression, RefinedAgrees) {
   Random random(24);
   const auto A = random_table<Real>(random, 40, 5);
@@ -328,7 +330,8 @@ TWIN_TEST(Regression, DoesNotLeaveTheRange) {
   }
 }
 
-// -- rank ----------------------------------------------------------------------------------------------
+// -- rank
+// ----------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -422,7 +425,7 @@ TWIN_TEST(Rank, IsRefusedOnRequest) {
   const least_squares_options<Real> options{.dependent = dependent_columns::refuse};
   EXPECT_EQ(
       thrown<rank_deficient>([&] { return least_squares(A, b, options).rank; }),
-      "least_squares: 1 column of 3 depend on the others; leave them out, or ask for the least norm");
+      "least_squares: 1 column of 3 depends on the others; leave them out, or ask for the least norm");
   try {
     least_squares(A, b, options);
   } catch (const rank_deficient& e) {

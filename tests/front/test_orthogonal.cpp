@@ -93,8 +93,8 @@ double lost(const Problem<Real>& p, const reduced& r) {
 
 }  // namespace
 
-// 4.1 epsilon was the most that was lost. The bound of the theory, with room for every sum of m terms, is
-// some hundred times as large.
+// 4.1 epsilon was the most that was lost. The bound of the theory, with room for every sum of m terms,
+// is some hundred times as large.
 TWIN_TEST(Reduce, KeepsTheProductsOfAllColumns) {
   Random random(11);
   for (const Shape shape : shapes)

@@ -35,8 +35,8 @@ TEST(StudentT, TailsAreExactToTwelveDigits) {
   EXPECT_LT(worst, 1e-12);
 }
 
-// The quantile of a rounded probability p differs by as much as p does, divided by t f(t) / p: the bound
-// adds that. The middle is left out where 1/2 - p has lost the digits that t would need.
+// The quantile of a rounded probability p differs by as much as p does, divided by t f(t) / p: the
+// bound adds that. The middle is left out where 1/2 - p has lost the digits that t would need.
 TEST(StudentT, QuantilesAreExactToTwelveDigits) {
   int compared = 0;
   for (const auto& [df, t, upper] : student_tails) {
