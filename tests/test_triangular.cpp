@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/columns.hpp"
@@ -329,9 +330,12 @@ TWIN_TEST(TriangularInverses, KeepAnOddElementToTheColumnsThatReadIt) {
 }
 
 // Up to order 2816 the unknowns of eight columns fit the scratch; beyond, they are found one by one.
+// Those of M_invutm fit up to order 938; beyond, their sums are products.
 TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
   Random random(70);
-  for (const int n : {2816, 2817}) {
+  for (const auto& [n, p, transposed] :
+       {std::tuple(2816, 1, false), std::tuple(2817, 1, false), std::tuple(937, 25, true),
+        std::tuple(938, 3, true), std::tuple(939, 3, true)}) {
     std::vector<Real> some;
     for (int i = 0; i < 1009; ++i) some.push_back(static_cast<Real>(random.real(-1, 1)));
     const auto element = [&](int i, int j) {
@@ -340,11 +344,11 @@ TWIN_TEST(TriangularInverses, OfOrdersTooTallForTheScratchAreThePlainLoops) {
     };
     auto U = Columns<Real>::triangle(n, Room::exact);
     U.fill(n, n, element);
-    auto B = Columns<Real>::table(n, 1, Room::exact);
-    B.fill(n, 1, element);
+    auto B = Columns<Real>::table(n, p, Room::exact);
+    B.fill(n, p, element);
     auto expected = B;
-    plain_invt(U, expected, n, 1);
-    M_invt(U.slots(), B.slots(), n, 1);
+    transposed ? plain_invutm(U, expected, n, p) : plain_invt(U, expected, n, p);
+    transposed ? M_invutm(U.slots(), B.slots(), n, p) : M_invt(U.slots(), B.slots(), n, p);
     EXPECT_COLUMNS(B, expected) << n;
   }
 }

@@ -152,8 +152,68 @@ void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Re
 template void forward_rows(float* const*, int, int, int, float* const*, float* const*, int) noexcept;
 template void forward_rows(double* const*, int, int, int, double* const*, double* const*, int) noexcept;
 
+namespace {
+
+/// Columns of unknowns side by side, row i at X + i * width, of which the first rows are found.
+struct Forward {
+  static constexpr int unknowns = 22528, most_width = 48, height = panel_columns;
+  static constexpr int most_rows = unknowns / panel_rows, stride = most_rows + 8;
+  alignas(64) double X[unknowns];
+  alignas(64) double Q[height * stride];  // columns of U, if its elements are floats
+  alignas(64) double sums[height * most_width];
+  double P[height * height];
+  const double *lines[most_rows], *columns[height];
+  double* own_sums[height];
+
+  /// Columns that are worked on together when each has n rows; 0 if a panel of them does not fit.
+  static int width(int n, int columns) noexcept {
+    if (n > most_rows) return 0;
+    return std::min((std::min(columns, most_width) + 7) / 8 * 8, unknowns / n / 8 * 8);
+  }
+
+  /// Rows i..i+rows-1: the sums over all rows before them are tiles whose lanes are the columns.
+  template <class Real>
+  void find(Real* const* U, int i, int rows, int width) noexcept {
+    const auto& element = kernels().of<Real>();
+    for (int r = 0; r < rows; ++r) {
+      columns[r] = Q + r * stride;
+      if constexpr (is_double<Real>) columns[r] = U[i + r];
+      own_sums[r] = sums + r * width;
+      std::copy_n(U[i + r] + i, r + 1, P + r * height);  // column i + r of U has r + 1 of these rows
+    }
+    if (i == 0) std::fill_n(sums, rows * width, 0.0);
+    if (!is_double<Real>) element.pack_lines(U + i, 0, i, rows, stride, Q);
+    Tile tile{.P = lines, .Q = columns, .sums = own_sums, .columns = rows, .end = i};
+    for (int v = 0; i > 0 && v < width; v += panel_rows) {
+      tile.row = tile.place = v;
+      tile.rows = std::min(panel_rows, width - v);
+      kernels().tile(tile);
+    }
+    element.next_rows(P, height, 0, rows, sums, width, X + i * width);
+  }
+};
+
+/// B := U^-T B, columns in scratch. A function of its own: its scratch and that of a product are large.
+template <class Real>
+[[gnu::noinline]] void forward_columns(Real* const* U, Real* const* B, int n, int p,
+                                       int width) noexcept {
+  Forward scratch;
+  for (int i = 0; i < n; ++i) scratch.lines[i] = scratch.X + i * width;
+  for (int k = 0; k < p; k += width) {
+    const int count = std::min(width, p - k);
+    load_columns(B + k, n, count, width, scratch.X);
+    for (int i = 0; i < n; i += Forward::height)
+      scratch.find(U, i, std::min(Forward::height, n - i), width);
+    store_columns(scratch.X, n, n, count, width, B + k);
+  }
+}
+
+}  // namespace
+
 template <class Real>
 void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
+  if (n < 1 || p < 1) return;
+  if (const int width = Forward::width(n, p)) return forward_columns(U, B, n, p, width);
   for (int i = 0; i < n; i += panel_rows) forward_rows(U, i, 0, std::min(panel_rows, n - i), B, B, p);
 }
 
