@@ -134,7 +134,7 @@ class optimality {
  private:
   /// A row times x minus its right side, over the magnitudes of both.
   struct slack {
-    double value, terms;
+    double value = 0, terms = 0;
     double relative() const { return value == 0 ? 0 : value / terms; }
   };
   std::vector<slack> slacks(table_view<T> C, std::span<const T> d, const std::vector<T> &x) const;
@@ -155,13 +155,18 @@ template <real T>
 auto optimality<T>::slacks(table_view<T> C, std::span<const T> d, const std::vector<T> &x) const
     -> std::vector<slack> {
   std::vector<slack> rows(d.size());
-  for (std::size_t i = 0; i < d.size(); ++i) rows[i] = {-double(d[i]), std::abs(double(d[i]))};
-  for (int j = 0; j < C.columns(); ++j)
+  double greatest = 0;
+  for (std::size_t i = 0; i < d.size(); ++i) rows[i].value = -double(d[i]);
+  for (int j = 0; j < C.columns(); ++j) {
+    const double xj = double(x[std::size_t(j)]);
+    greatest = std::max(greatest, std::abs(xj));
     for (int i = 0; i < C.rows(); ++i) {
-      const double term = double(C(i, j)) * double(x[std::size_t(j)]);
-      rows[std::size_t(i)].value += term;
-      rows[std::size_t(i)].terms += std::abs(term);
+      rows[std::size_t(i)].value += double(C(i, j)) * xj;
+      rows[std::size_t(i)].terms += std::abs(double(C(i, j)));
     }
+  }
+  for (std::size_t i = 0; i < d.size(); ++i)
+    rows[i].terms = rows[i].terms * greatest + std::abs(double(d[i]));
   return rows;
 }
 
