@@ -215,6 +215,7 @@ class column_table {
 
   /// Good until the next change of the columns.
   table_view<T> view() const noexcept { return {pointers_, rows_, columns_}; }
+  operator table_view<T>() const noexcept { return view(); }
 
   /// Makes room for so many columns. Elements stay where they are.
   void reserve(int capacity) {
