@@ -6,9 +6,11 @@
 
 #include "tabfit/active_set.hpp"
 #include "tabfit/bounded.hpp"
+#include "tabfit/constrained.hpp"
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
 #include "tabfit/least_squares.hpp"
+#include "tabfit/infeasible.hpp"
 #include "tabfit/matrix.hpp"
 #include "tabfit/nonnegative.hpp"
 #include "tabfit/orthogonal.hpp"
