@@ -26,6 +26,7 @@
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
 #include "tabfit/orthogonal.hpp"
+#include "tabfit/residuals.hpp"
 #include "tabfit/table.hpp"
 
 namespace tabfit {
@@ -371,9 +372,10 @@ struct square_system {
     for (int j = 0; j < n; ++j)
       for (int i = 0; i < n; ++i) {
         const double a = -rows[at(i)] * static_cast<double>(A(i, j)) * columns[at(j)];
-        const double product = a * y[j], sum = sums[at(i)] + product, part = sum - sums[at(i)];
-        errors[at(i)] += (sums[at(i)] - (sum - part)) + (product - part) + std::fma(a, y[j], -product);
-        sums[at(i)] = sum;
+        const double product = a * y[j];
+        const twofold sum = two_sum(sums[at(i)], product);
+        sums[at(i)] = sum.high;
+        errors[at(i)] += sum.low + std::fma(a, y[j], -product);
       }
     for (int i = 0; i < n; ++i) sums[at(i)] += errors[at(i)];
     return sums;

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Every public header compiles by itself, without a warning, under each compiler: the C headers as C99 and
-# as C++17, the front as C++20 and as C++23.
+# as C++17, the front as C++20 and as C++23. So does a host that calls what the front has, optimised.
 set -eu
 cd "$(dirname "$0")/../.."
 
@@ -27,6 +27,13 @@ for family in "gcc g++" "clang clang++"; do
     for standard in c++20 c++2b; do
       compiles "$header" "$cxx" -x c++ -std=$standard -Wshadow -Wconversion -Wsign-conversion
     done
+  done
+  # Some warnings come with optimisation only.
+  for options in "-std=c++20 -O2 -c -o /dev/null" "-std=c++2b -fsyntax-only"; do
+    # shellcheck disable=SC2086 # several options
+    "$cxx" $options -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -Iinclude \
+      tests/checks/front_calls.cpp ||
+      { echo "headers.sh: front_calls.cpp does not compile with '$cxx $options'" >&2; exit 1; }
   done
 done
 [ -n "$found" ] || { echo "headers.sh: no compiler found" >&2; exit 1; }

@@ -236,10 +236,12 @@ Problem<Real> random_problem(Random& random, Elements kind) {
 
 }  // namespace
 
-// Measured: at most 104 epsilons (f: 1); at most 0.46 times the systems allowed by default, without the 10.
+// Gradients up to 30 roundings of their terms, in columns of length 0.5..1, count as 0. Measured: 42
+// epsilons (f: 0.5), and a third of the linear systems allowed by default.
 TWIN_TEST(Bounded, MeetsTheOptimalityConditionsOfRandomProblems) {
   Random random(16);
-  const double most = sizeof(Real) == sizeof(float) ? 4 : 300;
+  const double most = sizeof(Real) == sizeof(float) ? 2 : 100;
+  double worst = 0, part = 0;
   for (const Elements kind : all_elements)
     for (int count = 0; count < 2000; ++count) {
       const auto p = random_problem<Real>(random, kind);
@@ -250,11 +252,14 @@ TWIN_TEST(Bounded, MeetsTheOptimalityConditionsOfRandomProblems) {
       ASSERT_LE(violation_of(p, s), most);
       ASSERT_LE(s.violation, most * eps_of<Real>);
       ASSERT_LE(s.iterations, 3 * (p.n + p.constraints()));
+      worst = std::max(worst, violation_of(p, s));
+      part = std::max(part, s.iterations / (3.0 * (p.n + p.constraints())));
       if (!p.nonnegative()) continue;
       const auto again = nonnegative(p.view(), p.b);
       ASSERT_EQ(again.x, s.x);
       ASSERT_EQ(again.active, s.active);
     }
+  std::printf("at most %.2f epsilons, %.2f of 3 (n + constraints) systems\n", worst, part);
 }
 
 // A view by rows, or with strides, gives the same.
@@ -359,7 +364,7 @@ TWIN_TEST(Bounded, NeedsOneSystemFromTheRightActiveSet) {
     const auto again = p.solve({.start = s.active});
     ASSERT_EQ(again.iterations, 1) << "problem " << count;
     ASSERT_EQ(again.active, s.active);
-    ASSERT_LE(violation_of(p, again), 300);
+    ASSERT_LE(violation_of(p, again), 100);
   }
 }
 
