@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """The headers and docs/deliberate.md quote tests/measured/solvers.txt as it is, and no other rates;
-docs/front.md quotes tests/measured/regressions.txt as it is."""
+docs/front.md quotes tests/measured/regressions.txt as it is, and lines of tests/measured/front_solvers.txt."""
 
 import pathlib
 import re
@@ -60,6 +60,13 @@ if not quoted or quoted[1] != read("tests/measured/regressions.txt"):
     problems.append("docs/front.md: the table between <!-- regressions --> and <!-- end --> is not "
                     "tests/measured/regressions.txt")
 
+FRONT = "tests/measured/front_solvers.txt"
+quoted = re.search(r"<!-- solvers -->\n(.*?)<!-- end -->", read("docs/front.md"), re.DOTALL)
+quotes = [line for line in (quoted[1] if quoted else "").splitlines() if line]
+if not quotes:
+    problems.append("docs/front.md: nothing between <!-- solvers --> and <!-- end -->")
+problems += [f"docs/front.md: not in {FRONT}: {line}" for line in quotes if line not in read(FRONT).splitlines()]
+
 if problems:
     sys.exit("\n".join(problems))
-print(f"{len(wanted)} rates, {len(lines)} lines of {DOCUMENT}")
+print(f"{len(wanted)} rates, {len(lines)} lines of {DOCUMENT}, {len(quotes)} of docs/front.md")

@@ -16,6 +16,8 @@ class Random {
   explicit Random(std::uint64_t seed) : engine_(seed) {
     std::printf("random inputs from seed %llu\n", static_cast<unsigned long long>(seed));
   }
+  /// Without a line of output: for one of many problems, whose seeds are told otherwise.
+  static Random silent(std::uint64_t seed) { return Random(seed, 0); }
 
   /// An int in from..to, both included.
   int integer(int from, int to) {
@@ -31,6 +33,8 @@ class Random {
   }
 
  private:
+  Random(std::uint64_t seed, int) : engine_(seed) {}
+
   std::mt19937_64 engine_;
 };
 
