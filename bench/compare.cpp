@@ -241,7 +241,9 @@ class Table : public benchmark::BenchmarkReporter {
         agreements.begin(), agreements.end(), [](const Agreement& a, const Agreement& b) {
           return !(b.difference * a.bound <= a.difference * b.bound);
         });
-    cells.push_back(print("%.1e (%.0e)", agreement.difference, agreement.bound));
+    cells.push_back(!error && trial.digits
+                        ? "digits " + trial.digits()
+                        : print("%.1e (%.0e)", agreement.difference, agreement.bound));
     row(cells);
   }
 

@@ -32,6 +32,8 @@ struct Trial {
   std::function<void()> ours;
   std::vector<Peer> peers;
   Timer timer = {};  ///< of ours, as for a peer
+  /// Correct digits of ours and of the peer, stated in place of the difference; empty for no such thing.
+  std::function<std::string()> digits = {};
 };
 
 /// A workload of one size. prepare() is called when its turn comes, and again if it is interrupted.

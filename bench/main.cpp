@@ -2,6 +2,7 @@
 #include "bench/algebra.hpp"
 #include "bench/compare.hpp"
 #include "bench/fits.hpp"
+#include "bench/front.hpp"
 #include "bench/interpolation.hpp"
 #include "bench/kernels.hpp"
 #include "bench/peak.hpp"
@@ -17,5 +18,6 @@ int main(int argc, char** argv) {
   tabfit::bench::add_algebra(comparison);
   tabfit::bench::add_peak(comparison);
   tabfit::bench::add_solvers(comparison);
+  tabfit::bench::add_front(comparison);
   return tabfit::bench::run(comparison, argc, argv);
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """publish.py RUN... - puts printed tables (./dev bench --table=RUN) into docs/performance.md.
 
-The document has a place for each set of kernels, between two comments; a run names its set in its head.
+The document has a place for each set of kernels, between two comments; a run names its set in its head. A
+run of the front's workloads alone has another.
 """
 import pathlib
 import re
@@ -17,10 +18,13 @@ def publish(text, run):
     bad = re.search(r"^.*(DISAGREE|NOT TIMED).*$", run, re.MULTILINE)
     if bad:
         sys.exit("not published, a workload failed: " + bad[0])
-    begin, end = "<!-- run: %s -->\n" % head[1], "<!-- end of run -->\n"
+    workloads = re.findall(r"^\| (?!workload)(\w+)", run, re.MULTILINE)
+    front = {"nonnegative", "bounded", "constrained"}.issuperset(workloads)
+    name = head[1] + (", front" if front else "")
+    begin, end = "<!-- run: %s -->\n" % name, "<!-- end of run -->\n"
     place = text.find(begin)
     if place < 0:
-        sys.exit("%s has no place for a run with %s" % (DOCUMENT, head[1]))
+        sys.exit("%s has no place for a run with %s" % (DOCUMENT, name))
     start = place + len(begin)
     return text[:start] + "\n" + run.strip() + "\n\n" + text[text.index(end, start) :]
 
