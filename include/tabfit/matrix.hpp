@@ -587,7 +587,7 @@ qr_factors<detail::value_of<A>> qr(const A &a) {
 namespace detail {
 
 /// S for the engine's Cholesky operations: scaled by powers of two to a diagonal near 1, and bordered, so
-/// that they take an order of 1 and find 1 at (0, 0), where M_chold divides by the pivot and not by its root:
+/// that they take an order of 1 and find zeros in row 0, which M_chold divides by s(0,0) and not by its root:
 ///
 ///     [ 1    0   ]
 ///     [ 0  D S D ]
