@@ -330,6 +330,35 @@ KERNEL_TEST(Panel, PackTermsTurnsLinesAndFillsUpWithZeros) {
   });
 }
 
+KERNEL_TEST(Panel, UnpackTermsStoresWhatItsLinesHave) {
+  Source<Real> source(7104);
+  constexpr int most = 20;
+  auto lines = fenced_arrays<Real>(most, most + 9);
+  Fenced<double> in(most * 24);
+  for (int count = 1; count <= most; ++count)
+    for (int terms = 0; terms <= most; ++terms)
+      for (const int corner : {1, 2, 7, 9, most}) {
+        source.next_kind();
+        const int width = padded(count) + 8 * (source.random.chance(2) && count <= 16),
+                  term = source.random.integer(0, 9);
+        const auto has = [&](int r, int t) { return t < terms && t < corner + r; };
+        input(in, 0, terms * width, source.side(), [&](int) { return source.number(); });
+        Real* pointers[most] = {};
+        for (int r = 0; r < count; ++r)
+          pointers[r] =
+              input(lines[static_cast<std::size_t>(r)], term, term + std::min(terms, corner + r),
+                    source.side(), [](int) { return Guarded<Real>::poison(); });
+        kernel.of<Real>().unpack_terms(in.data(), width, count, terms, corner, pointers, term);
+        for (int r = 0; r < count; ++r) {
+          ASSERT_TRUE(lines[static_cast<std::size_t>(r)].zone_intact());
+          for (int t = 0; has(r, t); ++t)
+            ASSERT_SAME(pointers[r][term + t], static_cast<Real>(in[t * width + r]))
+                << "term " << t << " of " << terms << ", line " << r << " of " << count << ", corner "
+                << corner;
+        }
+      }
+}
+
 // -- sums of one column ---------------------------------------------------------------------------
 
 KERNEL_TEST(Panel, DotsAreThePlainSumsOfEveryColumn) {

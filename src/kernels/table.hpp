@@ -15,6 +15,7 @@ constexpr ElementKernels<Real> element_table = {
     .greatest = greatest<Real>,
     .pack_lines = pack_lines<Real>,
     .pack_terms = pack_terms<Real>,
+    .unpack_terms = unpack_terms<Real>,
     .dots = dots<Real>,
     .sweep = sweep<Real>,
     .solve_rows = solve_rows<Real>,

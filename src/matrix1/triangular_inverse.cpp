@@ -6,7 +6,6 @@
 #include "tabfit/matrix.h"
 
 #include "kernels/scalar/arithmetic.hpp"
-#include "kernels/scalar/tile.hpp"
 #include "kernels/scalar/vector.hpp"
 #include "kernels/sums/panel.hpp"
 #include "kernels/sums/product.hpp"
@@ -48,10 +47,9 @@ void solve_columns(Kernel kernel, Real* const* U, int rows, int width, int corne
   const int height = std::min(Scratch::most_height, Scratch::factors / rows);
   for (int end = rows; end > 0;) {
     const int count = std::min(height, end), first = end - count;
-    // Column first + t of U has t + 1 of these rows.
-    for (int t = 0; t < count; ++t)
-      pack(U + first + t, first, t + 1, 1, height, scratch.P + t * height);
-    pack(U + end, first, count, rows - end, height, scratch.P + count * height);
+    for (int t = 0; t < count; ++t)  // column first + t of U has t + 1 of these rows
+      std::copy_n(U[first + t] + first, t + 1, scratch.P + t * height);
+    if (end < rows) pack(U + end, first, count, rows - end, height, scratch.P + count * height);
     kernel({.X = scratch.X,
             .width = width,
             .P = scratch.P,
@@ -70,19 +68,12 @@ void load_columns(Real* const* B, int rows, int count, int width, double* X) noe
   kernels().of<Real>().pack_terms(B, 0, count, rows, width, X);
 }
 
+/// Back to columns B[0..count-1], to the first `shortest` rows of column 0 and to one more of each next
+/// one, up to `rows`.
 template <class Real>
-void store_columns(const double* X, int rows, int count, int width, Real* const* B) noexcept {
-  move_transposed(
-      rows, count, [=](std::ptrdiff_t i) { return X + i * width; },
-      [=](std::ptrdiff_t j) { return B[j]; });
-}
-
-/// Likewise for columns that have one row more each, the first j0 + 1.
-template <class Real>
-void store_upper_columns(const double* X, int j0, int count, int width, Real* const* B) noexcept {
-  store_columns(X, j0, count, width, B);
-  for (int c = 0; c < count; ++c)
-    for (int i = j0; i <= j0 + c; ++i) B[c][i] = store<Real>(X[i * width + c]);
+void store_columns(const double* X, int rows, int shortest, int count, int width,
+                   Real* const* B) noexcept {
+  kernels().of<Real>().unpack_terms(X, width, count, rows, shortest, B, 0);
 }
 
 /// One column whose rows are too many for the scratch: unknown i = n-1..0, one at a time.
@@ -111,7 +102,7 @@ void M_invt(Real* const* U, Real* const* B, int n, int p) noexcept {
     const int count = std::min(width, p - k);
     load_columns(B + k, n, count, width, scratch.X);
     solve_columns(kernels().of<Real>().solve_rows, U, n, width, n, scratch);
-    store_columns(scratch.X, n, count, width, B + k);
+    store_columns(scratch.X, n, n, count, width, B + k);
   }
 }
 
@@ -127,13 +118,12 @@ void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Re
   const auto& element = kernel.of<Real>();
   alignas(64) double tall[strip * panel_rows], sums[panel_rows * strip], unknowns[panel_rows * strip],
       P[panel_rows * panel_rows];
-  double *columns[strip], *lines[panel_rows];
+  double* columns[strip];
   for (int k = 0; k < std::min(p, strip); ++k) columns[k] = tall + k * panel_rows;
   for (int i = done; i < rows; ++i)  // column i of U has i + 1 of these rows
     std::copy_n(U[i0 + i] + i0, i + 1, P + i * panel_rows);
   for (int k0 = 0; k0 < p; k0 += strip) {
     const int count = std::min(strip, p - k0), width = (count + 7) / 8 * 8;
-    for (int i = 0; i < rows; ++i) lines[i] = unknowns + i * width;
     if (i0 > 0) {
       product({.rows = rows, .columns = count, .terms = i0}, transposed(U + i0), as_is(X + k0),
               into_sums<Real>(columns));
@@ -144,8 +134,7 @@ void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Re
     element.pack_terms(B + k0, i0, count, rows, width, unknowns);
     element.pack_terms(X + k0, i0, count, done, width, unknowns);
     element.next_rows(P, panel_rows, done, rows, sums, width, unknowns);
-    kernel.d.pack_terms(lines, 0, rows, count, panel_rows, tall);
-    for (int k = 0; k < count; ++k) std::copy_n(columns[k] + done, rows - done, X[k0 + k] + i0 + done);
+    element.unpack_terms(unknowns + done * width, width, count, rows - done, rows, X + k0, i0 + done);
   }
 }
 
@@ -221,26 +210,35 @@ void M_invutm(Real* const* U, Real* const* B, int n, int p) noexcept {
 
 namespace {
 
-/// V := U^-1 V for upper-triangular V: back substitution whose column j ends at row j.
-template <class Real>
-void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
+/// V := U^-1 V for upper-triangular V, or U^-1 if `unit`: back substitution whose column j ends at row j.
+template <bool unit, class Real>
+void solve_upper(Real* const* U, Real* const* V, int n) noexcept {
   if (n < 1) return;
   const int width = Scratch::width(n, n);
   if (width == 0) {
-    for (int j = 0; j < n; ++j) solve_column(U, V[j], j + 1);
+    for (int j = 0; j < n; ++j) {
+      if (unit) V_fill(V[j], j, 0.0);
+      if (unit) V[j][j] = 1;
+      solve_column(U, V[j], j + 1);
+    }
     return;
   }
   Scratch scratch;
   double* const X = scratch.X;
   for (int j0 = 0; j0 < n; j0 += width) {
     const int count = std::min(width, n - j0);
-    load_columns(V + j0, j0, count, width, X);
-    std::fill_n(X + j0 * width, count * width, 0.0);
+    if (!unit && j0 > 0) load_columns(V + j0, j0, count, width, X);
+    std::fill_n(unit ? X : X + j0 * width, (unit ? j0 + count : count) * width, 0.0);
     for (int c = 0; c < count; ++c)
-      for (int i = j0; i <= j0 + c; ++i) X[i * width + c] = V[j0 + c][i];
+      for (int i = unit ? j0 + c : j0; i <= j0 + c; ++i) X[i * width + c] = unit ? 1.0 : V[j0 + c][i];
     solve_columns(kernels().of<Real>().solve_rows, U, j0 + count, width, j0, scratch);
-    store_upper_columns(X, j0, count, width, V + j0);
+    store_columns(X, j0 + count, j0 + 1, count, width, V + j0);
   }
+}
+
+template <class Real>
+void M_invuu(Real* const* U, Real* const* V, int n) noexcept {
+  solve_upper<false>(U, V, n);
 }
 
 /// x(i,j) = -(u(i,i+1) x(i+1,j) + ... + u(i,j) x(j,j)) / u(i,i), where the diagonal of T holds 1 /
@@ -271,7 +269,7 @@ void invert_columns(Real* const* T, int n) noexcept {
     std::fill_n(X + j0 * width, count * width, 0.0);
     for (int c = 0; c < count; ++c) X[(j0 + c) * width + c] = T[j0 + c][j0 + c];
     solve_columns(kernels().of<Real>().invert_rows, T, end, width, j0, scratch);
-    store_upper_columns(X, j0, count, width, T + j0);
+    store_columns(X, end, j0 + 1, count, width, T + j0);
   }
 }
 
@@ -279,11 +277,7 @@ void invert_columns(Real* const* T, int n) noexcept {
 
 template <class Real>
 void M_invu(Real* const* U, Real* const* X, int n) noexcept {
-  for (int j = 0; j < n; ++j) {
-    V_fill(X[j], j, 0.0);
-    X[j][j] = 1;
-  }
-  M_invuu(U, X, n);
+  solve_upper<true>(U, X, n);
 }
 
 template <class Real>

@@ -43,6 +43,7 @@ struct Avx512 {
   static Doubles fnma(Doubles a, Doubles b, Doubles c, Mask k) {
     return _mm512_mask3_fnmadd_pd(a, b, c, k);
   }
+  static Doubles select(Mask k, Doubles a, Doubles b) { return _mm512_mask_blend_pd(k, b, a); }
   static Doubles only(Doubles a, Mask k) { return _mm512_maskz_mov_pd(k, a); }
   static Doubles magnitude(Doubles a) { return _mm512_abs_pd(a); }
   static Doubles floor(Doubles a) {

@@ -51,6 +51,11 @@ struct ElementKernels {
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
                      double* out) noexcept;
 
+  /// lines[r][term + t] = in[t * width + r], rounded to Real, for r < count and t < terms, t < corner + r.
+  /// Up to a multiple of 8 the places behind the count are read.
+  void (*unpack_terms)(const double* in, int width, int count, int terms, int corner,
+                       Real* const* lines, std::ptrdiff_t term) noexcept;
+
   /// y[c] = columns[c][0] x[0] + columns[c][1] x[1] + ..., n terms, ascending, from 0, for c < count.
   void (*dots)(const Real* const* columns, int count, const Real* x, int n, Real* y) noexcept;
 

@@ -91,6 +91,8 @@ struct Vector {
   friend Vector fma(Vector a, Vector b, Vector c, Mask k) { return {Set::fma(a.v, b.v, c.v, k)}; }
   friend Vector fnma(Vector a, Vector b, Vector c, Mask k) { return {Set::fnma(a.v, b.v, c.v, k)}; }
 
+  /// a in the lanes of the mask, b in the others.
+  friend Vector select(Mask k, Vector a, Vector b) { return {Set::select(k, a.v, b.v)}; }
   /// 0 in the lanes outside the mask.
   friend Vector only(Vector a, Mask k) { return {Set::only(a.v, k)}; }
 

@@ -507,9 +507,13 @@ void sweep(const Real* const* columns, int rows, const Real* x, int terms, Real*
     strip<n>(columns, row, x, terms, first_lanes(rows - row - (n - 1) * Lanes::width), y + row);
     row += n * Lanes::width;
   };
-  while (rows - row >= 8 * Lanes::width) some(Count<8>{});
-  if (rows - row > 4 * Lanes::width) some(Count<4>{});
-  with_count<1, 4>((rows - row + Lanes::width - 1) / Lanes::width, some);
+  while (row < rows) {
+    const int vectors = (rows - row + Lanes::width - 1) / Lanes::width;
+    if (rows - row >= 8 * Lanes::width)
+      some(Count<8>{});
+    else
+      with_count<1, 4>(least(vectors, 4), some);
+  }
 }
 
 // -- one sum, one column ---------------------------------------------------------------------------

@@ -7,6 +7,22 @@
 namespace tabfit {
 namespace {
 
+template <class Real>
+void unpack_terms(const double* in, int width, int count, int terms, int corner, Real* const* lines,
+                  std::ptrdiff_t term) noexcept {
+  for (int r = 0; r < count; r += Lanes::width)
+    for (int t = 0; t < terms && t < corner + r + Lanes::width - 1; t += Lanes::width) {
+      Lanes x[Lanes::width];
+      TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) x[i] =
+          t + i < terms ? Lanes::load(in + std::ptrdiff_t{t + i} * width + r) : Lanes::zero();
+      turn(x);
+      TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) if (r + i < count) {
+        const int end = corner + r + i < terms ? corner + r + i : terms;
+        put_some(x[i], lines[r + i] + term + t, end - t);
+      }
+    }
+}
+
 /// A number by which many are divided.
 ///
 /// Why:       a division takes as long as a dozen multiplications, and a small system has as many
@@ -46,9 +62,9 @@ struct System {
 };
 
 /// own[v] = what the sums give, for the lanes from `first` on; from the next one if the rows of a lane
-/// end above the diagonal.
-[[gnu::noinline]] void finish_row(const Lanes* sums, int vectors, double diagonal, System system,
-                                  int first, double* own) {
+/// end above the diagonal. Whole vectors are stored: what is stored in part cannot be read again at once.
+inline void finish_row(const Lanes* sums, int vectors, double diagonal, System system, int first,
+                       double* own) {
   const RowDivisor divisor(system.divide ? diagonal : 1.0);
   const Lanes negative = Lanes::of(-diagonal);
   const int begin = system.divide ? first : first + 1;
@@ -57,11 +73,13 @@ struct System {
     if (gone >= Lanes::width) continue;
     Lanes found = system.divide ? divisor.under(sums[v]) : negative * sums[v];
     if (system.floats) found = found.rounded(static_cast<float*>(nullptr));
-    if (gone <= 0)
-      found.put(own);
-    else
-      found.put(own, Lanes::mask(~0U << gone));
+    if (gone > 0) found = select(Lanes::mask(~0U << gone), found, Lanes::load(own));
+    found.put(own);
   }
+}
+[[gnu::noinline]] void finish_many(const Lanes* sums, int vectors, double diagonal, System system,
+                                   int first, double* own) {
+  finish_row(sums, vectors, diagonal, system, first, own);
 }
 
 /// Rows of unknowns with `vectors` of right-hand sides.
@@ -103,7 +121,10 @@ template <int vectors>
             fma(f, Lanes::load(known + v * Lanes::width), acc[v]);
       }
     }
-    finish_row(acc, vectors, u[r * x.height], system, i - x.corner, own);
+    if constexpr (vectors * Lanes::width == 8)
+      finish_row(acc, vectors, u[r * x.height], system, i - x.corner, own);
+    else
+      finish_many(acc, vectors, u[r * x.height], system, i - x.corner, own);
   }
 }
 
@@ -166,8 +187,7 @@ void next_rows(const double* P, int height, int done, int rows, const double* su
   if (width - v >= Lanes::width) some(Count<1>{});
 }
 
-/// Columns of an upper triangle, of height 1..rows, side by side in X, from a block of rows and columns
-/// on the diagonal to the right; back the first `finished` rows.
+/// Columns of height 1..rows, side by side in X, from the diagonal on by whole vectors.
 template <class Real>
 void load_triangle(const Real* const* S, std::ptrdiff_t at, int rows, int width, double* X) {
   for (int i = 0; i < rows; i += Lanes::width)
@@ -177,18 +197,6 @@ void load_triangle(const Real* const* S, std::ptrdiff_t at, int rows, int width,
           j + c < rows ? load_some(S[j + c] + at + i, j + c + 1 - i) : Lanes::zero();
       turn(x);
       TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) x[r].put(X + (i + r) * width + j);
-    }
-}
-template <class Real>
-void store_triangle(const double* X, int finished, int rows, int width, Real* const* U,
-                    std::ptrdiff_t at) {
-  for (int i = 0; i < finished; i += Lanes::width)
-    for (int j = i; j < rows; j += Lanes::width) {
-      Lanes x[Lanes::width];
-      TABFIT_UNROLL for (int r = 0; r < Lanes::width; ++r) x[r] = Lanes::load(X + (i + r) * width + j);
-      turn(x);
-      for (int c = 0; c < Lanes::width && j + c < rows; ++c)
-        put_some(x[c], U[j + c] + at + i, (j + c + 1 < finished ? j + c + 1 : finished) - i);
     }
 }
 
@@ -247,7 +255,7 @@ int factor_rows(const Real* const* S, Real* const* U, std::ptrdiff_t at, int don
     for (int j = i; j < rows; ++j) X[i * width + j] = U[j][at + i];
   const int finished = width == 8 ? factor_vectors<FourLanes, true, Real>(done, rows, width, sums, X)
                                   : factor_vectors<Lanes, false, Real>(done, rows, width, sums, X);
-  store_triangle(X, finished, rows, width, U, at);
+  unpack_terms(X, width, rows, finished, 1, U, at);
   return finished;
 }
 

@@ -9,6 +9,14 @@
 namespace tabfit {
 namespace {
 
+template <class Real>
+void unpack_terms(const double* in, int width, int count, int terms, int corner, Real* const* lines,
+                  std::ptrdiff_t term) noexcept {
+  for (int r = 0; r < count; ++r)
+    for (int t = 0; t < terms && t < corner + r; ++t)
+      lines[r][term + t] = store<Real>(in[std::ptrdiff_t{t} * width + r]);
+}
+
 /// x(i, v) = finish(u(i, i), sum), rows from the last to the first: the sum starts from start(x(i, v))
 /// and takes a step for each term l > i that lane v has. A lane has unknowns up to `short_of` rows
 /// above its last one.
