@@ -42,8 +42,10 @@ template <class T>
 T fits(const tabfit::column_table<T>& A, const std::vector<T>& b) {
   const auto fit = tabfit::least_squares(A, b, {.weights = b, .intercept = true});
   const auto several = tabfit::least_squares(A, A);
+  const auto held = tabfit::constrained(A, b, {.C = A.view(), .d = b, .lo = b});
   return fit.intervals(0.9)[0].low + fit.p_values()[0] + fit.f_p_value() + fit.covariance()(0, 0) +
-         several.x(0, 0) + tabfit::nonnegative(A, b).x[0] + tabfit::bounded(A, b, b, b).residual_norm;
+         several.x(0, 0) + tabfit::nonnegative(A, b).x[0] + tabfit::bounded(A, b, b, b).residual_norm +
+         held.x[0];
 }
 
 template <class T>
