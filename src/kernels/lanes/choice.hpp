@@ -88,8 +88,9 @@ struct ElementKernels {
 
   // -- reflections ----------------------------------------------------------------------------------
 
-  // Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To each
-  // the waiting reflections q = 0..waiting-1 are applied, y = y + t[q][c] u[q][i], rounded to Real each.
+  // Columns eight by eight, row-major: element (i, c) of panel p is Y[p * panel_size + 8 i + c]. To
+  // each the waiting reflections q = 0..waiting-1 are applied, y = y + t[q][c] u[q][i], rounded to Real
+  // each.
 
   /// How many may wait: one where to apply again takes longer than to write, as it does for floats,
   /// which every application rounds; otherwise as many as registers have room for.

@@ -1,5 +1,5 @@
-// kernels/sums/reflect_lanes.hpp - reflections over vectors of the width that the file including this is
-// compiled for.
+// kernels/sums/reflect_lanes.hpp - reflections over vectors of the width that the file including this
+// is compiled for.
 #pragma once
 
 #include "kernels/lanes/choice.hpp"
@@ -45,6 +45,7 @@ inline void reflect_panels(Real* Y, std::ptrdiff_t panel_size, int rows, const d
       .put(next_t + first + v * Lanes::width);
 }
 
+/// With four lanes three would leave registers for one panel only, which waits for its own sums.
 template <class Real>
 constexpr int may_wait = sizeof(Real) == sizeof(float) ? 1
                          : Lanes::width == 8           ? 3
@@ -93,6 +94,10 @@ void reflect(Real* Y, std::ptrdiff_t panel_size, int panels, int rows, int waiti
     all(Count<1>{}, Count<1>{});
 }
 
+/// Why:       the next pivot needs one row and the norms without it, long before the next pass.
+/// Shape:     as reflect_row has it; a vector is part of one panel.
+/// Invariant: columns before the present vector are final.
+/// Order:     the reflections ascending, each rounded to Real, then the step of the norm.
 template <class Real>
 void reflect_row(Real* Y, std::ptrdiff_t panel_size, int panels, int waiting, const double* u,
                  const double* const* t, double* h) noexcept {
