@@ -34,14 +34,14 @@ class infeasible : public error {
 
 namespace detail {
 
-/// "C row 2", "E row 0", "the upper bound of x[1]".
-inline std::string constraint_name(const active_constraint &c) {
+/// "C row 2", "E row 0", "the upper bound of x[1]"; `rows` is the matrix of the inequalities.
+inline std::string constraint_name(const active_constraint &c, const std::string &rows = "C") {
   const std::string index = std::to_string(c.index);
   switch (c.kind) {
     case constraint_kind::equality:
       return "E row " + index;
     case constraint_kind::inequality:
-      return "C row " + index;
+      return rows + " row " + index;
     case constraint_kind::lower:
       return "the lower bound of x[" + index + "]";
     default:
@@ -50,8 +50,9 @@ inline std::string constraint_name(const active_constraint &c) {
 }
 
 /// "C rows 2 and 5 and the upper bound of x[1] contradict each other".
-inline std::string contradiction_sentence(std::span<const active_constraint> constraints) {
-  if (constraints.size() == 1) return "no x satisfies " + constraint_name(constraints[0]);
+inline std::string contradiction_sentence(std::span<const active_constraint> constraints,
+                                          const std::string &rows = "C") {
+  if (constraints.size() == 1) return "no x satisfies " + constraint_name(constraints[0], rows);
   std::string sentence;
   for (std::size_t k = 0; k < constraints.size(); ++k) {
     const active_constraint c = constraints[k];
@@ -60,9 +61,9 @@ inline std::string contradiction_sentence(std::span<const active_constraint> con
     const bool last = k + 1 == constraints.size() || constraints[k + 1].kind != c.kind;
     if (k > 0) sentence += k + 1 == constraints.size() || (row && last && !first) ? " and " : ", ";
     if (!row || (first && last))
-      sentence += constraint_name(c);
+      sentence += constraint_name(c, rows);
     else
-      sentence += (first ? c.kind == constraint_kind::equality ? "E rows " : "C rows " : "") +
+      sentence += (first ? (c.kind == constraint_kind::equality ? "E" : rows) + " rows " : "") +
                   std::to_string(c.index);
   }
   return sentence + " contradict each other";

@@ -10,6 +10,7 @@
 #include "tabfit/engine.hpp"
 #include "tabfit/error.hpp"
 #include "tabfit/infeasible.hpp"
+#include "tabfit/least_distance.hpp"
 #include "tabfit/least_squares.hpp"
 #include "tabfit/matrix.hpp"
 #include "tabfit/nonnegative.hpp"
