@@ -123,6 +123,7 @@ class optimality {
   std::span<const double> residual() const { return residual_; }
   std::span<const double> gradient() const { return gradient_; }
   std::span<const double> norms() const { return norms_; }  ///< |A_j|
+  double norm_of_b() const { return norm_b_; }
   double scale() const { return scale_; }
 
   /// The largest violation at the point of the last move_to, which is s.x:

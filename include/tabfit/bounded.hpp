@@ -9,6 +9,7 @@
 #include <limits>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tabfit/active_set.hpp"
@@ -33,11 +34,11 @@ namespace detail {
 /// rounding. An unknown that enters and leaves before any value moved is set aside until one has.
 class bounded_search {
  public:
-  /// norms are the lengths of the columns of R. Bounds may be infinite.
+  /// norms are the lengths of the columns of R, norm_c that of c. Bounds may be infinite.
   template <real T>
-  bounded_search(const reduced &R, std::span<const double> norms, std::span<const T> lo,
+  bounded_search(const reduced &R, std::span<const double> norms, double norm_c, std::span<const T> lo,
                  std::span<const T> hi)
-      : columns_(R), unknowns_(lo.size()), z_(lo.size()), w_(lo.size()), right_(R.c.size()) {
+      : columns_(R), unknowns_(lo.size()), scratch_(3 * lo.size()), norm_c_(norm_c) {
     for (int j = 0; j < R.columns; ++j) {
       const double scale = power_to_one(norms[at(j)]);
       columns_.scale(j, scale);
@@ -49,7 +50,6 @@ class bounded_search {
       u.y = std::clamp(0.0, u.lo, u.hi);
       u.held = !(u.lo < u.hi);
     }
-    norm_c_ = std::hypot(norm(R.c.data(), R.rows), R.rest);
   }
 
   /// Unknown j shall begin at rest, on a bound if that is finite.
@@ -66,7 +66,7 @@ class bounded_search {
   void start() {
     const int n = int(unknowns_.size());
     for (int place = 0; place < n && columns_.count() < columns_.rows(); ++place)
-      if (!at_place(place).held && columns_.new_part(place) > dependent) columns_.enter(place);
+      if (!at_place(place).held && columns_.new_part(place) > dependent) enter(place);
     do minimise();
     while (leave_if([&](unknown &u, double z) {
       u.y = std::clamp(z, u.lo, u.hi);
@@ -82,20 +82,19 @@ class bounded_search {
   }
 
   int iterations() const { return iterations_; }
-  int passive_count() const { return columns_.count(); }
-  int column(int place) const { return columns_.column(place); }  ///< the passive ones come first
+  bool passive(int j) const { return unknowns_[at(j)].passive; }
   double x(int j) const { return unknowns_[at(j)].y * unknowns_[at(j)].scale; }
 
   /// Subtracts T^-1 T^-T g from the passive unknowns, where g is the gradient of the half square at x: the
   /// corrected seminormal equations (Bjorck, Numerical Methods for Least Squares Problems, section 6.6.5).
   void correct(std::span<const double> gradient) {
     for (int place = 0; place < columns_.count(); ++place)
-      z_[at(place)] = gradient[at(columns_.column(place))] * at_place(place).scale;
-    columns_.solve_transposed(z_);
-    columns_.solve(z_, z_);
+      z()[place] = gradient[at(columns_.column(place))] * at_place(place).scale;
+    columns_.solve_transposed(z());
+    columns_.solve(z(), z());
     for (int place = 0; place < columns_.count(); ++place) {
       unknown &u = at_place(place);
-      u.y = std::clamp(u.y - z_[at(place)], u.lo, u.hi);
+      u.y = std::clamp(u.y - z()[place], u.lo, u.hi);
     }
   }
 
@@ -107,6 +106,7 @@ class bounded_search {
   struct unknown {
     double scale = 1, length = 1;  ///< x = scale y; the length of the scaled column
     double lo = 0, hi = 0, y = 0;
+    bool passive = false;
     bool held = false;   ///< rests until run()
     bool aside = false;  ///< does not enter
 
@@ -117,27 +117,37 @@ class bounded_search {
   };
   unknown &at_place(int place) { return unknowns_[at(columns_.column(place))]; }
 
+  // By place. z: the minimiser, and behind the passive places the values that rest there.
+  double *z() { return scratch_.data(); }
+  double *w() { return z() + unknowns_.size(); }
+  double *right() { return w() + unknowns_.size(); }
+
+  void enter(int place) {
+    at_place(place).passive = true;
+    columns_.enter(place);
+  }
+
   /// Step 6: z = minimiser over the passive unknowns.
   void minimise() {
-    for (int place = columns_.count(); place < int(z_.size()); ++place)
-      z_[at(place)] = at_place(place).y;
-    columns_.right_side(z_, right_);
-    columns_.solve(right_, z_);
+    for (int place = columns_.count(); place < int(unknowns_.size()); ++place)
+      z()[place] = at_place(place).y;
+    columns_.right_side(z(), right());
+    columns_.solve(right(), z());
     ++iterations_;
   }
 
   /// Steps 2 to 4: the place of the resting unknown with the steepest descent, or -1 if there is none.
   int entering() {
-    columns_.correlations(right_, w_);
+    columns_.correlations(right(), w());
     double terms = norm_c_;
     for (const unknown &u : unknowns_) terms += u.length * std::abs(u.y);
     double steepest = noise * terms;
     int t = -1;
-    for (int place = columns_.count(); place < int(w_.size()); ++place) {
+    for (int place = columns_.count(); place < int(unknowns_.size()); ++place) {
       const unknown &u = at_place(place);
-      const double w = w_[at(place)];
-      if (!(std::abs(w) > steepest) || u.aside || !(w > 0 ? u.y < u.hi : u.y > u.lo)) continue;
-      steepest = std::abs(w);
+      const double slope = w()[place];
+      if (!(std::abs(slope) > steepest) || u.aside || !(slope > 0 ? u.y < u.hi : u.y > u.lo)) continue;
+      steepest = std::abs(slope);
       t = place;
     }
     return t;
@@ -146,12 +156,12 @@ class bounded_search {
   /// Steps 5 to 11: the unknown at a place enters; others leave until all z are inside their bounds.
   bool pass(int place, int limit) {
     unknown &t = at_place(place);
-    columns_.enter(place);
+    enter(place);
     bool stays = true, moved = false;
     for (minimise();; minimise()) {
       double alpha = 1;  // steps 7 to 9
       for (int p = 0; p < columns_.count(); ++p)
-        if (at_place(p).outside(z_[at(p)])) alpha = std::min(alpha, at_place(p).part(z_[at(p)]));
+        if (at_place(p).outside(z()[p])) alpha = std::min(alpha, at_place(p).part(z()[p]));
       const bool any = leave_if([&](unknown &u, double z) {  // steps 10 and 11
         const bool blocks = u.outside(z) && u.part(z) <= alpha;
         u.y = blocks ? u.bound(z) : alpha < 1 ? std::clamp(u.y + alpha * (z - u.y), u.lo, u.hi) : z;
@@ -174,57 +184,53 @@ class bounded_search {
   bool leave_if(Leaves leaves) {
     const int before = columns_.count();
     for (int place = before - 1; place >= 0; --place)
-      if (leaves(at_place(place), z_[at(place)])) columns_.leave(place);
+      if (unknown &u = at_place(place); leaves(u, z()[place])) {
+        u.passive = false;
+        columns_.leave(place);
+      }
     return columns_.count() < before;
   }
 
   passive_columns columns_;
   std::vector<unknown> unknowns_;
-  std::vector<double> z_;  ///< by place: the minimiser, and behind the passive places what rests there
-  std::vector<double> w_;  ///< by place
-  std::vector<double> right_;
-  double norm_c_ = 0;
+  std::vector<double> scratch_;
+  double norm_c_;
   int iterations_ = 0;
 };
 
-/// The values of a search, inside their bounds to the bit.
+/// Sets x to the values of a search, inside their bounds to the bit.
 template <real T>
-std::vector<double> values(const bounded_search &search, std::span<const T> lo, std::span<const T> hi) {
-  std::vector<double> x(lo.size());
+void get_values(const bounded_search &search, const conditions<T> &p, std::vector<double> &x) {
   for (std::size_t j = 0; j < x.size(); ++j)
-    x[j] = std::clamp(search.x(int(j)), double(lo[j]), double(hi[j]));
-  return x;
+    x[j] = std::clamp(search.x(int(j)), double(p.lo[j]), double(p.hi[j]));
 }
 
-/// The minimiser on the active set that a search has found, to which `point` is moved. What the updates of
-/// the factors have lost is won back: the gradient, formed from the data as they were given, corrects the
-/// passive unknowns while this makes it smaller.
+/// The minimiser on the active set that a search has found, at which `point` stands in the end. What the
+/// updates of the factors have lost is won back: the gradient, formed from the data as they were given,
+/// corrects the passive unknowns while this halves it.
 template <real T>
-std::vector<double> refined(bounded_search &search, optimality<T> &point, std::span<const T> lo,
-                            std::span<const T> hi) {
+std::vector<double> refined(bounded_search &search, optimality<T> &point, const conditions<T> &p) {
   constexpr double good = 8 * double(std::numeric_limits<T>::epsilon());
   const auto imbalance = [&] {
     double worst = 0;
-    for (int place = 0; place < search.passive_count(); ++place) {
-      const std::size_t j = at(search.column(place));
-      worst = std::max(worst, std::abs(point.gradient()[j]) / point.norms()[j]);
-    }
+    for (int j = 0; j < p.A.columns(); ++j)
+      if (search.passive(j))
+        worst = std::max(worst, std::abs(point.gradient()[at(j)]) / point.norms()[at(j)]);
     return worst / point.scale();
   };
-  std::vector<double> x = values(search, lo, hi);
+  std::vector<double> x(p.lo.size());
+  get_values(search, p, x);
   point.move_to(x);
-  for (double worst = imbalance(); worst > good;) {
+  double worst = imbalance();
+  while (worst > good) {
+    const std::vector<double> last = x;
     search.correct(point.gradient());
-    const std::vector<double> next = values(search, lo, hi);
-    point.move_to(next);
-    const double now = imbalance();
-    if (!(now < 0.5 * worst)) {
-      if (now < worst) return next;
-      point.move_to(x);
-      break;
-    }
-    x = next;
-    worst = now;
+    get_values(search, p, x);
+    point.move_to(x);
+    const double before = std::exchange(worst, imbalance());
+    if (worst < 0.5 * before) continue;
+    if (!(worst < before)) point.move_to(x = last);
+    break;
   }
   return x;
 }
@@ -232,14 +238,13 @@ std::vector<double> refined(bounded_search &search, optimality<T> &point, std::s
 /// Adds the unknowns that rest on a bound to a solution, with their multipliers.
 template <real T>
 void add_active(solution<T> &s, const bounded_search &search, std::span<const double> gradient,
-                std::span<const T> lo, std::span<const T> hi) {
-  std::vector<bool> passive(s.x.size());
-  for (int place = 0; place < search.passive_count(); ++place) passive[at(search.column(place))] = true;
+                const conditions<T> &p) {
   s.active.reserve(s.x.size());
   s.multipliers.reserve(s.x.size());
   for (std::size_t j = 0; j < s.x.size(); ++j) {
-    if (passive[j] || (s.x[j] != lo[j] && s.x[j] != hi[j])) continue;
-    const bool lower = s.x[j] == lo[j] && !(s.x[j] == hi[j] && gradient[j] < 0);
+    const bool on_lo = s.x[j] == p.lo[j], on_hi = s.x[j] == p.hi[j];
+    if (search.passive(int(j)) || !(on_lo || on_hi)) continue;
+    const bool lower = on_lo && !(on_hi && gradient[j] < 0);
     s.active.push_back({lower ? constraint_kind::lower : constraint_kind::upper, int(j)});
     s.multipliers.push_back(T(std::max(0.0, lower ? gradient[j] : -gradient[j])));
   }
@@ -251,7 +256,7 @@ solution<T> solve_bounded(const char *operation, const conditions<T> &p,
                           const active_set_options &options, int constraints) {
   const reduced R = reduce<T>(p.A, p.b);
   optimality<T> point(p, R);
-  bounded_search search(R, point.norms(), p.lo, p.hi);
+  bounded_search search(R, point.norms(), point.norm_of_b(), p.lo, p.hi);
   for (std::size_t a = 0; a < options.start.size(); ++a) {
     const auto [kind, j] = options.start[a];
     if ((kind != constraint_kind::lower && kind != constraint_kind::upper) || j < 0 || j >= R.columns)
@@ -263,11 +268,16 @@ solution<T> solve_bounded(const char *operation, const conditions<T> &p,
   const bool ended =
       search.run(options.iterations > 0 ? options.iterations : 10 + 3 * (R.columns + constraints));
 
-  const std::vector<double> x = ended ? refined(search, point, p.lo, p.hi) : values(search, p.lo, p.hi);
-  if (!ended) point.move_to(x);
+  std::vector<double> x(p.lo.size());
+  if (ended) {
+    x = refined(search, point, p);
+  } else {
+    get_values(search, p, x);
+    point.move_to(x);
+  }
   solution<T> s;
   s.x.assign(x.begin(), x.end());
-  add_active<T>(s, search, point.gradient(), p.lo, p.hi);
+  add_active(s, search, point.gradient(), p);
   if constexpr (sizeof(T) < sizeof(double)) point.move_to(s.x);  // the rounded values
   s.residual.assign(point.residual().begin(), point.residual().end());
   s.residual_norm = T(norm(point.residual().data(), p.A.rows()));

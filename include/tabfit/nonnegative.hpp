@@ -3,6 +3,7 @@
 //   nonnegative(A, b)   minimises |A x - b| subject to x >= 0
 #pragma once
 
+#include <algorithm>
 #include <limits>
 #include <span>
 #include <vector>
@@ -32,7 +33,9 @@ solution<typename M::value_type> nonnegative(const M &A, std::span<const typenam
   using T = typename M::value_type;
   detail::check_problem<T>("nonnegative", A.view(), b);
   const int n = A.view().columns();
-  const std::vector<T> lo(detail::at(n)), hi(detail::at(n), std::numeric_limits<T>::infinity());
+  std::vector<T> bounds(2 * detail::at(n));
+  const std::span<T> lo(bounds.data(), detail::at(n)), hi(bounds.data() + n, detail::at(n));
+  std::ranges::fill(hi, std::numeric_limits<T>::infinity());
   return detail::solve_bounded<T>(
       "nonnegative", {.A = A.view(), .b = b, .C = {}, .d = {}, .E = {}, .f = {}, .lo = lo, .hi = hi},
       options, n);

@@ -8,8 +8,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <span>
 #include <vector>
@@ -54,20 +56,26 @@ class work_columns {
   std::vector<double *> pointers_;
 };
 
-/// The power of two that brings x to 0.5..1, as far as one factor can; 1 for 0.
+/// The power of two that brings x to 0.5..1, as far as one factor can; 1 for 0. Where the result can be no
+/// subnormal number it is made from the exponent of x.
 inline double power_to_one(double x) {
+  constexpr std::uint64_t fraction = 52, twice_bias = 2045;
+  const std::uint64_t biased = std::bit_cast<std::uint64_t>(x) << 1 >> (fraction + 1);
+  if (biased > 22 && biased < 2023) return std::bit_cast<double>((twice_bias - biased) << fraction);
   if (x == 0.0) return 1.0;
   int exponent = 0;
   std::frexp(x, &exponent);
   return std::ldexp(1.0, std::clamp(-exponent, -1000, 1000));
 }
 
-inline double greatest_magnitude(const double *x, int n) {
+template <real T>
+double greatest_magnitude(const T *x, int n) {
   double greatest[4] = {};
   int i = 0;
   for (; i + 4 <= n; i += 4)
-    for (int l = 0; l < 4; ++l) greatest[l] = std::max(greatest[l], std::abs(x[i + l]));
-  for (; i < n; ++i) greatest[0] = std::max(greatest[0], std::abs(x[i]));
+    for (int l = 0; l < 4; ++l)
+      greatest[l] = std::max(greatest[l], std::abs(static_cast<double>(x[i + l])));
+  for (; i < n; ++i) greatest[0] = std::max(greatest[0], std::abs(static_cast<double>(x[i])));
   return std::max(std::max(greatest[0], greatest[1]), std::max(greatest[2], greatest[3]));
 }
 
@@ -111,12 +119,16 @@ void add_multiple(double a, const T *x, double *y, int n) {
   for (; i < n; ++i) y[i] += a * static_cast<double>(x[i]);
 }
 
-/// x := a x.
-inline void multiply(double a, double *x, int n) {
+/// y = a x; x may be y.
+template <real T>
+void set_multiple(double a, const T *x, double *y, int n) {
   int i = 0;
-  for (; i + 4 <= n; i += 4)
-    for (int l = 0; l < 4; ++l) x[i + l] *= a;
-  for (; i < n; ++i) x[i] *= a;
+  for (; i + 4 <= n; i += 4) {
+    double products[4];
+    for (int l = 0; l < 4; ++l) products[l] = a * static_cast<double>(x[i + l]);
+    for (int l = 0; l < 4; ++l) y[i + l] = products[l];
+  }
+  for (; i < n; ++i) y[i] = a * static_cast<double>(x[i]);
 }
 
 /// Makes the reflection H = I - tau v v' with v[0] = 1 that takes x to (beta, 0, ..., 0). Stores beta
@@ -129,7 +141,7 @@ inline double make_reflection(double *x, int n) {
   const double squares = alpha * alpha + tail * tail;
   const double size = squares > 1e-280 ? std::sqrt(squares) : std::hypot(alpha, tail);
   const double beta = -std::copysign(size, alpha);
-  multiply(1.0 / (alpha - beta), x + 1, n - 1);
+  set_multiple(1.0 / (alpha - beta), x + 1, x + 1, n - 1);
   x[0] = beta;
   return (beta - alpha) / beta;
 }
@@ -269,16 +281,19 @@ template <real T>
 double load_scaled(table_view<T> A, int j, const double *root_weights, double *y) {
   const int m = A.rows();
   const T *const x = A.column(j);
-  if (A.row_stride() == 1)
-    std::copy(x, x + m, y);
-  else
+  double power = 1.0;
+  if (A.row_stride() == 1) {
+    power = power_to_one(greatest_magnitude(x, m));
+    set_multiple(power, x, y, m);
+  } else {
     for (int i = 0; i < m; ++i) y[i] = static_cast<double>(x[i * A.row_stride()]);
-  const double power = power_to_one(greatest_magnitude(y, m));
-  multiply(power, y, m);
+    power = power_to_one(greatest_magnitude(y, m));
+    set_multiple(power, y, y, m);
+  }
   if (!root_weights) return power;
   for (int i = 0; i < m; ++i) y[i] *= root_weights[i];
   const double again = power_to_one(greatest_magnitude(y, m));
-  multiply(again, y, m);
+  set_multiple(again, y, y, m);
   return power * again;
 }
 

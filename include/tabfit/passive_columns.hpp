@@ -31,12 +31,7 @@ namespace tabfit::detail {
 class passive_columns {
  public:
   explicit passive_columns(const reduced &R)
-      : rows_(R.rows),
-        n_(R.columns),
-        W_(at(rows_) * at(n_ + 1)),
-        order_(at(n_)),
-        v_(zeros(rows_)),
-        sums_(zeros(n_ + 1)) {
+      : rows_(R.rows), n_(R.columns), W_(at(rows_ + 2) * at(n_ + 1)), order_(at(n_)) {
     for (int i = 0; i < rows_; ++i) {
       for (int j = i; j < n_; ++j) row(i)[j] = R(i, j);
       row(i)[n_] = R.c[at(i)];
@@ -72,29 +67,30 @@ class passive_columns {
   }
 
   /// right = (c1, c2) - (S, S') y, where y has the values of the columns from k on at their places.
-  void right_side(const std::vector<double> &y, std::vector<double> &right) const {
+  void right_side(const double *y, double *right) const {
+    const bool zero = std::all_of(y + k_, y + n_, [](double v) { return v == 0; });
     for (int i = 0; i < rows_; ++i)
-      right[at(i)] = row(i)[n_] - dot(row(i) + k_, y.data() + k_, n_ - k_);
+      right[i] = row(i)[n_] - (zero ? 0.0 : dot(row(i) + k_, y + k_, n_ - k_));
   }
 
   /// z = T^-1 right, the first k elements.
-  void solve(const std::vector<double> &right, std::vector<double> &z) const {
+  void solve(const double *right, double *z) const {
     for (int i = k_ - 1; i >= 0; --i)
-      z[at(i)] = (right[at(i)] - dot(row(i) + i + 1, z.data() + i + 1, k_ - i - 1)) / row(i)[i];
+      z[i] = (right[i] - dot(row(i) + i + 1, z + i + 1, k_ - i - 1)) / row(i)[i];
   }
 
   /// z = T^-T z, the first k elements.
-  void solve_transposed(std::vector<double> &z) const {
+  void solve_transposed(double *z) const {
     for (int i = 0; i < k_; ++i) {
-      z[at(i)] /= row(i)[i];
-      add_multiple(-z[at(i)], row(i) + i + 1, z.data() + i + 1, k_ - i - 1);
+      z[i] /= row(i)[i];
+      add_multiple(-z[i], row(i) + i + 1, z + i + 1, k_ - i - 1);
     }
   }
 
   /// w = S'^T right, at the places from k on.
-  void correlations(const std::vector<double> &right, std::vector<double> &w) const {
-    std::fill(w.begin() + k_, w.end(), 0.0);
-    add_rows(k_, rows_, k_, n_, right.data(), w.data());
+  void correlations(const double *right, double *w) const {
+    std::fill(w + k_, w + n_, 0.0);
+    add_rows(k_, rows_, k_, n_, right, w);
   }
 
  private:
@@ -128,29 +124,29 @@ class passive_columns {
   }
 
   int rows_, n_, k_ = 0;
-  std::vector<double> W_;   ///< rows_ rows of n_ + 1 elements
+  std::vector<double> W_;   ///< rows_ rows of n_ + 1 elements, and two of scratch; rows_ <= n_
   std::vector<int> order_;  ///< the column at each place
-  std::vector<double> v_, sums_;
 };
 
 // Householder's reflection of rows k..last maps the column to a multiple of e_k. Below `last` the column
 // is zero: what enters in the order of a triangle needs no reflection.
 inline void passive_columns::enter(int place) {
   const int k = k_++;
-  for (int i = 0; i < rows_; ++i) std::swap(row(i)[k], row(i)[place]);
+  for (int i = 0; i < rows_ && place > k; ++i) std::swap(row(i)[k], row(i)[place]);
   std::swap(order_[at(k)], order_[at(place)]);
   int last = rows_ - 1;
   while (last > k && row(last)[k] == 0) --last;
   if (last == k) return;
 
-  for (int i = k; i <= last; ++i) v_[at(i)] = std::exchange(row(i)[k], 0.0);
-  const double length = std::copysign(norm(v_.data() + k, last - k + 1), v_[at(k)]);
+  double *const v = row(rows_), *const sums = row(rows_ + 1);
+  for (int i = k; i <= last; ++i) v[i] = std::exchange(row(i)[k], 0.0);
+  const double length = std::copysign(norm(v + k, last - k + 1), v[k]);
   row(k)[k] = -length;
-  v_[at(k)] += length;  // v = column + length e_k, H = I - v v' / (length v_k)
-  std::fill(sums_.begin() + k + 1, sums_.end(), 0.0);
-  add_rows(k, last + 1, k + 1, n_ + 1, v_.data(), sums_.data());
+  v[k] += length;  // v = column + length e_k, H = I - v v' / (length v_k)
+  std::fill(sums + k + 1, sums + n_ + 1, 0.0);
+  add_rows(k, last + 1, k + 1, n_ + 1, v, sums);
   for (int i = k; i <= last; ++i)
-    add_multiple(-v_[at(i)] / (length * v_[at(k)]), sums_.data() + k + 1, row(i) + k + 1, n_ - k);
+    add_multiple(-v[i] / (length * v[k]), sums + k + 1, row(i) + k + 1, n_ - k);
 }
 
 }  // namespace tabfit::detail
