@@ -161,14 +161,23 @@ inline int reduce_by_rank(work_columns &R, int n, std::span<const double> length
 
 /// The map V from c to the solution of least norm of the first `rank` rows of R, columns in `order`:
 /// R = [L 0] Z', V = Z [L^-1; 0]. The norm is that of x, not of z, and the intercept does not count.
-/// Lawson and Hanson, chapter 14.
+/// Lawson and Hanson, chapter 14. The rows of R' are sorted by size, which keeps the small ones exact: Cox
+/// and Higham, in Numerical Analysis 1997, Pitman Research Notes 380.
 inline work_columns least_norm_map(const work_columns &R, int rank, int n, int intercept,
                                    const std::vector<int> &order, std::span<const double> power) {
   const int q = rank - intercept, p = n - intercept;
   work_columns G(p, q), U(q, q), E(p, q), V(n, rank);
-  for (int i = 0; i < q; ++i)
-    for (int j = std::max(i, 0); j < p; ++j)
-      G[i][j] = R[j + intercept][i + intercept] / power[at(order[at(j + intercept)])];
+  std::vector<int> place(at(p));  // of the columns in x: the greatest first
+  std::iota(place.begin(), place.end(), intercept);
+  std::vector<double> size = zeros(n);
+  for (int j = intercept; j < n; ++j) size[at(j)] = norm(R[j] + intercept, q) / power[at(order[at(j)])];
+  std::ranges::sort(place, [&](int j, int k) {
+    return size[at(j)] != size[at(k)] ? size[at(j)] > size[at(k)] : j < k;
+  });
+  for (int j = 0; j < p; ++j) {
+    const int from = place[at(j)];
+    for (int i = 0; i < q; ++i) G[i][j] = R[from][i + intercept] / power[at(order[at(from)])];
+  }
   std::vector<double> tau = zeros(q);
   householder(G, q, tau.data());  // G = R' = Z [L'; 0]
   if (q > 0) U = inverse_triangle(upper_part(G, q, 0), q);
@@ -177,7 +186,7 @@ inline work_columns least_norm_map(const work_columns &R, int rank, int n, int i
   for (int k = q - 1; k >= 0; --k) reflect(G[k], tau[at(k)], E.pointers(), q, k, p);
   for (int j = 0; j < q; ++j)
     for (int i = 0; i < p; ++i) {
-      const int column = order[at(i + intercept)];
+      const int column = order[at(place[at(i)])];
       V[j + intercept][column] = E[j][i] / power[at(column)];
     }
   if (intercept == 0 || rank == 0) return V;
