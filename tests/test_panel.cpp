@@ -524,10 +524,10 @@ struct Block {
   std::size_t at(int i, int j) const { return static_cast<std::size_t>(i * width + j); }
 
   /// Elements of a common scale, a diagonal that outweighs them but in row `refused`, if there is one.
-  Block(Random& random, int count, int refused, int scale)
-      : rows(count), width(padded(count)), s(at(rows, 0)), sums(s.size()), u(s.size()) {
+  Block(Random& random, int count, int stretch, int refused, int scale, bool from_zero)
+      : rows(count), width(padded(count) + stretch), s(at(rows, 0)), sums(s.size()), u(s.size()) {
     const auto some = [&](double most) { return std::ldexp(random.real(-most, most), 2 * scale); };
-    for (double& sum : sums) sum = some(1);
+    for (double& sum : sums) sum = from_zero ? 0.0 : some(1);
     for (int j = 0; j < rows; ++j)
       for (int i = 0; i <= j; ++i) s[at(i, j)] = static_cast<Real>(some(1));
     for (int i = 0; i < rows; ++i) s[at(i, i)] = static_cast<Real>(std::ldexp(rows + 3.0, 2 * scale));
@@ -556,14 +556,15 @@ KERNEL_TEST(Panel, FactorRowsFindTheRowsOfAFactorUpToARefusedPivot) {
   Random random(7108);
   constexpr int most = factor_most, places = most + 9;
   auto from = fenced_arrays<Real>(most, places), to = fenced_arrays<Real>(most, places);
-  Fenced<double> sums(most * most);
+  Fenced<double> sums(most * (most + 8));
   for (int turn = 0; turn < 1200; ++turn) {
-    const int rows = 1 + turn % most, done = random.integer(0, rows > 1), at = random.integer(0, 9),
+    const int rows = 1 + (turn % 32 ? turn % 40 : random.integer(40, most - 1)),
+              done = random.integer(0, rows > 1), at = random.integer(0, 9),
               refused = random.chance(4) ? random.integer(done, rows) : rows,
               scale =
                   random.integer(-1, 1) * random.integer(0, sizeof(Real) == sizeof(double) ? 480 : 25);
-    const bool in_place = random.chance(2);
-    Block<Real> block(random, rows, refused, scale);
+    const bool in_place = random.chance(2), from_zero = random.chance(2);
+    Block<Real> block(random, rows, 8 * random.integer(0, 1), refused, scale, from_zero);
     block.factor(done);
     const Real* S[most];
     Real* U[most];
@@ -579,7 +580,8 @@ KERNEL_TEST(Panel, FactorRowsFindTheRowsOfAFactorUpToARefusedPivot) {
     const auto side = random.chance(2) ? Touching::end : Touching::begin;
     input(sums, 0, rows * block.width, side,
           [&](int k) { return block.sums[static_cast<std::size_t>(k)]; });
-    const int finished = kernel.of<Real>().factor_rows(S, U, at, done, rows, sums.data(), block.width);
+    const int finished = kernel.of<Real>().factor_rows(S, U, at, done, rows,
+                                                       from_zero ? nullptr : sums.data(), block.width);
     ASSERT_EQ(finished, block.finished) << rows << " rows, " << refused << " refused";
     for (int j = 0; j < rows; ++j)
       for (int i = 0; i <= j; ++i) {

@@ -15,31 +15,23 @@
 namespace tabfit {
 namespace {
 
-/// The sums over the rows above the diagonal block: sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j,
-/// at sums[i * width + j], and 0 for i > j.
+/// The diagonal block of U: rows and columns i0..i0+rows-1, whose first `done` rows are there already.
+/// Returns how many rows are complete: fewer than `rows` if the next pivot is not positive.
 template <class Real>
-void sum_rows_above(Real* const* U, int i0, int rows, int width, double* sums) noexcept {
-  if (i0 == 0) {
-    std::fill_n(sums, rows * width, 0.0);
-    return;
-  }
-  alignas(64) double tall[panel_rows * panel_rows] = {};
+int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) noexcept {
+  const auto& kernel = kernels().of<Real>();
+  const int width = (rows + 7) / 8 * 8 | 8;  // rows of 16 or 32 columns would share sets of a cache
+  if (i0 == 0) return kernel.factor_rows(S, U, 0, done, rows, nullptr, width);
+
+  // sums(i,j) = U(0:i0-1,i0+i)' U(0:i0-1,i0+j), i <= j
+  alignas(64) double tall[panel_rows * panel_rows] = {}, sums[panel_rows * panel_rows];
   double* columns[panel_rows];
   for (int j = 0; j < rows; ++j) columns[j] = tall + j * panel_rows;
   product({.rows = rows, .columns = rows, .terms = i0, .upper_only = true}, transposed(U + i0),
           as_is(U + i0), into_sums<Real>(columns));
   kernels().d.pack_terms(columns, 0, rows, rows, width, sums);
-}
-
-/// The diagonal block of U: rows and columns i0..i0+rows-1, whose first `done` rows are there already.
-/// Returns how many rows are complete: fewer than `rows` if the next pivot is not positive.
-template <class Real>
-int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) noexcept {
-  const int width = (rows + 7) / 8 * 8;
-  alignas(64) double sums[factor_most * factor_most];
-  sum_rows_above(U, i0, rows, width, sums);
   // U(i,i) = root of s(i,i) - U(0:i-1,i)' U(0:i-1,i), U(i,j) = (s(i,j) - U(0:i-1,i)' U(0:i-1,j)) / U(i,i)
-  return kernels().of<Real>().factor_rows(S + i0, U + i0, i0, done, rows, sums, width);
+  return kernel.factor_rows(S + i0, U + i0, i0, done, rows, sums, width);
 }
 
 // U is formed in blocks of rows. To the right of the diagonal block the rows are those of a forward

@@ -81,8 +81,9 @@ struct ElementKernels {
   /// s(i, i) - t(i, i), and u(i, j) = (s(i, j) - t(i, j)) / u(i, i) for j > i, rounded to Real, where
   /// t(i, j) is sums(i, j) + u(0, i) u(0, j) + u(1, i) u(1, j) + ..., i terms, ascending. Element (i, j),
   /// i <= j < rows <= factor_most, stands at S[j][at + i] and U[j][at + i], which may be one place;
-  /// sums(i, j) at sums[i * width + j], where width is `rows` up to a multiple of 8, and all sums are
-  /// numbers. Returned: the first row whose d is not positive, or `rows`; no later row is written.
+  /// sums(i, j) at sums[i * width + j], width a multiple of 8, and all sums up to such a multiple are
+  /// numbers. Null: all are 0. Returned: the first row whose d is not positive, or `rows`; no later row
+  /// is written.
   int (*factor_rows)(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
                      double* sums, int width) noexcept;
 

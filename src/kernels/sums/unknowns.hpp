@@ -19,6 +19,6 @@ struct Unknowns {
 };
 
 /// Rows that factor_rows takes at most.
-inline constexpr int factor_most = 32;
+inline constexpr int factor_most = 128;
 
 }  // namespace tabfit

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kernels/lanes/lanes.hpp"
+#include "kernels/sums/panel_lanes.hpp"
 #include "kernels/sums/unknowns.hpp"
 
 namespace tabfit {
@@ -200,17 +201,17 @@ void load_triangle(const Real* const* S, std::ptrdiff_t at, int rows, int width,
     }
 }
 
-/// Rows of a factor.
+/// Rows of a factor, from the column of the first one on.
 ///
 /// Why:       a root and a division a row wait for each other. All else, a term for every sum of the
 ///            later rows, goes on beside them: so the next pivot is found first.
-/// Shape:     X holds the rows of S, and of U where they are done, `width` apart. Of the vector that the
+/// Shape:     X holds the rows of S, and of U where they are done, `width` apart, as sums are. Of the vector that the
 ///            diagonal crosses all lanes are worked on. With few lanes a division is quicker than the
 ///            steps that replace it.
 /// Invariant: sums of the rows behind the present one hold the terms before it; d is that of the row.
 /// Order:     rows ascending, and with them the terms of every sum.
 template <class V, bool few, class Real>
-int factor_vectors(int done, int rows, int width, double* sums, double* X) {
+int factor_strip(int done, int rows, int columns, int width, double* sums, double* X) {
   double d = 0.0;
   for (int i = 0; i < rows; ++i) {
     double *x = X + i * width, *sum = sums + i * width;
@@ -223,7 +224,7 @@ int factor_vectors(int done, int rows, int width, double* sums, double* X) {
         d = x[width + i + 1] - __builtin_fma(next, next, sum[width + i + 1]);
       }
       const RowDivisor divisor(few ? 1.0 : pivot);
-      for (int j = i / V::width * V::width; j < width; j += V::width) {
+      for (int j = i / V::width * V::width; j < columns; j += V::width) {
         V rest = V::load(x + j) - V::load(sum + j);
         if constexpr (few)
           rest = rest / V::of(pivot);
@@ -233,7 +234,7 @@ int factor_vectors(int done, int rows, int width, double* sums, double* X) {
       }
       x[i] = pivot;
     }
-    for (int j = (i + 1) / V::width * V::width; j < width; j += V::width) {
+    for (int j = (i + 1) / V::width * V::width; j < columns; j += V::width) {
       const V own = V::load(x + j);
       const int end = j + V::width < rows ? j + V::width : rows;
 #pragma GCC unroll 4
@@ -246,15 +247,48 @@ int factor_vectors(int done, int rows, int width, double* sums, double* X) {
   return rows;
 }
 
+/// Why:       eight rows at a time: the sums over all rows before them are tiles, which read X where it
+///            stands. A few rows are quicker without.
+/// Shape:     as choice.hpp has it; lanes behind the last column hold numbers and are not kept.
+/// Invariant: rows before i are final in X.
+/// Order:     rows ascending, and with them the terms of every sum.
 template <class Real>
 int factor_rows(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
                 double* sums, int width) noexcept {
-  alignas(64) double X[factor_most * factor_most];
+  constexpr int few = 32;
+  static_assert(few * (few + 8) >= panel_columns * (factor_most + 8));
+  alignas(64) double X[factor_most * (factor_most + 8)], own[few * (few + 8)];
+  const double *lines[factor_most], *columns[panel_columns];
+  double* out[panel_columns];
+  const int height = rows <= few ? rows : panel_columns, end = (rows + 7) / 8 * 8;
   load_triangle(S, at, rows, width, X);
   for (int i = 0; i < done; ++i)
     for (int j = i; j < rows; ++j) X[i * width + j] = U[j][at + i];
-  const int finished = width == 8 ? factor_vectors<FourLanes, true, Real>(done, rows, width, sums, X)
-                                  : factor_vectors<Lanes, false, Real>(done, rows, width, sums, X);
+  int finished = 0;
+  for (int i = 0; i == finished && i < rows; i += height) {
+    double* const from = sums ? sums + i * width : own;
+    Tile x{.P = lines, .Q = columns, .step = width, .sums = out, .end = i, .from_zero = !sums};
+    x.columns = least(height, rows - i);
+    if (!sums && i == 0)
+      for (int k = 0; k < x.columns * width; ++k) own[k] = 0.0;
+    if (i > 0) {
+      for (int l = i - height; l < i; ++l) lines[l] = X + l * width;
+      for (int c = 0; c < x.columns; ++c) {
+        columns[c] = X + i + c;
+        out[c] = from + c * width;
+      }
+      for (x.row = i; x.row < end; x.row += panel_rows) {
+        x.place = x.row;
+        x.rows = least(panel_rows, end - static_cast<int>(x.row));
+        tile(x);
+      }
+    }
+    double *const corner = from + i, *const own_rows = X + i * width + i;
+    const int before = most(done - i, 0), count = least(height, rows - i);
+    finished += end - i == 8
+                    ? factor_strip<FourLanes, true, Real>(before, count, 8, width, corner, own_rows)
+                    : factor_strip<Lanes, false, Real>(before, count, end - i, width, corner, own_rows);
+  }
   unpack_terms(X, width, rows, finished, 1, U, at);
   return finished;
 }

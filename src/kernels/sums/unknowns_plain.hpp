@@ -67,18 +67,14 @@ void next_rows(const double* P, int height, int done, int rows, const double* su
 template <class Real>
 int factor_rows(const Real* const* S, Real* const* U, std::ptrdiff_t at, int done, int rows,
                 double* sums, int width) noexcept {
-  for (int i = 0; i < rows; ++i) {
-    const auto u = [=](int j) -> Real& { return U[j][at + i]; };
-    double* sum = sums + i * width;
-    if (i >= done) {
-      const double d = S[i][at + i] - sum[i];
-      if (!(d > 0.0)) return i;  // NaN fails too
-      u(i) = store<Real>(std::sqrt(d));
-      for (int j = i + 1; j < rows; ++j) u(j) = store<Real>((S[j][at + i] - sum[j]) / u(i));
+  for (int i = done; i < rows; ++i)
+    for (int j = i; j < rows; ++j) {
+      double sum = sums ? sums[i * width + j] : 0.0;
+      for (int l = 0; l < i; ++l) sum = mul_add(U[i][at + l], U[j][at + l], sum);
+      const double rest = S[j][at + i] - sum;
+      if (j == i && !(rest > 0.0)) return i;  // NaN fails too
+      U[j][at + i] = store<Real>(j == i ? std::sqrt(rest) : rest / U[i][at + i]);
     }
-    for (int r = i + 1; r < rows; ++r)
-      for (int j = r; j < rows; ++j) sums[r * width + j] = mul_add(u(r), u(j), sums[r * width + j]);
-  }
   return rows;
 }
 
