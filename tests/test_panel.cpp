@@ -89,16 +89,21 @@ T* input(Fenced<T>& array, int from, int n, Touching touching, Element element) 
 
 int padded(int count) { return (count + 7) / 8 * 8; }
 
+bool has(Edge edge, int r, int t) {
+  if (edge.band == Band::all) return true;
+  return edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t;
+}
+
 // -- tiles ----------------------------------------------------------------------------------------
 
-constexpr int most_terms = 40;
+constexpr int most_terms = 40, most_rows = 40, most_columns = 20;
 
 /// A tile and everything around it.
 class TileCall {
  public:
   struct Shape {
     int rows, columns, first, end, step;
-    bool from_zero, crossed;  ///< crossed by the diagonal
+    bool from_zero, crossed, rounded;  ///< crossed by the diagonal; sums to floats
     Band row_band, column_band;
   };
 
@@ -119,7 +124,13 @@ class TileCall {
              .columns = shape.columns,
              .first = shape.first,
              .end = shape.end,
-             .from_zero = shape.from_zero};
+             .from_zero = shape.from_zero,
+             .row_edge = rows_,
+             .column_edge = columns_};
+    if (shape.rounded) {
+      tile_.rounded = columns_of_floats_;
+      tile_.target = random.integer(0, 9);
+    }
     if (shape.crossed) tile_.corner = random.integer(2 - shape.columns, shape.rows);
     lay_rows(source);
     lay_columns(source);
@@ -127,9 +138,14 @@ class TileCall {
       const int height = std::clamp(tile_.corner + c, 0, shape.rows);
       auto& sums = sums_[static_cast<std::size_t>(c)];
       columns_of_sums_[c] = sums.lay(height, Guarded<double>::poison(), source.side()) - tile_.place;
+      columns_of_floats_[c] =
+          floats_[static_cast<std::size_t>(c)].lay(height, Guarded<float>::poison(), source.side()) -
+          tile_.target;
       expected_[c].clear();
+      before_[c].clear();
       for (int r = 0; r < height; ++r) {
         if (!shape.from_zero) sums[r] = source.number();
+        before_[c].push_back(sums[r]);
         double sum = shape.from_zero ? 0.0 : sums[r];
         for (int t = shape.first; t < shape.end; ++t)
           if (has(rows_, r, t) && has(columns_, c, t))
@@ -141,24 +157,29 @@ class TileCall {
   }
 
   void check(const Kernels& kernel) {
-    if (shape_.row_band == Band::all && shape_.column_band == Band::all)
-      kernel.tile(tile_);
-    else
-      kernel.banded_tile(tile_, rows_, columns_);
+    kernel.tile(tile_);
     for (int c = 0; c < shape_.columns; ++c) {
       auto& sums = sums_[static_cast<std::size_t>(c)];
       ASSERT_TRUE(sums.zone_intact()) << "beside column " << c << " of " << text();
-      for (int r = 0; r < sums.size(); ++r)
-        ASSERT_SAME(sums[r], expected_[c][static_cast<std::size_t>(r)])
-            << "sum " << r << ", " << c << " of " << text();
+      auto& floats = floats_[static_cast<std::size_t>(c)];
+      ASSERT_TRUE(floats.zone_intact()) << "beside floats " << c << " of " << text();
+      for (int r = 0; r < sums.size(); ++r) {
+        const double expected = expected_[c][static_cast<std::size_t>(r)];
+        const auto where = [&] {
+          return testing::Message() << "sum " << r << ", " << c << " of " << text();
+        };
+        if (shape_.rounded) {
+          ASSERT_SAME(floats[r], static_cast<float>(expected)) << where();
+          ASSERT_SAME(sums[r], before_[c][static_cast<std::size_t>(r)]) << where();
+        } else {
+          ASSERT_SAME(sums[r], expected) << where();
+          ASSERT_TRUE(floats.untouched(r)) << where();
+        }
+      }
     }
   }
 
  private:
-  static bool has(Edge edge, int r, int t) {
-    if (edge.band == Band::all) return true;
-    return edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t;
-  }
   bool some_row_has(int t) const { return has(rows_, 0, t) || has(rows_, shape_.rows - 1, t); }
   bool some_column_has(int t) const {
     return has(columns_, 0, t) || has(columns_, shape_.columns - 1, t);
@@ -208,18 +229,21 @@ class TileCall {
     const Shape& s = shape_;
     return std::to_string(s.rows) + " by " + std::to_string(s.columns) + ", terms " +
            std::to_string(s.first) + ".." + std::to_string(s.end) + ", step " + std::to_string(s.step) +
-           (s.from_zero ? ", from zero" : "") + ", corner " + std::to_string(tile_.corner) + ", rows " +
-           names[static_cast<int>(s.row_band)] + " at " + std::to_string(rows_.at) + ", columns " +
-           names[static_cast<int>(s.column_band)] + " at " + std::to_string(columns_.at);
+           (s.from_zero ? ", from zero" : "") + (s.rounded ? ", rounded" : "") + ", corner " +
+           std::to_string(tile_.corner) + ", rows " + names[static_cast<int>(s.row_band)] + " at " +
+           std::to_string(rows_.at) + ", columns " + names[static_cast<int>(s.column_band)] + " at " +
+           std::to_string(columns_.at);
   }
 
-  std::vector<Fenced<double>> P_arrays_ = fenced_arrays<double>(most_terms, panel_rows);
-  std::vector<Fenced<double>> Q_ = fenced_arrays<double>(panel_columns, most_terms * 8);
-  std::vector<Fenced<double>> sums_ = fenced_arrays<double>(panel_columns, panel_rows);
+  std::vector<Fenced<double>> P_arrays_ = fenced_arrays<double>(most_terms, most_rows);
+  std::vector<Fenced<double>> Q_ = fenced_arrays<double>(most_columns, most_terms* most_columns);
+  std::vector<Fenced<double>> sums_ = fenced_arrays<double>(most_columns, most_rows);
+  std::vector<Fenced<float>> floats_ = fenced_arrays<float>(most_columns, most_rows);
   const double* P_[most_terms] = {};
-  const double* columns_of_Q_[panel_columns] = {};
-  double* columns_of_sums_[panel_columns] = {};
-  std::vector<double> expected_[panel_columns];
+  const double* columns_of_Q_[most_columns] = {};
+  double* columns_of_sums_[most_columns] = {};
+  float* columns_of_floats_[most_columns] = {};
+  std::vector<double> expected_[most_columns], before_[most_columns];
   Shape shape_{};
   Edge rows_{}, columns_{};
   Tile tile_{};
@@ -229,10 +253,10 @@ void check_tiles(const Kernels& kernel, std::uint64_t seed, std::initializer_lis
                  std::initializer_list<Band> column_bands) {
   Source<double> source(seed);
   TileCall call;
-  for (int rows = 1; rows <= panel_rows; ++rows)
-    for (int columns = 1; columns <= panel_columns; ++columns)
+  for (int rows = 1; rows <= most_rows; ++rows)
+    for (const int columns : {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 13, 17, 20})
       for (const int terms : {0, 1, 2, 3, 5, 17, 33})
-        for (const int step : {1, 8})
+        for (const int step : {1, most_columns})
           for (const bool from_zero : {false, true})
             for (const bool crossed : {false, true})
               for (const Band row_band : row_bands)
@@ -240,7 +264,7 @@ void check_tiles(const Kernels& kernel, std::uint64_t seed, std::initializer_lis
                   source.next_kind();
                   const int first = source.turn % 3 ? 0 : source.random.integer(1, 4);
                   call.lay(source, {rows, columns, first, first + terms, step, from_zero, crossed,
-                                    row_band, column_band});
+                                    source.turn % 4 == 1, row_band, column_band});
                   call.check(kernel);
                   if (testing::Test::HasFatalFailure()) return;
                 }
@@ -259,26 +283,32 @@ TEST_P(Panel, BandedTilesAddTheTermsOfTheirBandsAndTouchNoOther) {
 
 // -- packing --------------------------------------------------------------------------------------
 
-/// What a packing kernel leaves in its panel: element (t, r) for r < count, what `behind` says in the
-/// places up to the next multiple of 8, nothing beyond.
+/// What a packing kernel leaves in its panel: element (t, r) for r < count if the edge has it, what
+/// `behind` says in the places up to the next multiple of 8, nothing beyond. Places that the edge does not
+/// have are as `spared` says.
 template <class Element, class Behind>
-void check_packed(Fenced<double>& out, int count, int terms, int width, Element element,
-                  Behind behind) {
+void check_packed(Fenced<double>& out, int count, int terms, int width, Edge edge, Element element,
+                  Behind behind, bool spared) {
   ASSERT_TRUE(out.zone_intact());
   for (int t = 0; t < terms; ++t)
     for (int r = 0; r < width; ++r) {
       const auto text = [&] {
         return testing::Message() << "line " << r << " of " << count << " in " << width << ", term "
-                                  << t << " of " << terms;
+                                  << t << " of " << terms << ", band " << static_cast<int>(edge.band)
+                                  << " at " << edge.at;
       };
-      if (r < count)
-        ASSERT_SAME(out[t * width + r], double(element(t, r))) << text();
-      else if (r < padded(count))
-        ASSERT_TRUE(behind(out[t * width + r])) << text();
-      else
-        ASSERT_TRUE(out.untouched(t * width + r)) << text();
+      const int place = t * width + r;
+      if (r < count && has(edge, r, t)) {
+        ASSERT_SAME(out[place], double(element(t, r))) << text();
+      } else if (r >= padded(count) || (r < count && spared)) {
+        ASSERT_TRUE(out.untouched(place)) << text();
+      } else if (r >= count) {
+        ASSERT_TRUE(behind(place)) << text();
+      }
     }
 }
+
+constexpr Band bands[] = {Band::all, Band::to_l, Band::from_l};
 
 /// body(count, terms, width) for panels of every shape whose width is a multiple of `lanes`.
 template <class Body>
@@ -292,42 +322,56 @@ void each_panel(int lanes, Body body) {
       }
 }
 
-KERNEL_TEST(Panel, PackLinesCopiesNeighbouringElementsOfEveryTerm) {
+KERNEL_TEST(Panel, PackLinesCopiesWhatTheEdgeHasOfEveryTermAndTouchesNoOther) {
   Source<Real> source(7103);
   auto lines = fenced_arrays<Real>(13, 64);
   Fenced<double> out(13 * 64);
-  each_panel(kernel.lanes, [&](int count, int terms, int width) {
-    source.next_kind();
-    const int line = source.random.integer(0, 9);
-    const Real* pointers[13] = {};
-    for (int t = 0; t < terms; ++t)
-      pointers[t] = input(lines[static_cast<std::size_t>(t)], line, line + count, source.side(),
-                          [&](int) { return source.element(); });
-    out.lay(terms * width, Guarded<double>::poison(), source.side());
-    kernel.of<Real>().pack_lines(pointers, line, count, terms, width, out.data());
-    check_packed(
-        out, count, terms, width, [&](int t, int r) { return pointers[t][line + r]; },
-        [](double) { return true; });
-  });
+  for (const Band band : bands)
+    each_panel(kernel.lanes, [&](int count, int terms, int width) {
+      source.next_kind();
+      const int line = source.random.integer(0, 9);
+      const Edge edge = {band, source.random.integer(-count - 3, terms + 3)};
+      const Real* pointers[13] = {};
+      for (int t = 0; t < terms; ++t) {
+        int from = 0, end = count;
+        while (from < end && !has(edge, from, t)) ++from;
+        while (end > from && !has(edge, end - 1, t)) --end;
+        pointers[t] =
+            input(lines[static_cast<std::size_t>(t)], line + from, line + end,
+                  from > 0 ? Touching::begin : source.side(), [&](int) { return source.element(); });
+      }
+      out.lay(terms * width, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().pack_lines(pointers, line, count, terms, width, out.data(), edge);
+      check_packed(
+          out, count, terms, width, edge, [&](int t, int r) { return pointers[t][line + r]; },
+          [&](int place) { return out.untouched(place); }, true);
+    });
 }
 
-KERNEL_TEST(Panel, PackTermsTurnsLinesAndFillsUpWithZeros) {
+KERNEL_TEST(Panel, PackTermsTurnsWhatTheEdgeHasOfEveryLineAndFillsUpWithZeros) {
   Source<Real> source(7104);
   auto lines = fenced_arrays<Real>(40, 64);
   Fenced<double> out(13 * 64);
-  each_panel(kernel.lanes, [&](int count, int terms, int width) {
-    source.next_kind();
-    const int term = source.random.integer(0, 9);
-    const Real* pointers[40] = {};
-    for (int r = 0; r < count; ++r)
-      pointers[r] = input(lines[static_cast<std::size_t>(r)], term, term + terms, source.side(),
-                          [&](int) { return source.element(); });
-    out.lay(terms * width, Guarded<double>::poison(), source.side());
-    kernel.of<Real>().pack_terms(pointers, term, count, terms, width, out.data());
-    check_packed(
-        out, count, terms, width, [&](int t, int r) { return pointers[r][term + t]; },
-        [](double v) { return same_bits(v, 0.0); });
-  });
+  for (const Band band : bands)
+    each_panel(kernel.lanes, [&](int count, int terms, int width) {
+      source.next_kind();
+      const int term = source.random.integer(0, 9);
+      const Edge edge = {band, source.random.integer(-count - 3, terms + 3)};
+      const Real* pointers[40] = {};
+      for (int r = 0; r < count; ++r) {
+        int from = 0, end = terms;
+        while (from < end && !has(edge, r, from)) ++from;
+        while (end > from && !has(edge, r, end - 1)) --end;
+        pointers[r] =
+            input(lines[static_cast<std::size_t>(r)], term + from, term + end,
+                  from > 0 ? Touching::begin : source.side(), [&](int) { return source.element(); });
+      }
+      out.lay(terms * width, Guarded<double>::poison(), source.side());
+      kernel.of<Real>().pack_terms(pointers, term, count, terms, width, out.data(), edge);
+      check_packed(
+          out, count, terms, width, edge, [&](int t, int r) { return pointers[r][term + t]; },
+          [&](int place) { return band != Band::all || same_bits(out[place], 0.0); }, false);
+    });
 }
 
 KERNEL_TEST(Panel, UnpackTermsStoresWhatItsLinesHave) {

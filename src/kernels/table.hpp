@@ -45,7 +45,6 @@ constexpr ElementKernels<Real> element_table = {
 inline constexpr Kernels table = {
     .lanes = lanes,
     .tile = tile,
-    .banded_tile = banded_tile,
     .reflect_columns = reflect_columns,
     .locate = locate,
     .weigh = weigh,

@@ -49,7 +49,7 @@ void solve_columns(Kernel kernel, Real* const* U, int rows, int width, int corne
     const int count = std::min(height, end), first = end - count;
     for (int t = 0; t < count; ++t)  // column first + t of U has t + 1 of these rows
       std::copy_n(U[first + t] + first, t + 1, scratch.P + t * height);
-    if (end < rows) pack(U + end, first, count, rows - end, height, scratch.P + count * height);
+    if (end < rows) pack(U + end, first, count, rows - end, height, scratch.P + count * height, {});
     kernel({.X = scratch.X,
             .width = width,
             .P = scratch.P,
@@ -65,7 +65,7 @@ void solve_columns(Kernel kernel, Real* const* U, int rows, int width, int corne
 /// Copies rows 0..rows-1 of columns B[0..count-1] side by side, zero in the lanes behind.
 template <class Real>
 void load_columns(Real* const* B, int rows, int count, int width, double* X) noexcept {
-  kernels().of<Real>().pack_terms(B, 0, count, rows, width, X);
+  kernels().of<Real>().pack_terms(B, 0, count, rows, width, X, {});
 }
 
 /// Back to columns B[0..count-1], to the first `shortest` rows of column 0 and to one more of each next
@@ -127,12 +127,12 @@ void forward_rows(Real* const* U, int i0, int done, int rows, Real* const* B, Re
     if (i0 > 0) {
       product({.rows = rows, .columns = count, .terms = i0}, transposed(U + i0), as_is(X + k0),
               into_sums<Real>(columns));
-      kernel.d.pack_terms(columns, 0, count, rows, width, sums);
+      kernel.d.pack_terms(columns, 0, count, rows, width, sums, {});
     } else {
       std::fill_n(sums, rows * width, 0.0);
     }
-    element.pack_terms(B + k0, i0, count, rows, width, unknowns);
-    element.pack_terms(X + k0, i0, count, done, width, unknowns);
+    element.pack_terms(B + k0, i0, count, rows, width, unknowns, {});
+    element.pack_terms(X + k0, i0, count, done, width, unknowns, {});
     element.next_rows(P, panel_rows, done, rows, sums, width, unknowns);
     element.unpack_terms(unknowns + done * width, width, count, rows - done, rows, X + k0, i0 + done);
   }
@@ -171,7 +171,7 @@ struct Forward {
       std::copy_n(U[i + r] + i, r + 1, P + r * height);  // column i + r of U has r + 1 of these rows
     }
     if (i == 0) std::fill_n(sums, rows * width, 0.0);
-    if (!is_double<Real>) element.pack_lines(U + i, 0, i, rows, stride, Q);
+    if (!is_double<Real>) element.pack_lines(U + i, 0, i, rows, stride, Q, {});
     Tile tile{.P = lines, .Q = columns, .sums = own_sums, .columns = rows, .end = i};
     for (int v = 0; i > 0 && v < width; v += panel_rows) {
       tile.row = tile.place = v;

@@ -29,7 +29,7 @@ int factor_diagonal(Real* const* S, Real* const* U, int i0, int done, int rows) 
   for (int j = 0; j < rows; ++j) columns[j] = tall + j * panel_rows;
   product({.rows = rows, .columns = rows, .terms = i0, .upper_only = true}, transposed(U + i0),
           as_is(U + i0), into_sums<Real>(columns));
-  kernels().d.pack_terms(columns, 0, rows, rows, width, sums);
+  kernels().d.pack_terms(columns, 0, rows, rows, width, sums, {});
   // U(i,i) = root of s(i,i) - U(0:i-1,i)' U(0:i-1,i), U(i,j) = (s(i,j) - U(0:i-1,i)' U(0:i-1,j)) / U(i,i)
   return kernel.factor_rows(S + i0, U + i0, i0, done, rows, sums, width);
 }

@@ -48,7 +48,10 @@ struct Avx2 {
   static Doubles fma(Doubles a, Doubles b, Doubles c) { return _mm256_fmadd_pd(a, b, c); }
   static Doubles fms(Doubles a, Doubles b, Doubles c) { return _mm256_fmsub_pd(a, b, c); }
   static Doubles fnma(Doubles a, Doubles b, Doubles c) { return _mm256_fnmadd_pd(a, b, c); }
-  static Doubles fma(Doubles a, Doubles b, Doubles c, Mask k) { return select(k, fma(a, b, c), c); }
+  /// In the lanes outside the mask -0 times 0 is added, which leaves every c as it is.
+  static Doubles fma(Doubles a, Doubles b, Doubles c, Mask k) {
+    return fma(select(k, a, of(-0.0)), _mm256_and_pd(b, _mm256_castsi256_pd(k)), c);
+  }
   static Doubles fnma(Doubles a, Doubles b, Doubles c, Mask k) { return select(k, fnma(a, b, c), c); }
   static Doubles only(Doubles a, Mask k) { return select(k, a, of(0.0)); }
   static Doubles magnitude(Doubles a) { return _mm256_andnot_pd(of(-0.0), a); }

@@ -10,9 +10,9 @@
 
 namespace tabfit {
 
+struct Edge;
 struct Tile;
 struct Unknowns;
-struct Edge;
 struct PointMapping;
 struct BasisGrid;
 struct PointPlaces;
@@ -41,15 +41,16 @@ struct ElementKernels {
 
   // -- sums side by side ----------------------------------------------------------------------------
 
-  /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width; what stands in
-  /// the places up to the next multiple of 8, or the width, is not said.
+  /// out[t * width + r] = lines[t][line + r], for t < terms, r < count <= width, of those that the
+  /// edge has; nothing else is read or written.
   void (*pack_lines)(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
-                     double* out) noexcept;
+                     double* out, Edge edge) noexcept;
 
-  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width; zero for the other r
-  /// up to the next multiple of 8, or the width.
+  /// out[t * width + r] = lines[r][term + t], for t < terms, r < count <= width, of those that the
+  /// edge has; nothing else is read. Zero for the other r up to the next multiple of 8, or the width,
+  /// if the edge is no band's; otherwise what stands there is not said.
   void (*pack_terms)(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
-                     double* out) noexcept;
+                     double* out, Edge edge) noexcept;
 
   /// lines[r][term + t] = in[t * width + r], rounded to Real, for r < count and t < terms, t < corner + r.
   /// Up to a multiple of 8 the places behind the count are read.
@@ -186,15 +187,11 @@ struct ElementKernels {
 
 /// All kernels of one instruction set.
 struct Kernels {
-  /// Doubles of a vector. Tiles are best with three vectors of rows.
+  /// Doubles of a vector.
   int lanes;
 
   /// Adds the terms of a tile to its sums.
   void (*tile)(const Tile& tile) noexcept;
-
-  /// The same, but a sum gets only the terms that both its row and its column have, and only their
-  /// factors are read.
-  void (*banded_tile)(const Tile& tile, Edge rows, Edge columns) noexcept;
 
   /// To rows row..row+rows-1 of each column the reflection y = y + t[c] u[i] is applied, unless u is
   /// null; then s[c] = sum of y next[i], from 0, ascending.

@@ -44,6 +44,15 @@ inline void with_count(int n, F f) {
   }
 }
 
+/// f(Count<0>{}), f(Count<1>{}), ..., n of them.
+template <int n, class F>
+inline void with_each(F f) {
+  if constexpr (n > 0) {
+    with_each<n - 1>(f);
+    f(Count<n - 1>{});
+  }
+}
+
 /// The doubles of a register, or of two, of an instruction set.
 template <class Set>
 struct Vector {

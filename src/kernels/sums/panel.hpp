@@ -9,22 +9,8 @@
 
 namespace tabfit {
 
-/// Rows and columns of a tile of sums, at most: the widths of the panels of its factors.
+/// Rows and columns of a block of unknowns, at most.
 inline constexpr int panel_rows = 24, panel_columns = 8;
-
-/// A tile of sums: sums[c][place + r] gets the terms P[t][row + r] Q[c][term + t * step], t =
-/// first..end-1 ascending, for c < columns and r < rows, r < corner + c.
-struct Tile {
-  const double* const* P = nullptr;
-  std::ptrdiff_t row = 0;
-  const double* const* Q = nullptr;
-  std::ptrdiff_t term = 0, step = 1;
-  double* const* sums = nullptr;
-  std::ptrdiff_t place = 0;
-  int rows = 0, columns = 0, first = 0, end = 0;
-  bool from_zero = true;    ///< the sums begin at 0, not at what stands there
-  int corner = panel_rows;  ///< the rows of column 0, one more of each next one; never none of the last
-};
 
 /// Of the rows (or columns) of a product, those whose sums have a term at l.
 enum class Band {
@@ -35,8 +21,28 @@ enum class Band {
 
 /// Which of some neighbouring rows or columns have term t: number r stands for i = at + r.
 struct Edge {
-  Band band;
-  int at;
+  Band band = Band::all;
+  int at = 0;
+};
+
+/// A tile of sums: sums[c][place + r] gets the terms P[t][row + r] Q[c][term + t * step], t =
+/// first..end-1 ascending, that row and column have, for c < columns and r < rows, r < corner + c.
+/// Only the factors of these terms are read. Rows are taken in order, for each the columns in order.
+struct Tile {
+  static constexpr int everywhere = 1 << 30;
+
+  const double* const* P = nullptr;
+  std::ptrdiff_t row = 0;
+  const double* const* Q = nullptr;
+  std::ptrdiff_t term = 0, step = 1;
+  double* const* sums = nullptr;
+  std::ptrdiff_t place = 0;
+  float* const* rounded = nullptr;  ///< if not null, rounded[c][target + r] gets the sum, and sums none
+  std::ptrdiff_t target = 0;
+  int rows = 0, columns = 0, first = 0, end = 0;
+  bool from_zero = true;    ///< the sums begin at 0, not at what stands there
+  int corner = everywhere;  ///< the rows of column 0, one more of each next one
+  Edge row_edge{}, column_edge{};
 };
 
 }  // namespace tabfit

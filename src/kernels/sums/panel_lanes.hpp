@@ -19,44 +19,75 @@ constexpr int lanes = Lanes::width;
 
 // -- packing ----------------------------------------------------------------------------------------
 
+inline int least(int a, int b) { return a < b ? a : b; }
+inline int most(int a, int b) { return a > b ? a : b; }
+
+/// Bits first..end-1, of 31.
+inline std::uint32_t bits(int first, int end) {
+  const auto below = [](int n) { return (std::uint32_t{1} << most(0, least(n, 31))) - 1; };
+  return below(end) & ~below(first);
+}
+
+/// Elements first..end-1 of a line.
 template <class Real>
-void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
-                double* out) noexcept {
-  const int whole = count / Lanes::width * Lanes::width;
-  const Lanes::Mask rest = first_lanes(count - whole);
-  for (int t = 0; t < terms; ++t, out += width) {
-    const Real* from = lines[t] + line;
-    for (int r = 0; r < whole; r += Lanes::width) Lanes::load(from + r).put(out + r);
-    if (whole < count) Lanes::load(from + whole, rest).put(out + whole);
+inline void pack_line(const Real* from, int first, int end, double* out) {
+  int r = first / Lanes::width * Lanes::width;
+  const auto some = [&] {
+    const Lanes::Mask live = Lanes::mask(bits(first - r, end - r));
+    Lanes::load(from + r, live).put(out + r, live);
+  };
+  if (r < first) {
+    some();
+    r += Lanes::width;
   }
+  for (; r + Lanes::width <= end; r += Lanes::width) Lanes::load(from + r).put(out + r);
+  if (r < end) some();
 }
 
 template <class Real>
+void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
+                double* out, Edge edge) noexcept {
+  if (edge.band == Band::all)
+    for (int t = 0; t < terms; ++t) pack_line(lines[t] + line, 0, count, out + t * width);
+  if (edge.band == Band::to_l)
+    for (int t = most(0, edge.at); t < terms; ++t)
+      pack_line(lines[t] + line, 0, least(count, t - edge.at + 1), out + t * width);
+  if (edge.band == Band::from_l)
+    for (int t = 0; t < least(terms, edge.at + count); ++t)
+      pack_line(lines[t] + line, most(0, t - edge.at), count, out + t * width);
+}
+
+/// Lanes are terms when they are read and lines when they are written.
+template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
-                double* out) noexcept {
-  const int padded = (count + 7) / 8 * 8, end = padded < width ? padded : width;
-  for (int r = 0; r < end; r += Lanes::width) {
-    if (r >= count) {
-      for (int t = 0; t < terms; ++t) Lanes::zero().put(out + t * width + r);
-      continue;
-    }
-    // A line beyond the count repeats the last one, and its lane is not kept.
+                double* out, Edge edge) noexcept {
+  const int padded = (count + 7) / 8 * 8, behind = padded < width ? padded : width;
+  for (int r = 0; r < behind; r += Lanes::width) {
+    const int there = most(0, least(count - r, Lanes::width)), at = edge.at + r,
+              first = edge.band == Band::to_l ? most(0, at) : 0,
+              end = edge.band == Band::from_l ? least(terms, at + there) : terms;
+    // A line beyond the count repeats the last one, and none of it is read.
     const Real* run[Lanes::width];
-    for (int i = 0; i < Lanes::width; ++i) run[i] = lines[r + i < count ? r + i : count - 1] + term;
-    const bool all = r + Lanes::width <= count;
-    const Lanes::Mask live = first_lanes(count - r);
-    double* to = out + r;
-    int t = 0;
-    for (; t + 4 <= terms; t += 4, to += 4 * width) {
-      Lanes x[4];
-      transpose(run, t, x);
-      TABFIT_UNROLL for (int i = 0; i < 4; ++i) {
-        if (!all) x[i] = only(x[i], live);
-        x[i].put(to + i * width);
+    for (int i = 0; i < Lanes::width; ++i) run[i] = lines[least(r + i, count - 1)] + term;
+    for (int t = first; t < end; t += Lanes::width) {
+      const int n = least(end - t, Lanes::width);
+      const bool all =
+          n == Lanes::width && there == Lanes::width &&
+          (edge.band == Band::all || (edge.band == Band::to_l ? at + there <= t + 1 : t + n <= at + 1));
+      Lanes x[Lanes::width];
+      TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) {
+        if (all) {
+          x[i] = Lanes::load(run[i] + t);
+        } else {
+          const int from = edge.band == Band::to_l ? at + i - t : 0,
+                    to = edge.band == Band::from_l ? least(n, at + i - t + 1) : n;
+          x[i] = Lanes::load(run[i] + t, Lanes::mask(i < there ? bits(from, to) : 0));
+        }
       }
+      turn(x);
+      TABFIT_UNROLL for (int i = 0; i < Lanes::width; ++i) if (i < n) x[i].put(out + (t + i) * width +
+                                                                               r);
     }
-    for (; t < terms; ++t, to += width)
-      for (int i = 0; i < Lanes::width; ++i) to[i] = r + i < count ? double(run[i][t]) : 0.0;
   }
 }
 
@@ -70,107 +101,82 @@ inline const T* opaque(const T* p) {
   return p;
 }
 
-inline int least(int a, int b) { return a < b ? a : b; }
-inline int most(int a, int b) { return a > b ? a : b; }
-
-/// Terms first..end-1 of a tile.
-struct Run {
-  int first, end;
-  Run within(Run other) const { return {most(first, other.first), least(end, other.end)}; }
-  bool has(int t) const { return t >= first && t < end; }
-  /// The next term after t, at most `last`, that lies on the other side of an end.
-  int next(int t, int last) const {
-    return t < first && first < end ? least(first, last) : has(t) ? least(end, last) : last;
-  }
-};
-
-/// The terms that some of lines r..r+n-1 have, and those that all have.
-inline Run some_have(Edge e, int r, int n, Run of) {
-  if (e.band == Band::to_l) return {most(of.first, e.at + r), of.end};
-  if (e.band == Band::from_l) return {of.first, least(of.end, e.at + r + n)};
-  return of;
-}
-inline Run all_have(Edge e, int r, int n, Run of) {
-  if (e.band == Band::to_l) return {most(of.first, e.at + r + n - 1), of.end};
-  if (e.band == Band::from_l) return {of.first, least(of.end, e.at + r + 1)};
-  return of;
-}
-/// Bit i for each line r + i, i < n <= 24, that has term t.
-inline std::uint32_t lines_with(Edge e, int r, int n, int t) {
-  const auto below = [=](int k) { return (std::uint32_t{1} << most(0, least(k, n))) - 1; };
-  if (e.band == Band::to_l) return below(t - e.at - r + 1);
-  if (e.band == Band::from_l) return below(n) & ~below(t - e.at - r);
-  return below(n);
-}
-
 /// A part of a tile, whose sums are kept in registers: `vectors` of rows by `columns`, from row r0 and
 /// column c0 on.
 ///
 /// Why:       as many sums as cover the latency of a multiply-add; a factor of a row is loaded once for
-///            all columns, one of a column once for all rows.
-/// Shape:     lanes behind the last row are neither read nor stored; a column behind the last one
-///            repeats it, with the same sums. With `whole` all lanes are rows.
+///            all columns, one of a column once for all rows. Most terms belong to all rows and columns;
+///            the edge of a band crosses a few, which are masked.
+/// Shape:     lanes behind the last row are neither read nor stored; a column behind the last one repeats
+///            it, and is not stored. a and b are the terms where the edges meet row r0 and column c0.
 /// Invariant: acc[c][v] holds the terms up to the present one.
-/// Order:     t ascending.
-template <int vectors, int columns, bool whole>
+/// Order:     t ascending: terms that some columns do not have yet, terms of all columns, terms that
+///            some columns no longer have; in the second range the same of rows, vector by vector.
+template <int vectors, int columns, bool banded>
 struct Part {
-  static constexpr int count = columns, last = (vectors - 1) * Lanes::width;
+  static constexpr int last = (vectors - 1) * Lanes::width;
   const Tile& x;
-  int r0, c0, rows;
-  Lanes::Mask rest;
+  const int r0, height, width, a, b;
+  const Lanes::Mask rest;
   const double* Q[columns];
   Lanes acc[columns][vectors];
 
-  Part(const Tile& tile, int row, int first_column)
-      : x(tile), r0(row), c0(first_column), rows(x.rows - r0), rest(first_lanes(rows - last)) {
-    TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[column(c)] + x.term;
-  }
-
-  std::uint32_t rows_there() const { return rows < 24 ? (1U << rows) - 1U : 0xffffffU; }
-  int column(int c) const { return columns == 1 ? c0 : least(c0 + c, x.columns - 1); }
-
-  /// Calls f(sum, place, all) for each vector of sums; not all of its lanes exist if `all` is false.
-  template <class F>
-  void each(F f) {
-    const bool level = x.corner + c0 >= x.rows;
-    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-      double* sums = x.sums[column(c)] + x.place + r0;
-      if (level) {
-        TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) f(acc[c][v], sums + v * Lanes::width);
-        if (whole)
-          f(acc[c][vectors - 1], sums + last);
-        else
-          f(acc[c][vectors - 1], sums + last, rest);
-      } else {
-        const int height = least(rows, x.corner + column(c) - r0);
-        TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-            f(acc[c][v], sums + v * Lanes::width, first_lanes(height - v * Lanes::width));
-      }
+  Part(const Tile& tile, int row, int column)
+      : x(tile),
+        r0(row),
+        height(least(x.rows - row, vectors * Lanes::width)),
+        width(least(x.columns - column, columns)),
+        a(x.row_edge.at + row),
+        b(x.column_edge.at + column),
+        rest(first_lanes(height - last)) {
+    if (width == columns) {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[column + c];
+    } else {
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) Q[c] = x.Q[column + least(c, width - 1)];
     }
   }
 
-  /// The sums of another part become those of this one.
-  void take(const Part& other) {
+  bool whole() const { return height == vectors * Lanes::width; }
+
+  /// Calls f(sum, place, mask...) for each vector of sums, without masks if all lanes exist.
+  template <class Sum, class F>
+  void each(Sum* const* sums, std::ptrdiff_t place, int c0, F f) {
+    const bool level = !banded || r0 + height <= x.corner + c0, all = level && whole();
+    Lanes::Mask there[vectors] = {};
+    if (!all)
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) there[v] = first_lanes(height - v * Lanes::width);
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) if (c < width) {
+      Sum* const to = sums[c0 + c] + place + r0;
+      if (!level)
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) there[v] =
+            first_lanes(least(height, x.corner + c0 + c - r0) - v * Lanes::width);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) if (all) f(acc[c][v], to + v * Lanes::width);
+      else f(acc[c][v], to + v * Lanes::width, there[v]);
+    }
+  }
+
+  void begin(int c0) {
     TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-        acc[c][v] = other.acc[c][v];
+        acc[c][v] = Lanes::zero();
+    if (!x.from_zero)
+      each(x.sums, x.place, c0,
+           [](Lanes& sum, const double* place, auto... mask) { sum = Lanes::load(place, mask...); });
   }
 
-  void begin() {
-    if (x.from_zero)
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) TABFIT_UNROLL for (int v = 0; v < vectors; ++v)
-          acc[c][v] = Lanes::zero();
+  void put(int c0) {
+    const auto store = [](Lanes sum, auto* place, auto... mask) { sum.put(place, mask...); };
+    if (x.rounded)
+      each(x.rounded, x.target, c0, store);
     else
-      each([](Lanes& sum, const double* place, auto... mask) { sum = Lanes::load(place, mask...); });
+      each(x.sums, x.place, c0, store);
   }
 
-  void put() {
-    each([](Lanes sum, double* place, auto... mask) { sum.put(place, mask...); });
-  }
-
-  void add(Run run) {
-    const double *const *line = x.P + run.first, *const *const end = x.P + run.end;
+  /// Terms t..end-1, which all rows and columns have.
+  template <bool whole>
+  void add(int t, int end) {
+    const double *const *line = x.P + t, *const *const stop = x.P + end;
     const std::ptrdiff_t row = x.row + r0, step = x.step;
-    for (std::ptrdiff_t at = run.first * step; line < end; ++line, at += step) {
+    for (std::ptrdiff_t at = x.term + t * step; line < stop; ++line, at += step) {
       const double* from = opaque(*line + row);
       Lanes p[vectors];
       TABFIT_UNROLL for (int v = 0; v < vectors - 1; ++v) p[v] = Lanes::load(from + v * Lanes::width);
@@ -179,142 +185,170 @@ struct Part {
         const Lanes q = Lanes::of(Q[c][at]);
         TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v]);
       }
+      keep_in_registers();
     }
   }
 
-  /// Adds one term to the rows of the masks and the columns of the set bits.
-  template <class Wanted>
-  void add_one(int t, const Lanes::Mask (&live)[vectors], Wanted wanted) {
+  /// Twelve sums, three factors and one more need all sixteen registers; nothing else is to take one.
+  void keep_in_registers() {
+#if defined(__AVX2__) && !defined(__AVX512F__)
+    if constexpr (vectors == 3 && columns == 4)
+      asm(""
+          : "+x"(acc[0][0].v), "+x"(acc[0][1].v), "+x"(acc[0][2].v), "+x"(acc[1][0].v),
+            "+x"(acc[1][1].v), "+x"(acc[1][2].v), "+x"(acc[2][0].v), "+x"(acc[2][1].v),
+            "+x"(acc[2][2].v), "+x"(acc[3][0].v), "+x"(acc[3][1].v), "+x"(acc[3][2].v));
+#endif
+  }
+
+  /// Bit r for each row r0 + r that has term t.
+  std::uint32_t rows_with(int t) const {
+    if (x.row_edge.band == Band::to_l) return bits(0, least(height, t - a + 1));
+    return bits(x.row_edge.band == Band::from_l ? t - a : 0, height);
+  }
+
+  /// Term b + j, which columns up to j have, or those from j on, and perhaps not all rows.
+  template <int j, Band band>
+  void add_some() {
+    const int t = b + j;
+    const double* const from = x.P[t] + x.row + r0;
+    const std::uint32_t with = rows_with(t);
+    Lanes::Mask live[vectors];
     Lanes p[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) p[v] =
-        Lanes::load(x.P[t] + x.row + r0 + v * Lanes::width, live[v]);
-    TABFIT_UNROLL for (int c = 0; c < columns; ++c) if (wanted(c)) {
-      const Lanes q = Lanes::of(x.Q[column(c)][x.term + t * x.step]);
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      live[v] = Lanes::mask(with >> v * Lanes::width);
+      p[v] = Lanes::load(from + v * Lanes::width, live[v]);
+    }
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) if (band == Band::to_l ? c <= j : c >= j) {
+      const Lanes q = Lanes::of(Q[c][x.term + t * x.step]);
       TABFIT_UNROLL for (int v = 0; v < vectors; ++v) acc[c][v] = fma(p[v], q, acc[c][v], live[v]);
     }
   }
 
-  /// Terms that some rows and all columns have.
-  void add_by_rows(Run run, Edge edge) {
-    const std::uint32_t next = edge.band == Band::to_l, there = rows_there();
-    std::uint32_t with = lines_with(edge, r0, rows, run.first);
-    for (int t = run.first; t < run.end; ++t, with = with << 1 | next) {
-      Lanes::Mask live[vectors];
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] =
-          Lanes::mask((with & there) >> v * Lanes::width);
-      add_one(t, live, [](int) { return true; });
+  /// Terms t..end-1, which some columns do not have.
+  template <Band band>
+  void add_some(int t, int end) {
+    with_each<columns>([&](auto j) {
+      if (b + j.value >= t && b + j.value < end) add_some<j.value, band>();
+    });
+  }
+
+  /// Terms t..end-1, which the edge of the rows crosses in vector `crossed`: those before it (to_l) or
+  /// behind it (from_l) have them.
+  template <int crossed, Band band>
+  void add_crossing(int t, int end) {
+    for (; t < end; ++t) {
+      const double* const from = x.P[t] + x.row + r0;
+      const Lanes::Mask live = Lanes::mask(rows_with(t) >> crossed * Lanes::width);
+      const auto has = [](int v) { return band == Band::to_l ? v < crossed : v > crossed; };
+      Lanes p[vectors];
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+        if (v == crossed) p[v] = Lanes::load(from + v * Lanes::width, live);
+        if (has(v))
+          p[v] =
+              v < vectors - 1 ? Lanes::load(from + v * Lanes::width) : Lanes::load(from + last, rest);
+      }
+      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+        const Lanes q = Lanes::of(Q[c][x.term + t * x.step]);
+        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+          if (has(v)) acc[c][v] = fma(p[v], q, acc[c][v]);
+          if (v == crossed) acc[c][v] = fma(p[v], q, acc[c][v], live);
+        }
+      }
     }
   }
 
-  /// Terms that all rows and some columns have: the first ones, or the last.
-  template <bool first_ones>
-  void add_by_columns(Run run, int at) {
-    Lanes::Mask live[vectors];
-    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] = first_lanes(rows - v * Lanes::width);
-    TABFIT_UNROLL for (int j = 0; j < columns;
-                       ++j) if (at + c0 + j >= run.first && at + c0 + j < run.end)
-        add_one(at + c0 + j, live, [=](int c) { return first_ones ? c <= j : c >= j; });
+  /// Of terms t..end-1, which all columns have, those that the edge of the rows crosses. Gives the next.
+  template <Band band>
+  int add_crossing(int t, int end) {
+    with_each<vectors>([&](auto v) {
+      const int stop = least(end, a + (v.value + 1) * Lanes::width);
+      add_crossing<v.value, band>(t, stop);
+      t = most(t, stop);
+    });
+    return t;
   }
 
-  /// Terms that some rows and some columns have.
-  void add_by_both(Run run, Edge row_edge, Edge column_edge) {
-    const std::uint32_t next_row = row_edge.band == Band::to_l,
-                        next_column = column_edge.band == Band::to_l, there = rows_there();
-    const int last_column = column(columns - 1) - c0;
-    std::uint32_t with = lines_with(row_edge, r0, rows, run.first),
-                  wanted = lines_with(column_edge, c0, columns, run.first);
-    for (int t = run.first; t < run.end; ++t) {
-      Lanes::Mask live[vectors];
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) live[v] =
-          Lanes::mask((with & there) >> v * Lanes::width);
-      // What repeats the last column goes with it.
-      const std::uint32_t repeated = wanted >> last_column & 1U ? ~0U << last_column : 0U,
-                          set = (wanted & ((1U << last_column) - 1U)) | repeated;
-      add_one(t, live, [=](int c) { return set >> c & 1U; });
-      with = with << 1 | next_row;
-      wanted = wanted << 1 | next_column;
+  void form(int c0) {
+    begin(c0);
+    if constexpr (banded)
+      add_banded();
+    else
+      add_all(x.first, x.end);
+    put(c0);
+  }
+
+  void add_all(int t, int end) {
+    if (t >= end) return;
+    if (whole())
+      add<true>(t, end);
+    else
+      add<false>(t, end);
+  }
+
+  void add_banded() {
+    const Band rows = x.row_edge.band, cols = x.column_edge.band;
+    int t = x.first, end = x.end;
+    if (rows == Band::to_l) t = most(t, a);
+    if (rows == Band::from_l) end = least(end, a + height);
+    if (cols == Band::to_l) t = most(t, b);
+    if (cols == Band::from_l) end = least(end, b + width);
+    if (cols == Band::to_l) {
+      const int some = least(end, b + width - 1);
+      add_some<Band::to_l>(t, some);
+      t = most(t, some);
     }
+    const int stop = cols == Band::from_l ? least(end, b + 1) : end;
+    if (rows == Band::to_l) t = add_crossing<Band::to_l>(t, stop);
+    const int all = rows == Band::from_l ? least(stop, a + 1) : stop;
+    add_all(t, all);
+    t = most(t, all);
+    if (rows == Band::from_l) t = add_crossing<Band::from_l>(t, stop);
+    if (cols == Band::from_l) add_some<Band::from_l>(t, end);
   }
 };
 
-/// f(part) for all parts of a tile, of a size that fits the registers. With `few` there are fewer
-/// kinds: of eight lanes whole parts are taken as any, and high ones of four columns as of eight.
-template <bool few, class F>
-inline void each_part(const Tile& x, F f) {
-  constexpr int columns_at_once = Lanes::width;
-  int r0 = 0;
-  const auto some = [&](auto vectors, auto columns, int c0) {
-    constexpr int v = decltype(vectors)::value, c = decltype(columns)::value;
-    constexpr bool whole = !few || Lanes::width == 4;
-    if (whole && x.rows - r0 >= v * Lanes::width)
-      f(Part<v, c, whole>(x, r0, c0));
+template <int vectors, int columns, bool banded>
+[[gnu::noinline]] void form_part(const Tile& x, int r0, int c0) {
+  Part<vectors, columns, banded>(x, r0, c0).form(c0);
+}
+
+/// `vectors` of rows from r0 on, of all columns from the first that has them.
+template <int vectors>
+void form_rows(const Tile& x, int r0) {
+  constexpr int at_once = Lanes::width;
+  const bool bands = x.row_edge.band != Band::all || x.column_edge.band != Band::all;
+  const auto part = [&](auto columns, int c0) {
+    if (bands || r0 + vectors * Lanes::width > x.corner + c0)
+      form_part<vectors, decltype(columns)::value, true>(x, r0, c0);
     else
-      f(Part<v, c, false>(x, r0, c0));
+      form_part<vectors, decltype(columns)::value, false>(x, r0, c0);
   };
-  const auto columns = [&](auto vectors) {
-    int c0 = 0;
-    for (; x.columns - c0 > 1; c0 += columns_at_once)
-      if (columns_at_once > 4 && (!few || decltype(vectors)::value == 1) && x.columns - c0 <= 4)
-        some(vectors, Count<4>{}, c0);
-      else
-        some(vectors, Count<columns_at_once>{}, c0);
-    if (x.columns - c0 == 1) some(vectors, Count<1>{}, c0);
-  };
-  for (; x.rows - r0 > 2 * Lanes::width; r0 += 3 * Lanes::width) columns(Count<3>{});
-  if (x.rows - r0 > Lanes::width)
-    columns(Count<2>{});
-  else if (x.rows > r0)
-    columns(Count<1>{});
+  for (int c0 = 0, left; (left = x.columns - c0) > 0; c0 += at_once) {
+    if (r0 >= x.corner + c0 + least(left, at_once) - 1) continue;
+    if (left == 1)
+      part(Count<1>{}, c0);
+    else if (vectors == 1 && left <= 4)
+      part(Count<4>{}, c0);
+    else
+      part(Count<at_once>{}, c0);
+  }
 }
 
+/// Three vectors of rows at a time; at the end two and two rather than three and one, whose few sums
+/// would wait for themselves.
 void tile(const Tile& x) noexcept {
-  each_part<false>(x, [&](auto part) {
-    part.begin();
-    part.add({x.first, x.end});
-    part.put();
-  });
-}
-
-/// part.add(run). With four lanes in a function of its own, so that nothing else takes one of the
-/// sixteen registers that its loop needs.
-template <class Part>
-[[gnu::noinline]] void add_apart(Part& part, Run run) {
-  Part own = part;
-  own.add(run);
-  part.take(own);
-}
-template <class Part>
-inline void add_all(Part& part, Run run) {
-  if (Lanes::width == 8) return part.add(run);
-  Part own = part;
-  add_apart(own, run);
-  part.take(own);
-}
-
-/// In each part the terms in order: a run that the same rows and columns have goes the shortest way.
-void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
-  each_part<true>(x, [&](auto part) {
-    const int r0 = part.r0, c0 = part.c0, height = least(part.rows, part.last + Lanes::width),
-              width = part.column(part.count - 1) + 1 - c0;
-    const Run run{x.first, x.end},
-        some = some_have(rows, r0, height, run).within(some_have(columns, c0, width, run)),
-        row_all = all_have(rows, r0, height, run), column_all = all_have(columns, c0, width, run);
-    part.begin();
-    for (int t = some.first, end; t < some.end; t = end) {
-      end = least(row_all.next(t, some.end), column_all.next(t, some.end));
-      if (!row_all.has(t) && !column_all.has(t))
-        part.add_by_both({t, end}, rows, columns);
-      else if (!row_all.has(t))
-        part.add_by_rows({t, end}, rows);
-      else if (column_all.has(t))
-        add_all(part, {t, end});
-      else if (columns.band == Band::to_l)
-        part.template add_by_columns<true>({t, end}, columns.at);
-      else
-        part.template add_by_columns<false>({t, end}, columns.at);
+  constexpr int one = Lanes::width;
+  for (int r0 = 0, left; (left = x.rows - r0) > 0;)
+    if (left > 2 * one && !(left > 3 * one && left <= 4 * one)) {
+      form_rows<3>(x, r0);
+      r0 += 3 * one;
+    } else if (left > one) {
+      form_rows<2>(x, r0);
+      r0 += 2 * one;
+    } else {
+      form_rows<1>(x, r0);
+      r0 += one;
     }
-    part.put();
-  });
 }
 
 // -- sums of one column -----------------------------------------------------------------------------

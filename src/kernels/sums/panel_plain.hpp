@@ -11,20 +11,26 @@ namespace {
 
 inline constexpr int lanes = 8;
 
+inline bool has(Edge edge, int r, int t) noexcept {
+  return edge.band == Band::all || (edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t);
+}
+
 template <class Real>
 void pack_lines(const Real* const* lines, std::ptrdiff_t line, int count, int terms, int width,
-                double* out) noexcept {
-  for (int t = 0; t < terms; ++t, out += width) {
-    for (int r = 0; r < count; ++r) out[r] = lines[t][line + r];
-  }
+                double* out, Edge edge) noexcept {
+  for (int t = 0; t < terms; ++t, out += width)
+    for (int r = 0; r < count; ++r)
+      if (has(edge, r, t)) out[r] = lines[t][line + r];
 }
 
 template <class Real>
 void pack_terms(const Real* const* lines, std::ptrdiff_t term, int count, int terms, int width,
-                double* out) noexcept {
+                double* out, Edge edge) noexcept {
   const int padded = (count + 7) / 8 * 8, end = padded < width ? padded : width;
   for (int r = 0; r < end; ++r)
-    for (int t = 0; t < terms; ++t) out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
+    for (int t = 0; t < terms; ++t)
+      if (r >= count || has(edge, r, t))
+        out[t * width + r] = r < count ? double(lines[r][term + t]) : 0.0;
 }
 
 template <class Real>
@@ -69,22 +75,19 @@ int greatest(const Real* x, int n) noexcept {
   return place;
 }
 
-inline bool has(Edge edge, int r, int t) noexcept {
-  return edge.band == Band::all || (edge.band == Band::to_l ? edge.at + r <= t : edge.at + r >= t);
-}
-
-inline void banded_tile(const Tile& x, Edge rows, Edge columns) noexcept {
+inline void tile(const Tile& x) noexcept {
   for (int c = 0; c < x.columns; ++c)
     for (int r = 0; r < x.rows && r < x.corner + c; ++r) {
       double sum = x.from_zero ? 0.0 : x.sums[c][x.place + r];
       for (int t = x.first; t < x.end; ++t)
-        if (has(rows, r, t) && has(columns, c, t))
+        if (has(x.row_edge, r, t) && has(x.column_edge, c, t))
           sum = mul_add(x.P[t][x.row + r], x.Q[c][x.term + t * x.step], sum);
-      x.sums[c][x.place + r] = sum;
+      if (x.rounded)
+        x.rounded[c][x.target + r] = store<float>(sum);
+      else
+        x.sums[c][x.place + r] = sum;
     }
 }
-
-inline void tile(const Tile& x) noexcept { banded_tile(x, {Band::all, 0}, {Band::all, 0}); }
 
 }  // namespace
 }  // namespace tabfit

@@ -55,8 +55,8 @@ struct Into {
 inline Into<double> into(double* const* C) noexcept { return {.sums = C, .elements = nullptr}; }
 inline Into<float> into(float* const* C) noexcept { return {.sums = nullptr, .elements = C}; }
 
-/// A table that may be a factor. It gets a result when no later one reads what stands there: the order
-/// is told at product().
+/// A table that may be a factor: what a result replaces must be read neither for later rows nor for later
+/// columns of its row.
 template <class Real>
 Into<Real> into_place(Real* const* C) noexcept {
   return {.sums = nullptr, .elements = C};
@@ -80,15 +80,40 @@ struct Extent {
 ///
 /// Why:       one kernel, a tile of sums, serves every storage, element type and transposition.
 /// Shape:     factors are read where the bands have a term and nowhere else.
-/// Order:     blocks of 96 rows ascending, and in each eight columns at a time, ascending: no row or
-///            column is read after results of a later one were put.
+/// Order:     blocks of rows, in each columns, in each terms, all ascending.
 template <class Real>
-void product(const Kernels& kernel, const Extent& x, Factor<Real> left, Factor<Real> right,
-             Into<Real> into) noexcept;
+void form_product(const Kernels& kernel, const Extent& x, const Factor<Real>& left,
+                  const Factor<Real>& right, const Into<Real>& into) noexcept;
+
+/// A column table can be read where it lies. Taller ones than this keep no panel in the nearest caches.
+inline constexpr int tall = 192;
+
+/// The same.
+///
+/// Why: of small products the call takes longer than the sums. If both factors are column tables and the
+///      sums stay where they are formed, nothing needs to be moved, and the whole product is one tile.
+template <class Real>
+inline void product(const Kernels& kernel, Extent x, Factor<Real> left, Factor<Real> right,
+                    Into<Real> into) noexcept {
+  if constexpr (sizeof(Real) == sizeof(double))
+    if (left.storage == Storage::as_is && right.storage == Storage::as_is && into.sums && x.terms > 0 &&
+        (x.rows <= tall || x.columns <= panel_columns))
+      return kernel.tile({.P = left.table,
+                          .Q = right.table,
+                          .sums = into.sums,
+                          .rows = x.rows,
+                          .columns = x.columns,
+                          .end = x.terms,
+                          .corner = x.upper_only ? 1 : Tile::everywhere,
+                          .row_edge = {x.row_band, 0},
+                          .column_edge = {x.column_band, 0}});
+  const Extent own = x;  // x itself need not stand in memory
+  form_product(kernel, own, left, right, into);
+}
 
 /// With the kernels of this processor.
 template <class Real>
-void product(const Extent& x, Factor<Real> left, Factor<Real> right, Into<Real> into) noexcept {
+inline void product(Extent x, Factor<Real> left, Factor<Real> right, Into<Real> into) noexcept {
   product(kernels(), x, left, right, into);
 }
 
