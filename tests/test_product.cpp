@@ -201,6 +201,20 @@ KERNEL_TEST(Product, OfEverySmallShapeAndBandIsThePlainSums) {
             }
 }
 
+// Small enough to be formed at once, in every storage.
+KERNEL_TEST(Product, OfEveryOrderUpToFortyIsThePlainSums) {
+  Random random(7209);
+  int turn = 0;
+  for (int n = 1; n <= 40; ++n)
+    for (const Band row_band : bands)
+      for (const Band column_band : bands) {
+        ++turn;
+        check_product<Real>(kernel, {n, n, n, row_band, column_band, turn % 2 == 0}, Data::rare, random,
+                            turn, Storages::all);
+        if (testing::Test::HasFailure()) return;
+      }
+}
+
 KERNEL_TEST(Product, OfEveryNumberOfRowsAndColumnsIsThePlainSums) {
   Random random(7202);
   for (int n = 0; n <= 130; ++n)
@@ -213,7 +227,7 @@ KERNEL_TEST(Product, OfEveryNumberOfRowsAndColumnsIsThePlainSums) {
     }
 }
 
-// More rows, columns or terms than are packed at once: blocks of 96 rows, 96 columns and 256 terms; and
+// More rows, columns or terms than are packed at once: blocks of 72 rows, 176 columns and 256 terms; and
 // so many rows that a table is no longer read where it lies.
 constexpr Extent large[] = {{193, 41, 30},  {200, 97, 65},   {97, 101, 257}, {40, 17, 300},
                             {100, 90, 300}, {130, 120, 130}, {30, 40, 600},  {7, 200, 513},

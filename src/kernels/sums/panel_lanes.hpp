@@ -232,28 +232,41 @@ struct Part {
     });
   }
 
-  /// Terms t..end-1, which the edge of the rows crosses in vector `crossed`: those before it (to_l) or
-  /// behind it (from_l) have them.
+  /// Adds term t to the live lanes of vector `crossed`, and to the vectors before it (to_l) or behind it
+  /// (from_l).
+  template <int crossed, Band band>
+  void add_crossed(int t, Lanes::Mask live) {
+    const auto has = [](int v) { return band == Band::to_l ? v < crossed : v > crossed; };
+    const double* const from = x.P[t] + x.row + r0;
+    Lanes p[vectors];
+    TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+      if (v == crossed) p[v] = Lanes::load(from + v * Lanes::width, live);
+      if (has(v))
+        p[v] = v < vectors - 1 ? Lanes::load(from + v * Lanes::width) : Lanes::load(from + last, rest);
+    }
+    TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
+      const Lanes q = Lanes::of(Q[c][x.term + t * x.step]);
+      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
+        if (has(v)) acc[c][v] = fma(p[v], q, acc[c][v]);
+        if (v == crossed) acc[c][v] = fma(p[v], q, acc[c][v], live);
+      }
+    }
+  }
+
+  /// Terms t..end-1, which the edge of the rows crosses in vector `crossed`. Four lanes need four masks,
+  /// which are known beforehand; but three vectors leave no register for them.
   template <int crossed, Band band>
   void add_crossing(int t, int end) {
-    for (; t < end; ++t) {
-      const double* const from = x.P[t] + x.row + r0;
-      const Lanes::Mask live = Lanes::mask(rows_with(t) >> crossed * Lanes::width);
-      const auto has = [](int v) { return band == Band::to_l ? v < crossed : v > crossed; };
-      Lanes p[vectors];
-      TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-        if (v == crossed) p[v] = Lanes::load(from + v * Lanes::width, live);
-        if (has(v))
-          p[v] =
-              v < vectors - 1 ? Lanes::load(from + v * Lanes::width) : Lanes::load(from + last, rest);
-      }
-      TABFIT_UNROLL for (int c = 0; c < columns; ++c) {
-        const Lanes q = Lanes::of(Q[c][x.term + t * x.step]);
-        TABFIT_UNROLL for (int v = 0; v < vectors; ++v) {
-          if (has(v)) acc[c][v] = fma(p[v], q, acc[c][v]);
-          if (v == crossed) acc[c][v] = fma(p[v], q, acc[c][v], live);
-        }
-      }
+    if constexpr (Lanes::width > 4 || vectors > 2) {
+      for (; t < end; ++t)
+        add_crossed<crossed, band>(t, Lanes::mask(rows_with(t) >> crossed * Lanes::width));
+    } else {
+      with_each<Lanes::width>([&](auto lane) {
+        const int j = decltype(lane)::value, own = a + crossed * Lanes::width + j;
+        if (own < t || own >= end) return;
+        const Lanes::Mask live = Lanes::mask(band == Band::to_l ? (2U << j) - 1U : ~0U << j);
+        add_crossed<crossed, band>(own, crossed == vectors - 1 ? live & rest : live);
+      });
     }
   }
 

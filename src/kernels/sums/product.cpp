@@ -90,7 +90,7 @@ class Product {
   void form() noexcept;
 
  private:
-  static constexpr int most_rows = 72, most_columns = 96, most_terms = 256, at_once = 64;
+  static constexpr int most_rows = 72, most_columns = 176, most_terms = 256, at_once = 64;
   static constexpr int room = 8 * (most_terms + 8);  // of Q_; packing fills up to a multiple of 8
 
   bool form_at_once() noexcept;
