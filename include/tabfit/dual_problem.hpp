@@ -30,7 +30,8 @@ struct dual_problem {
   bool is_row(int i) const { return i < rows; }
   int variable(int i) const { return (i - rows) % n; }
   bool is_lower(int i) const { return !is_row(i) && i < rows + n; }
-  bool is_fixed(int j) const { return lo[at(j)] == hi[at(j)]; }
+  /// lo = hi. A great upper bound may be -infinity in the units of the problem: it is none.
+  bool is_fixed(int j) const { return lo[at(j)] == hi[at(j)] && std::isfinite(lo[at(j)]); }
 
   /// Holds with equality whatever its multiplier's sign: a row of E, or the lower bound where lo = hi.
   bool is_equality(int i) const {
