@@ -104,6 +104,7 @@ bool has_nan(const std::vector<Real>& v) {
 /// Sizes that do not fit A, or NaN.
 template <class Real>
 bool must_refuse(Solver solver, const ConstrainedProblem<Real>& p) {
+  if (solver == Solver::least_distance) return has_nan(p.C.data) || has_nan(p.d);
   if (has_nan(p.A.data) || has_nan(p.b)) return true;
   if (p.b.size() != static_cast<std::size_t>(p.m())) return true;
   return solver != Solver::nonnegative && (has_nan(p.lo) || has_nan(p.hi));
@@ -115,7 +116,8 @@ char outcome_of(Solver solver, const Input<Real>& in) {
   const ConstrainedProblem<Real>& p = in.problem;
   try {
     const auto s = solve(solver, p, in.start, in.iterations);
-    EXPECT_EQ(s.x.size(), static_cast<std::size_t>(p.n()));
+    EXPECT_EQ(s.x.size(),
+              static_cast<std::size_t>(solver == Solver::least_distance ? p.C.columns : p.n()));
     EXPECT_EQ(s.active.size(), s.multipliers.size());
     if (!s.converged) return 'n';
     for (const Real v : s.x) EXPECT_TRUE(std::isfinite(v));
@@ -124,6 +126,9 @@ char outcome_of(Solver solver, const Input<Real>& in) {
   } catch (const tabfit::bad_data& refused) {
     EXPECT_NE(std::string(refused.what()).find(name_of(solver)), std::string::npos) << refused.what();
     return 'b';
+  } catch (const tabfit::infeasible&) {
+    EXPECT_TRUE(solver == Solver::least_distance || solver == Solver::constrained);
+    return 'i';
   }
 }
 
@@ -134,7 +139,8 @@ void try_all(Numbers numbers, std::uint64_t seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed << ", round " << round);
     const Input<Real> in = draw_input<Real>(random, numbers);
     const auto& p = in.problem;
-    for (const Solver solver : {Solver::nonnegative, Solver::bounded}) {
+    for (const Solver solver :
+         {Solver::nonnegative, Solver::bounded, Solver::least_distance, Solver::constrained}) {
       SCOPED_TRACE(name_of(solver));
       const char outcome = outcome_of(solver, in);
       if (must_refuse(solver, p)) {

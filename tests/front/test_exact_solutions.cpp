@@ -78,4 +78,35 @@ TWIN_TEST(ExactSolutions, WithinBoundsAgree) {
   for (const auto& exact : reference::exact_bounded) expect_exact<Real>(Solver::bounded, exact);
 }
 
+TWIN_TEST(ExactSolutions, UnderConstraintsAgree) {
+  for (const auto& exact : reference::exact_constrained) expect_exact<Real>(Solver::constrained, exact);
+}
+
+/// A problem of one solver is one of the general solver too.
+TWIN_TEST(ExactSolutions, TheGeneralSolverSolvesTheSpecialProblems) {
+  for (const auto& exact : reference::exact_nonnegative) expect_exact<Real>(Solver::constrained, exact);
+  for (const auto& exact : reference::exact_bounded) expect_exact<Real>(Solver::constrained, exact);
+}
+
+/// Lawson and Hanson, Solving Least Squares Problems, chapter 23: a line through four points, of slope and
+/// height >= 0 and of value <= 1 at 1. The book has eight digits.
+TWIN_TEST(ExactSolutions, TheLineOfTheTextbookAgrees) {
+  ConstrainedProblem<Real> p;
+  p.A = Dense<Real>(4, 2);
+  p.A.data = {Real(0.25), Real(0.5), Real(0.5), Real(0.8), 1, 1, 1, 1};
+  p.b = {Real(0.5), Real(0.6), Real(0.7), Real(1.2)};
+  p.C = Dense<Real>(3, 2);
+  p.C.data = {1, 0, -1, 0, 1, -1};
+  p.d = {0, 0, -1};
+  const auto s = solve(Solver::constrained, p);
+  const double digits = sizeof(Real) == 4 ? 4 * eps_of<float> : 5e-9;
+  ASSERT_EQ(s.x.size(), 2U);
+  EXPECT_NEAR(static_cast<double>(s.x[0]), 0.62131519, digits);
+  EXPECT_NEAR(static_cast<double>(s.x[1]), 0.37868481, digits);
+  EXPECT_NEAR(static_cast<double>(s.residual_norm), 0.33822935, digits);
+  ASSERT_EQ(s.active.size(), 1U);
+  EXPECT_EQ(s.active[0].kind, tabfit::constraint_kind::inequality);
+  EXPECT_EQ(s.active[0].index, 2);
+}
+
 }  // namespace

@@ -22,10 +22,13 @@ std::vector<Task<Real>> draw_tasks() {
   Random random(4);
   std::vector<Task<Real>> tasks;
   for (int k = 0; k < 30; ++k)
-    for (const Solver solver : {Solver::nonnegative, Solver::bounded}) {
+    for (const Solver solver :
+         {Solver::nonnegative, Solver::bounded, Solver::least_distance, Solver::constrained}) {
       auto p = drawn::draw_system<Real>(random, drawn::Elements::normal, drawn::Shape::any);
       if (solver == Solver::nonnegative) drawn::add_box(random, drawn::Box::zero, p);
       if (solver == Solver::bounded) drawn::add_box(random, drawn::Box::around_zero, p);
+      if (solver == Solver::least_distance || solver == Solver::constrained)
+        drawn::add_constraints(random, drawn::Constraints::met, p);
       tasks.push_back({solver, std::move(p)});
     }
   return tasks;

@@ -50,14 +50,28 @@ struct Kind {
 template <class Real>
 ConstrainedProblem<Real> draw(const Kind& kind, Random& random) {
   ConstrainedProblem<Real> p;
-  p = drawn::draw_system<Real>(random, kind.elements, kind.shape);
+  if (kind.constraints == Constraints::cube) return drawn::draw_cube<Real>(random);
+  if (kind.constraints == Constraints::convex) return drawn::draw_convex<Real>(random);
+  if (kind.solver == Solver::least_distance) {
+    const int n = drawn::unknowns(random);
+    p.A = Dense<Real>(n, n);
+    for (int j = 0; j < n; ++j) p.A(j, j) = 1;
+    p.b.resize(static_cast<std::size_t>(n));
+  } else {
+    p = drawn::draw_system<Real>(random, kind.elements, kind.shape);
+  }
   if (kind.solver == Solver::nonnegative) drawn::add_box(random, Box::zero, p);
   if (kind.solver == Solver::bounded) drawn::add_box(random, kind.box, p);
+  if (kind.solver == Solver::least_distance || kind.solver == Solver::constrained)
+    drawn::add_constraints(random, kind.constraints, p);
   if (kind.other_units) drawn::change_units(random, p);
   return p;
 }
 
-Outcome expected(const Kind& kind) { return outcome_of(kind.constraints); }
+Outcome expected(const Kind& kind) {
+  const bool general = kind.solver == Solver::least_distance || kind.solver == Solver::constrained;
+  return general ? outcome_of(kind.constraints) : Outcome::solution;
+}
 
 const std::pair<Elements, const char*> all_elements[] = {
     {Elements::normal, "normal elements"},
@@ -71,6 +85,21 @@ const std::pair<Elements, const char*> all_elements[] = {
     {Elements::zero_columns, "columns of zeros"},
     {Elements::sums_of_columns, "sums of columns"},
     {Elements::repeated_rows, "equations twice"},
+};
+
+const std::pair<Constraints, const char*> all_constraints[] = {
+    {Constraints::tight, "a third holds with equality in a point"},
+    {Constraints::repeated, "repeated, multiplied and added rows"},
+    {Constraints::vertex, "integers, more than n meet in a point"},
+    {Constraints::graded, "rows or columns scaled by 1e-8..1e8"},
+    {Constraints::opposite, "two contradict"},
+    {Constraints::simplex, "n + 1 contradict together"},
+    {Constraints::nearly, "two contradict by 1e-18..0.1, or just not"},
+    {Constraints::any, "right sides at random"},
+    {Constraints::equalities, "dependent equations, inequalities"},
+    {Constraints::boxed, "inequalities, equations and bounds"},
+    {Constraints::cube, "cubes of Klee and Minty"},
+    {Constraints::convex, "second differences >= 0, concave data"},
 };
 
 std::vector<Kind> all_kinds() {
@@ -92,6 +121,22 @@ std::vector<Kind> all_kinds() {
   bounded("the same, copied columns", Box::infinite, Elements::copied_columns);
   bounded("all bounds bind", Box::all_bind);
   bounded("no bound binds", Box::far);
+  kinds.push_back({Solver::least_distance, "a point meets all with room"});
+  for (const auto& [constraints, text] : all_constraints)
+    if (constraints != Constraints::equalities && constraints != Constraints::boxed &&
+        constraints != Constraints::cube && constraints != Constraints::convex)
+      kinds.push_back(
+          {Solver::least_distance, text, Elements::normal, Shape::any, Box::zero, constraints});
+  for (const auto& [elements, text] : all_elements)
+    kinds.push_back({Solver::constrained, text, elements});
+  for (const auto& [constraints, text] : all_constraints)
+    kinds.push_back({Solver::constrained, text, Elements::normal, Shape::any, Box::zero, constraints});
+  kinds.push_back({Solver::constrained, "the same with copied columns", Elements::copied_columns,
+                   Shape::any, Box::zero, Constraints::boxed});
+  for (const Constraints constraints : {Constraints::met, Constraints::boxed})
+    kinds.push_back({Solver::constrained,
+                     constraints == Constraints::met ? "inequalities, other units" : "all, other units",
+                     Elements::normal, Shape::any, Box::zero, constraints, true});
   return kinds;
 }
 
@@ -141,6 +186,9 @@ Answer<Real> answer(Solver solver, const ConstrainedProblem<Real>& p) {
   Answer<Real> a;
   try {
     a.solution = solve(solver, p);
+  } catch (const tabfit::infeasible& proof) {
+    a.contradiction = true;
+    a.flaw = flaw_of(p, proof);
   } catch (const std::exception& failure) {
     a.flaw = failure.what();
   }
@@ -290,7 +338,8 @@ bool write_text(const char* name, int problems) {
       "Engine: on how many of the first problems the engine's own solver does not return.\n\n",
       seconds_for_one);
   write_head(out);
-  for (const Solver solver : {Solver::nonnegative, Solver::bounded, Solver::all})
+  for (const Solver solver :
+       {Solver::nonnegative, Solver::bounded, Solver::least_distance, Solver::constrained, Solver::all})
     for (const char type : {'f', 'd'}) write_row(out, sum_of(rows, solver, type));
   std::fprintf(out, "\n");
   write_head(out);
