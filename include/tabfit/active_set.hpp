@@ -157,6 +157,7 @@ template <real T>
 auto optimality<T>::slacks(table_view<T> C, std::span<const T> d, const std::vector<T> &x) const
     -> std::vector<slack> {
   std::vector<slack> rows(d.size());
+  if (d.empty()) return rows;  // a matrix without rows may have any number of columns
   double greatest = 0;
   for (std::size_t i = 0; i < d.size(); ++i) rows[i].value = -double(d[i]);
   for (int j = 0; j < C.columns(); ++j) {
