@@ -83,6 +83,7 @@ class dual_active_set {
 
   double correct(double rounding = 4 * eps);
   void gradient();
+  void plain_gradient();
   void slacks();
   void polish();
 
@@ -475,6 +476,17 @@ inline void dual_active_set::gradient() {
   }
 }
 
+/// The same in double, from the caller's columns.
+inline void dual_active_set::plain_gradient() {
+  residual_.assign(p_.b.begin(), p_.b.end());
+  for (int j = 0; j < p_.n; ++j)
+    add_multiple(-p_.column_scale[at(j)] * x_[at(j)], p_.columns[j], residual_.data(), p_.m);
+  for (int a = 0; a < q(); ++a) v_[a] = -u_[a];
+  for (int j = 0; j < p_.n; ++j)
+    g_[j] = p_.column_scale[at(j)] * dot(p_.columns[j], residual_.data(), p_.m);
+  subtract_active(v_, g_);
+}
+
 /// rho = h - N^T x, to twice the digits of double.
 inline void dual_active_set::slacks() {
   for (int a = 0; a < q(); ++a) {
@@ -486,16 +498,17 @@ inline void dual_active_set::slacks() {
   }
 }
 
-/// Iterative refinement of x and u for the active set, with A itself if it is given. A step that changes x
+/// Iterative refinement of x and u for the active set, with A itself if it is given: to twice the digits, or
+/// in double where the triangle is one of normal equations. A step that changes x
 /// and u by the root of epsilon at most has made them right to rounding, since it leaves a like part of
 /// the error. Where steps do not become much shorter, x is not determined to working precision. Such x may
 /// go to and fro with the active set, so after some rounds only the constraints are refined.
 inline void dual_active_set::polish() {
-  const bool with_A = !p_.A.empty() && ++rounds_ <= 4;
+  const bool plain = p_.columns != nullptr, with_A = (plain || !p_.A.empty()) && ++rounds_ <= 4;
   std::fill(g_, g_ + p_.n, 0.0);
   double change = infinity;
   for (int pass = 0; pass < 12; ++pass) {
-    if (with_A) gradient();
+    if (with_A) plain ? plain_gradient() : gradient();
     slacks();
     const double before = std::exchange(change, correct(1e-10));
     const bool settled = norm(r_, q()) <= 1e-8 * norm(u_, q());

@@ -10,6 +10,7 @@
 
 #include "tabfit/active_set.hpp"
 #include "tabfit/dual_factor.hpp"
+#include "tabfit/normal_equations.hpp"
 #include "tabfit/orthogonal.hpp"
 #include "tabfit/table.hpp"
 
@@ -24,6 +25,10 @@ struct dual_problem {
   std::vector<double> N, h, lo, hi;     ///< lo and hi may be infinite
   std::vector<double> A, b;             ///< for refinement; empty if the triangle of A is good enough
   double size_of_A = 0, size_of_b = 0;  ///< roots of sums of squares
+  /// The caller's columns and the scales they lack, and b, if the triangle is one of normal equations: x is
+  /// then corrected with them.
+  double *const *columns = nullptr;
+  std::vector<double> column_scale{};
 
   /// Constraints are numbered: the rows of N, then the lower bounds, then the upper ones.
   int constraints() const { return rows + 2 * n; }
@@ -59,6 +64,11 @@ class scaled_problem {
 
   const dual_problem &problem() const { return to_; }
 
+  /// r comes from normal equations: the same as start(), with columns and b for corrections. False if the
+  /// condition is too high for them.
+  bool start_corrected(const reduced &r, double *const *columns, std::span<const double> b,
+                       dual_factor &factor, std::vector<double> &x0);
+
   /// Gives factor the inverse of the triangle of A, or of (A; delta I) where A is too close to rank
   /// deficient; returns the minimiser without constraints that goes with it.
   std::vector<double> start(const reduced &r, dual_factor &factor);
@@ -76,6 +86,7 @@ class scaled_problem {
   double element(int i, int j) const {
     return static_cast<double>(i < p_.E.rows() ? p_.E(i, j) : p_.C(i - p_.E.rows(), j));
   }
+  double invert(std::vector<double> &R, int rows, dual_factor &factor);
   void scale_rows();
   void scale_zero_columns();
   void load_A();
@@ -139,16 +150,36 @@ void scaled_problem<T>::scale_zero_columns() {
   }
 }
 
+/// Scales the triangle R and gives factor its inverse. Returns the condition; infinity if R is singular.
+template <real T>
+double scaled_problem<T>::invert(std::vector<double> &R, int rows, dual_factor &factor) {
+  const int n = to_.n;
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= std::min(j, rows - 1); ++i) R[at(i, j, rows)] *= column_scale_[at(j)];
+  to_.size_of_A = std::max(norm(R.data(), rows * n), 1.0);
+  return rows == n && factor.invert(R.data(), n) ? to_.size_of_A * factor.size() : infinity;
+}
+
+template <real T>
+bool scaled_problem<T>::start_corrected(const reduced &r, double *const *columns,
+                                        std::span<const double> b, dual_factor &factor,
+                                        std::vector<double> &x0) {
+  std::vector<double> R = r.R;
+  if (!(invert(R, r.rows, factor) <= normal_condition)) return false;
+  to_.columns = columns;
+  to_.column_scale = column_scale_;
+  to_.b.assign(b.begin(), b.end());
+  x0 = zeros(to_.n);
+  factor.add_columns(r.c.data(), 0, to_.n, x0.data());
+  return true;
+}
+
 template <real T>
 std::vector<double> scaled_problem<T>::start(const reduced &r, dual_factor &factor) {
   constexpr double good_condition = 1e3, worst_condition = 1e11, delta = 0x1p-27;
   const int n = to_.n;
   std::vector<double> x0 = zeros(n), R = r.R;
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i <= std::min(j, r.rows - 1); ++i) R[at(i, j, r.rows)] *= column_scale_[at(j)];
-  to_.size_of_A = std::max(norm(R.data(), r.rows * n), 1.0);
-  double condition = infinity;
-  if (r.rows == n && factor.invert(R.data(), n)) condition = to_.size_of_A * factor.size();
+  const double condition = invert(R, r.rows, factor);
   if (!(condition <= good_condition)) load_A();
   if (condition <= worst_condition) {
     factor.add_columns(r.c.data(), 0, n, x0.data());

@@ -40,7 +40,7 @@ FRONT_ROWS = [
     ["passive_columns"],
     ["bounded"],
     ["nonnegative"],
-    ["infeasible", "long_sum", "dual_factor"],
+    ["infeasible", "long_sum", "dual_factor", "normal_equations"],
     ["dual_problem"],
     ["dual_active_set"],
     ["constrained"],
