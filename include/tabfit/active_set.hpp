@@ -46,7 +46,8 @@ struct solution {
   std::vector<T> multipliers;
   int iterations = 0;  ///< linear systems solved: one for each change of the active set
   /// The largest violation of the optimality conditions, measured on the returned numbers. Each is
-  /// divided by the magnitudes of its own terms, so a few machine epsilons of T is as good as it gets.
+  /// divided by the magnitudes of its own terms, to which a row of C or of E adds what a rounding of A x
+  /// means for it. So a few machine epsilons of T is as good as it gets.
   double violation = 0;
   /// No change of the active set lowers |A x - b|, and `violation` is below 1000 epsilon of T. If
   /// false, x is the best point found; it satisfies the constraints, but for
@@ -75,6 +76,23 @@ struct conditions {
   std::span<const T> f;
   std::span<const T> lo, hi;
 };
+
+/// Throws bad_data unless lo <= hi, each of them empty or of n elements, none NaN or on the wrong side of all
+/// numbers.
+template <real T>
+void check_bounds(const char *operation, std::span<const T> lo, std::span<const T> hi, int n) {
+  constexpr T infinity = std::numeric_limits<T>::infinity();
+  const auto check = [&](const char *name, std::span<const T> bound, T free) {
+    if (!bound.empty()) check_size(operation, name, bound.size(), "element", "A", at(n), "column");
+    for (std::size_t j = 0; j < bound.size(); ++j)
+      if (!is_finite(bound[j]) && bound[j] != free)
+        throw_not_finite(operation, sentence(name, "(", j, ")"), bound[j]);
+  };
+  check("lo", lo, -infinity);
+  check("hi", hi, infinity);
+  for (std::size_t j = 0; j < std::min(lo.size(), hi.size()); ++j)
+    if (lo[j] > hi[j]) throw bad_data(operation, sentence("lo(", j, ") is above hi(", j, ")"));
+}
 
 /// y += a A_j.
 template <real T>
@@ -128,7 +146,9 @@ class optimality {
 
   /// The largest violation at the point of the last move_to, which is s.x:
   ///   stationarity     |gradient_j - sum of multipliers times rows| over |A_j| scale() and its terms
-  ///   constraints      d_i - C_i x where positive, |E_i x - f_i|, over sum |C_ij x_j| + |d_i|; bounds alike
+  ///   constraints      d_i - C_i x where positive, |E_i x - f_i|, over sum |C_ij x_j| + |d_i| and
+  ///                    scale() max |C_ij| / |A_j|, what a rounding of A x means for the row
+  ///   bounds           likewise, over |x_j| and the bound alone
   ///   complementarity  an active constraint that x does not lie on, likewise
   /// Infinite if a multiplier has the wrong sign.
   double violation(const solution<T> &s) const;
@@ -158,18 +178,20 @@ auto optimality<T>::slacks(table_view<T> C, std::span<const T> d, const std::vec
     -> std::vector<slack> {
   std::vector<slack> rows(d.size());
   if (d.empty()) return rows;  // a matrix without rows may have any number of columns
-  double greatest = 0;
-  for (std::size_t i = 0; i < d.size(); ++i) rows[i].value = -double(d[i]);
+  std::vector<double> moves(d.size());
   for (int j = 0; j < C.columns(); ++j) {
-    const double xj = double(x[std::size_t(j)]);
-    greatest = std::max(greatest, std::abs(xj));
+    const double xj = double(x[at(j)]), norm = norms_[at(j)];
     for (int i = 0; i < C.rows(); ++i) {
-      rows[std::size_t(i)].value += double(C(i, j)) * xj;
-      rows[std::size_t(i)].terms += std::abs(double(C(i, j)));
+      const double c = double(C(i, j));
+      rows[at(i)].value += c * xj;
+      rows[at(i)].terms += std::abs(c * xj);
+      if (norm > 0) moves[at(i)] = std::max(moves[at(i)], std::abs(c) / norm);
     }
   }
-  for (std::size_t i = 0; i < d.size(); ++i)
-    rows[i].terms = rows[i].terms * greatest + std::abs(double(d[i]));
+  for (std::size_t i = 0; i < d.size(); ++i) {
+    rows[i].value -= double(d[i]);
+    rows[i].terms += std::abs(double(d[i])) + scale_ * moves[i];
+  }
   return rows;
 }
 

@@ -327,21 +327,13 @@ solution<typename M::value_type> bounded(const M &A, std::span<const typename M:
                                          const active_set_options &options = {}) {
   using T = typename M::value_type;
   detail::check_problem<T>("bounded", A.view(), b);
-  const std::size_t n = detail::at(A.view().columns());
-  detail::check_size("bounded", "lo", lo.size(), "element", "A", n, "column");
-  detail::check_size("bounded", "hi", hi.size(), "element", "A", n, "column");
-  const auto refuse = [](const char *what, std::size_t j, const char *is) {
-    throw bad_data("bounded", what + ("(" + std::to_string(j) + ") ") + is);
-  };
-  constexpr T infinity = std::numeric_limits<T>::infinity();
-  for (std::size_t j = 0; j < n; ++j) {
-    if (!(lo[j] < infinity)) refuse("lo", j, "is NaN or +infinity");
-    if (!(hi[j] > -infinity)) refuse("hi", j, "is NaN or -infinity");
-    if (lo[j] > hi[j]) refuse("lo", j, ("is above hi(" + std::to_string(j) + ")").c_str());
-  }
+  const int n = A.view().columns();
+  detail::check_size("bounded", "lo", lo.size(), "element", "A", detail::at(n), "column");
+  detail::check_size("bounded", "hi", hi.size(), "element", "A", detail::at(n), "column");
+  detail::check_bounds("bounded", lo, hi, n);
   return detail::solve_bounded<T>(
       "bounded", {.A = A.view(), .b = b, .C = {}, .d = {}, .E = {}, .f = {}, .lo = lo, .hi = hi},
-      options, int(2 * n));
+      options, 2 * n);
 }
 
 }  // namespace tabfit

@@ -7,7 +7,6 @@
 #include <limits>
 #include <span>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -53,22 +52,7 @@ void check_constraints(const char *operation, const conditions<T> &p) {
   check_table("A", p.A, "b", p.b);
   check_table("C", p.C, "d", p.d);
   check_table("E", p.E, "f", p.f);
-  for (const auto &[name, bound, wrong] :
-       {std::tuple("lo", p.lo, std::numeric_limits<T>::infinity()),
-        std::tuple("hi", p.hi, -std::numeric_limits<T>::infinity())}) {
-    if (bound.empty()) continue;
-    check_size(operation, name, bound.size(), "element", "A", at(p.A.columns()), "column");
-    for (std::size_t j = 0; j < bound.size(); ++j)
-      if (!is_finite(bound[j]) && !(bound[j] == -wrong))
-        throw_not_finite(operation, std::string(name) + "(" + std::to_string(j) + ")", bound[j]);
-  }
-  if (p.lo.empty() || p.hi.empty()) return;
-  for (int j = 0; j < p.A.columns(); ++j)
-    if (p.lo[at(j)] > p.hi[at(j)]) {
-      const std::vector<active_constraint> both = {{constraint_kind::lower, j},
-                                                   {constraint_kind::upper, j}};
-      throw infeasible(operation, contradiction_sentence(both), both, {1.0, 1.0});
-    }
+  check_bounds(operation, p.lo, p.hi, p.A.columns());
 }
 
 /// Rows of C, rows of E, lower bounds, upper bounds: the order of solutions and of contradictions.
@@ -231,7 +215,8 @@ solution<T> solve_constrained(const char *operation, const conditions<T> &p,
 /// Works in double for both element types; the results are rounded once.
 ///
 /// @throws infeasible      no x satisfies the constraints; names those that contradict each other
-/// @throws bad_data        sizes that do not fit, an element that is NaN or infinite, a start that is not there
+/// @throws bad_data        sizes that do not fit, an element that is NaN or infinite, lo above hi, a start that is
+///                         not there
 /// @throws std::bad_alloc  memory ran out
 ///
 /// Cost: 2 m n^2 operations for the triangle of A, n^3 for its inverse, about (k + 8 n) n for an iteration
