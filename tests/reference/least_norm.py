@@ -30,9 +30,9 @@ def main():
 
 struct LeastNorm {
   int m, n, rank;
-  std::vector<double> A, b;           // A row by row
-  std::vector<double> x;              // of all minimisers of |A x - b| the shortest
-  double constant;                    // the same with an intercept c, which does not count: |A y + c - b|
+  std::vector<double> A, b;  // A row by row
+  std::vector<double> x;     // of all minimisers of |A x - b| the shortest
+  double constant;           // the same with an intercept c, which does not count: |A y + c - b|
   std::vector<double> y;
 };
 

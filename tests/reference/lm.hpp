@@ -9,11 +9,6 @@
 
 inline constexpr double missing = std::numeric_limits<double>::quiet_NaN();
 
-/// x row by row, three columns; the third model has x1, x2, x1 + x2, x3.
-inline const std::vector<double> lm_x = {1, 2, 3, 2, 7, 1, 3, 1, 4, 4, 8, 1, 5, 2, 5, 6, 8, 9, 7, 1, 2, 8, 8, 6, 9, 2, 5, 10, 8, 3, 11, 4, 5, 12, 5, 8};
-inline const std::vector<double> lm_y = {2.5, 4.25, 3, 6.75, 6.5, 10, 6.25, 10.5, 9, 12.25, 11, 14.5};
-inline const std::vector<double> lm_w = {1, 2, 0.5, 1, 4, 1, 0, 1.5, 1, 2, 1, 0.25};
-
 struct Lm {
   const char* name;
   std::vector<double> x, errors, t, p, low, high, residual, covariance;  // intervals of level 0.9
@@ -21,6 +16,11 @@ struct Lm {
 };
 
 // clang-format off
+/// x row by row, three columns; the third model has x1, x2, x1 + x2, x3.
+inline const std::vector<double> lm_x = {1, 2, 3, 2, 7, 1, 3, 1, 4, 4, 8, 1, 5, 2, 5, 6, 8, 9, 7, 1, 2, 8, 8, 6, 9, 2, 5, 10, 8, 3, 11, 4, 5, 12, 5, 8};
+inline const std::vector<double> lm_y = {2.5, 4.25, 3, 6.75, 6.5, 10, 6.25, 10.5, 9, 12.25, 11, 14.5};
+inline const std::vector<double> lm_w = {1, 2, 0.5, 1, 4, 1, 0, 1.5, 1, 2, 1, 0.25};
+
 inline const std::vector<Lm> lm_fits = {
     {"weights and intercept",
      {0.2384254011002585, 0.81313903230521278, 0.3461485734062133, 0.23228182409020998},

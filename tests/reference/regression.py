@@ -240,8 +240,10 @@ struct Regression {
   std::vector<double> x, y;    // x row by row
   std::vector<const char*> b;  // the coefficients, correctly rounded to 17 digits
   const char* rest;            // the residual sum of squares, likewise, as all that follows
-  std::vector<const char*> errors;    // standard errors of the coefficients
-  const char *sigma, *r_squared, *f;  // residual standard deviation, R squared, F; f is "inf" if rest is 0
+  std::vector<const char*> errors;  // standard errors of the coefficients
+  const char* sigma;                // residual standard deviation
+  const char* r_squared;
+  const char* f;  // "inf" if rest is 0
 };
 
 // clang-format off
