@@ -8,6 +8,7 @@
 #include "kernels/scalar/arithmetic.hpp"
 #include "kernels/scalar/search.hpp"
 
+#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -69,7 +70,7 @@ void P_copy(Real* const* src, Real** dst, int n) noexcept {
 template <class Real>
 int V_imax(const Real* x, int n) noexcept {
   const Real first = x[0];  // Deliberate: read before n is examined, so x[0] must exist for n = 0 too.
-  if (first != first) return 0;
+  if (std::isnan(first)) return 0;
   Real best[] = {first, first, first, first};
   int i = 0;
   for (; i + 4 <= n; i += 4)

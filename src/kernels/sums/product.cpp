@@ -99,7 +99,7 @@ class Product {
   Columns take_columns(const Lines& c, const Terms& range) noexcept;
   double* const* final_sums(int k) const noexcept;
   float* const* final_floats(int k) const noexcept;
-  void put(Lines rows, Lines c, std::ptrdiff_t place) const noexcept;
+  void put(Lines rows, Lines c, std::ptrdiff_t first) const noexcept;
 
   const Kernels& kernel_;
   const Extent& x_;
