@@ -129,13 +129,13 @@ Product<Real>::Product(const Kernels& kernel, const Extent& x, const Factor<Real
 /// A product whose factors both find room; nothing is formed if they do not.
 template <class Real>
 bool Product<Real>::form_at_once() noexcept {
-  const int stride = right_.storage == Storage::as_is ? (x_.terms + 15) / 8 * 8 : x_.terms;
-  if (x_.rows > most_rows || x_.terms > most_terms || x_.columns > at_once ||
-      (x_.columns + 7) / 8 * 8 * stride > room)
-    return false;
   if (x_.rows < 1 || x_.columns < 1) return true;
-  const Rows rows = take_rows({0, x_.rows, x_.row_band}, {0, x_.terms});
-  const Columns columns = take_columns({0, x_.columns, x_.column_band}, {0, x_.terms});
+  const int terms = std::max(x_.terms, 0);
+  if (x_.rows > most_rows || terms > most_terms || x_.columns > at_once) return false;
+  const int stride = right_.storage == Storage::as_is ? (terms + 15) / 8 * 8 : terms;
+  if ((x_.columns + 7) / 8 * 8 * stride > room) return false;
+  const Rows rows = take_rows({0, x_.rows, x_.row_band}, {0, terms});
+  const Columns columns = take_columns({0, x_.columns, x_.column_band}, {0, terms});
   kernel_.tile({.P = rows.P,
                 .row = rows.row,
                 .Q = columns.Q,
@@ -145,7 +145,7 @@ bool Product<Real>::form_at_once() noexcept {
                 .rounded = final_floats(0),
                 .rows = x_.rows,
                 .columns = x_.columns,
-                .end = std::max(x_.terms, 0),
+                .end = terms,
                 .corner = x_.upper_only ? 1 : Tile::everywhere,
                 .row_edge = {x_.row_band, 0},
                 .column_edge = {x_.column_band, 0}});
