@@ -50,8 +50,8 @@ struct solution {
   /// means for it. So a few machine epsilons of T is as good as it gets.
   double violation = 0;
   /// No change of the active set lowers |A x - b|, and `violation` is below 1000 epsilon of T. If
-  /// false, x is the best point found; it satisfies the constraints, but for
-  /// rounding. Of constrained() it satisfies the bounds only.
+  /// false, x is the best point found; it satisfies the constraints, but for rounding. Of constrained() it
+  /// satisfies the bounds only.
   bool converged = false;
 };
 

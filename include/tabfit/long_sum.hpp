@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "tabfit/residuals.hpp"
+
 namespace tabfit::detail {
 
 /// The leading 26 bits of a. Products of heads with heads, or with what a head leaves, are exact.
@@ -12,14 +14,12 @@ inline double head(double a) {
   return std::bit_cast<double>(std::bit_cast<std::uint64_t>(a) & 0xfffffffff8000000u);
 }
 
-/// sum += a; returns what the rounding took away. Knuth, The Art of Computer Programming, volume 2,
-/// section 4.2.2, theorem B. Every product that comes in is exact, so a compiler that fuses it into the
-/// additions changes nothing.
+/// sum += a; returns what the rounding took away. Every product that comes in is exact, so a compiler that
+/// fuses it into the additions changes nothing.
 inline double add_exactly(double &sum, double a) {
-  const double before = sum;
-  sum = before + a;
-  const double part = sum - before;
-  return (before - (sum - part)) + (a - part);
+  const twofold exact = two_sum(sum, a);
+  sum = exact.high;
+  return exact.low;
 }
 
 /// A sum in three parts. The rounding of the first two goes into the last.
